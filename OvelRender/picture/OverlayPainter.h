@@ -1,0 +1,39 @@
+// Paints the overlay mesh with a flat program of its own.
+#pragma once
+
+#include "GlProfile.h"
+#include "OverlayMesh.h"
+#include "VertexStream.h"
+
+#include <QString>
+
+#include <memory>
+
+class QOpenGLShaderProgram;
+
+class OverlayPainter
+{
+public:
+    OverlayPainter();
+    ~OverlayPainter(); // needs Free first
+
+    // The mesh to paint from now on. Needs the context current, as all below.
+    void Load(const GlProfile& profile, const OverlayMesh& mesh);
+    void PaintOpaque();
+    void PaintTranslucent();
+    void Free();
+
+    // Why the program could not be built, once per context; else empty.
+    QString TakeFailure();
+
+private:
+    bool Prepare(const GlProfile& profile);
+    void Paint(int first, int count);
+
+    std::unique_ptr<QOpenGLShaderProgram> m_program;
+    VertexStream m_stream;
+    QString m_failure;
+    std::vector<OverlayVertex> m_vertices;
+    int m_opaque = 0;
+    int m_translucent = 0;
+};

@@ -1,0 +1,115 @@
+#include "PlaneTextures.h"
+
+#include <QOpenGLContext>
+#include <QOpenGLFunctions>
+#include <QOpenGLTexture>
+
+#include <algorithm>
+
+namespace
+{
+
+const uint8_t NeutralChroma[2] = {128, 128};
+
+// A picture one sample wide or high has no chroma: it is grey, not green.
+Plane ChromaPlane(const uint8_t* data, int width, int height, bool redGreen)
+{
+    if (width < 1 || height < 1)
+        return {NeutralChroma, 1, 1, redGreen};
+    return {data, width, height, redGreen};
+}
+
+const PlaneFormat& FormatOf(const GlProfile& profile, const Plane& plane)
+{
+    return plane.redGreen ? profile.redGreen : profile.red;
+}
+
+void SetFilters(QOpenGLFunctions& gl)
+{
+    gl.glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MAG_FILTER, GL_LINEAR);
+    gl.glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MIN_FILTER, GL_LINEAR);
+    gl.glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_S, GL_CLAMP_TO_EDGE);
+    gl.glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_T, GL_CLAMP_TO_EDGE);
+}
+
+} // namespace
+
+PicturePlanes ThreePlanes(const uint8_t* buffer, int width, int height)
+{
+    const size_t luma = static_cast<size_t>(width) * static_cast<size_t>(height);
+    return {{{buffer, width, height, false},
+             ChromaPlane(buffer + luma, width / 2, height / 2, false),
+             ChromaPlane(buffer + 5 * luma / 4, width / 2, height / 2, false)},
+            3};
+}
+
+PicturePlanes Nv12Planes(const uint8_t* luma, const uint8_t* chroma, int width, int height)
+{
+    return {{{luma, width, height, false}, ChromaPlane(chroma, width / 2, height / 2, true), {}}, 2};
+}
+
+unsigned int AllocatePlane(const GlProfile& profile, QOpenGLTexture& texture, const Plane& plane)
+{
+    texture.setSize(plane.width, plane.height, 1);
+    texture.setMinMagFilters(QOpenGLTexture::LinearMipMapLinear, QOpenGLTexture::Linear);
+    texture.create();
+    if (profile.sizedStorage) {
+        texture.setFormat(plane.redGreen ? QOpenGLTexture::RG8_UNorm : QOpenGLTexture::R8_UNorm);
+        texture.allocateStorage();
+        return texture.textureId();
+    }
+    const PlaneFormat& format = FormatOf(profile, plane);
+    QOpenGLFunctions& gl = *QOpenGLContext::currentContext()->functions();
+    gl.glBindTexture(GL_TEXTURE_2D, texture.textureId());
+    gl.glTexImage2D(GL_TEXTURE_2D, 0, format.internal, plane.width, plane.height, 0, format.external,
+                    GL_UNSIGNED_BYTE, nullptr);
+    return texture.textureId();
+}
+
+void UploadPlanes(const GlProfile& profile, const PicturePlanes& planes, const unsigned int (&textures)[3],
+                  Upload upload)
+{
+    QOpenGLFunctions& gl = *QOpenGLContext::currentContext()->functions();
+    // Rows of any width are packed; the default of 4 would slant pictures whose width is no multiple of 4.
+    gl.glPixelStorei(GL_UNPACK_ALIGNMENT, 1);
+    for (int i = 0; i < planes.count; ++i) {
+        const Plane& plane = planes.plane[i];
+        const PlaneFormat& format = FormatOf(profile, plane);
+        gl.glActiveTexture(GL_TEXTURE0 + static_cast<GLenum>(i));
+        gl.glBindTexture(GL_TEXTURE_2D, textures[i]);
+        if (upload == Upload::Update)
+            gl.glTexSubImage2D(GL_TEXTURE_2D, 0, 0, 0, plane.width, plane.height, format.external,
+                               GL_UNSIGNED_BYTE, plane.data);
+        else
+            gl.glTexImage2D(GL_TEXTURE_2D, 0, format.internal, plane.width, plane.height, 0, format.external,
+                            GL_UNSIGNED_BYTE, plane.data);
+        SetFilters(gl);
+    }
+}
+
+void BindPlanes(int count, const unsigned int (&textures)[3])
+{
+    QOpenGLFunctions& gl = *QOpenGLContext::currentContext()->functions();
+    for (int i = 0; i < count; ++i) {
+        gl.glActiveTexture(GL_TEXTURE0 + static_cast<GLenum>(i));
+        gl.glBindTexture(GL_TEXTURE_2D, textures[i]);
+    }
+}
+
+void PictureQuad::Draw(const float (&vertices)[8])
+{
+    if (!m_isLoaded || !std::equal(vertices, vertices + 8, m_loaded)) {
+        const float* v = vertices;
+        const float quad[16] = {v[0], v[1], 0, 1, v[2], v[3], 1, 1, v[4], v[5], 0, 0, v[6], v[7], 1, 0};
+        m_stream.Load(quad, sizeof(quad));
+        std::copy(vertices, vertices + 8, m_loaded);
+        m_isLoaded = true;
+    }
+    m_stream.Draw({4 * sizeof(float), 2, GL_FLOAT, false}, GL_TRIANGLE_STRIP, 0, 4);
+}
+
+void PictureQuad::Free()
+{
+    m_stream.Free();
+    m_isLoaded = false;
+}
