@@ -1,0 +1,11 @@
+// The border that no exception crosses.
+#pragma once
+
+template <typename Result, typename Work> Result Guarded(Result failure, Work&& work) noexcept
+{
+    try {
+        return work();
+    } catch (...) {
+        return failure;
+    }
+}

@@ -1,0 +1,342 @@
+#include "ShaderBaseState.h"
+
+#include "LiveRenderers.h"
+#include "OsCoreApi.h"
+#include "picture/DisplayGeometry.h"
+
+#include <QMutexLocker>
+#include <QOpenGLContext>
+#include <QOpenGLShaderProgram>
+#include <QThread>
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+#include <limits>
+
+namespace
+{
+
+bool SameArea(const tagOvelZoomArea& a, const tagOvelZoomArea& b)
+{
+    // By bytes, so that an area that is not a number equals itself.
+    return std::memcmp(&a, &b, sizeof(a)) == 0;
+}
+
+bool SameRotation(const tagOvelVideoRotate& a, const tagOvelVideoRotate& b)
+{
+    return a.iDirection == b.iDirection && a.iAngle == b.iAngle && a.iMirrorType == b.iMirrorType;
+}
+
+bool SameParameters(const ViewParameters& a, const ViewParameters& b)
+{
+    return SameArea(a.zoom, b.zoom) && SameArea(a.destination, b.destination) &&
+           SameRotation(a.rotate, b.rotate);
+}
+
+} // namespace
+
+void SetPictureUniforms(QOpenGLShaderProgram& program, const int (&samplers)[3], int drawFlag)
+{
+    if (!program.bind())
+        return;
+    for (int unit = 0; unit < 3; ++unit) {
+        if (samplers[unit] >= 0)
+            program.setUniformValue(samplers[unit], unit);
+    }
+    program.setUniformValue(drawFlag, 0);
+    program.release();
+}
+
+bool PaintedView::operator==(const PaintedView& other) const
+{
+    return displayType == other.displayType && frame == other.frame && overlays == other.overlays &&
+           SameParameters(parameters, other.parameters) && size == other.size && scale == other.scale &&
+           framebuffer == other.framebuffer;
+}
+
+ViewParameters ShaderBaseState::Parameters() const
+{
+    const std::lock_guard<std::mutex> lock(mutexParameters);
+    return {widget.m_stEZoomArea,
+            widget.m_stDrawDstNorm,
+            {widget.m_nVideoRotateDirection, widget.m_nVideoRotateAngle, widget.mirrorType}};
+}
+
+void ShaderBaseState::ResetZoom()
+{
+    const std::lock_guard<std::mutex> lock(mutexParameters);
+    widget.m_stEZoomArea = WholeArea;
+}
+
+void ShaderBaseState::ResetDestination()
+{
+    const std::lock_guard<std::mutex> lock(mutexParameters);
+    widget.m_stDrawDstNorm = WholeArea;
+}
+
+tagOvelZoomArea ShaderBaseState::StoreDestination(const tagQRECT& rect, const QSize& widgetSize)
+{
+    const std::lock_guard<std::mutex> lock(mutexParameters);
+    widget.m_rcDrawDst = QRect(QPoint(rect.left, rect.top), QPoint(rect.right, rect.bottom));
+    if (!widgetSize.isEmpty())
+        widget.m_stDrawDstNorm = NormaliseRect(rect, widgetSize.width(), widgetSize.height());
+    return widget.m_stDrawDstNorm;
+}
+
+QSize ShaderBaseState::WidgetSize() const
+{
+    // A visible widget's size changes on the GUI thread at any moment; event() keeps a copy for the others.
+    const qint64 packed = shownSize;
+    if (packed < 0 || QThread::currentThread() == widget.thread())
+        return widget.size();
+    return {static_cast<int>(packed >> 32), static_cast<int>(packed & 0xFFFFFFFF)};
+}
+
+int ShaderBaseState::StoreRecord(const void* pData, int iLen)
+{
+    if (!pData || iLen < 1)
+        return -1;
+    __tagQDrawGraphInfo record = {};
+    std::memcpy(&record, pData, std::min(static_cast<size_t>(iLen), sizeof(record)));
+    const QMutexLocker lock(&widget.m_mutexDrawInfo);
+    widget.m_vecDrawGraphInfo.append(record);
+    ++overlays;
+    if (record.iGraphType == OVEL_GRAPH_TEXT)
+        hasTexts = true;
+    return 0;
+}
+
+int ShaderBaseState::CallPlayer(unsigned int uiFrameParam, std::atomic<unsigned int>& lastParam,
+                                const tagQRECT& rect, OvelDrawToRender sink)
+{
+    const std::lock_guard<std::recursive_mutex> lock(mutexCallback);
+    const OvelDrawCallback callback = widget.m_pfnDrawCallback;
+    if (!callback)
+        return 0;
+    lastParam = uiFrameParam;
+    const auto extent = [](int from, int to) {
+        return static_cast<int>(
+            std::min<int64_t>(std::llabs(static_cast<int64_t>(to) - from), std::numeric_limits<int>::max()));
+    };
+    __tagQDrawCallbackInfo info = {};
+    info.uiFrameParam = uiFrameParam;
+    info.iDstWidth = extent(rect.left, rect.right);
+    info.iDstHeight = extent(rect.top, rect.bottom);
+    info.left = rect.left;
+    info.top = rect.top;
+    info.right = rect.right;
+    info.bottom = rect.bottom;
+    info.pfnDrawToRender = sink;
+    info.pRender = &widget;
+    const DrawCallbackScope scope(&widget);
+    return callback(0, &info, static_cast<int>(sizeof(info)), widget.m_pDrawCallbackUser);
+}
+
+void ShaderBaseState::ForgetCallback()
+{
+    const std::lock_guard<std::recursive_mutex> lock(mutexCallback);
+    widget.m_pfnDrawCallback = nullptr;
+}
+
+bool ShaderBaseState::CanHold(const tagYuvFrameInfo& info)
+{
+    return info.iWidth >= 1 && info.iHeight >= 1 &&
+           PictureBytes(info.iWidth, info.iHeight) <= std::numeric_limits<int>::max();
+}
+
+bool ShaderBaseState::RefuseFrame(const tagYuvFrameInfo& info, const char* source)
+{
+    if (CanHold(info)) {
+        refusedFrame = false;
+        return false;
+    }
+    if (!refusedFrame && widget.m_pYuvBuf)
+        LogError(source, "ShowYuvFrame", __LINE__, "ShowYuvFrame iWidth = %d iHeight = %d is invalid param",
+                 info.iWidth, info.iHeight);
+    refusedFrame = widget.m_pYuvBuf != nullptr;
+    return true;
+}
+
+bool ShaderBaseState::ResetBufferFor(const tagYuvFrameInfo& info)
+{
+    const bool newLength = info.iDataSize > 0 && info.iDataSize != widget.m_nYuvBufSize;
+    const bool newSize = info.iWidth != widget.m_nVideoWidth || info.iHeight != widget.m_nVideoHeight;
+    if (widget.m_pYuvBuf && !newLength && !newSize)
+        return true;
+    const int pictureBytes = static_cast<int>(PictureBytes(info.iWidth, info.iHeight));
+    widget.InnerResetYuvBuf(info.iWidth, info.iHeight, std::max(info.iDataSize, pictureBytes));
+    // The next frame is compared with what this one declared, not with what it was given.
+    widget.m_nYuvBufSize = info.iDataSize;
+    return widget.m_pYuvBuf != nullptr;
+}
+
+CopiedFrame ShaderBaseState::Copy(const tagYuvFrameInfo& info)
+{
+    if (info.iDisplayType == OVEL_DISPLAY_NV12) {
+        widget.m_pNV12Y = widget.m_pYuvBuf;
+        widget.m_pNV12UV = widget.m_pYuvBuf + static_cast<size_t>(widget.m_nVideoWidth) *
+                                                  static_cast<size_t>(widget.m_nVideoHeight);
+    }
+    ++frame;
+    return CopyFrame(info, widget.m_nVideoWidth, widget.m_nVideoHeight, widget.m_pYuvBuf, bufferBytes);
+}
+
+void ShaderBaseState::DropBuffer()
+{
+    std::free(widget.m_pYuvBuf);
+    widget.m_pYuvBuf = nullptr;
+    widget.m_pNV12Y = nullptr;
+    widget.m_pNV12UV = nullptr;
+    bufferBytes = 0;
+    ++frame;
+}
+
+void ShaderBaseState::EnterContext(std::function<void()> free)
+{
+    QOpenGLContext* const context = widget.context();
+    gl = GlProfile::OfCurrentContext();
+    paintedIsValid = false;
+    uploadedFrame = 0;
+    refusedSize = false;
+    programFailed = false;
+    freeSources = std::move(free);
+    QObject::disconnect(contextLost);
+    contextLost = QObject::connect(
+        context, &QOpenGLContext::aboutToBeDestroyed, context, [this] { LeaveContext(); },
+        Qt::DirectConnection);
+}
+
+void ShaderBaseState::LeaveContext()
+{
+    QObject::disconnect(contextLost);
+    if (!widget.context())
+        return;
+    widget.makeCurrent();
+    if (freeSources)
+        freeSources();
+    FreeContextObjects();
+    widget.doneCurrent();
+}
+
+void ShaderBaseState::FreeContextObjects()
+{
+    overlayPainter.Free();
+    quad.Free();
+    meshOf = PaintedView();
+    paintedIsValid = false;
+    uploadedFrame = 0;
+}
+
+void ShaderBaseState::SetShown(const PaintedView& view)
+{
+    painted = view;
+    paintedIsValid = true;
+}
+
+PaintedView ShaderBaseState::CurrentView() const
+{
+    PaintedView view;
+    view.displayType = widget.m_nDisplayType;
+    view.frame = frame;
+    view.overlays = overlays;
+    view.parameters = Parameters();
+    view.size = widget.size();
+    view.scale = widget.devicePixelRatioF();
+    view.framebuffer = widget.defaultFramebufferObject();
+    return view;
+}
+
+void ShaderBaseState::Clear()
+{
+    // Alpha 1: bars must not become holes in grabs or translucent windows.
+    widget.glClearColor(0.0f, 0.0f, 0.0f, 1.0f);
+    widget.glClear(GL_COLOR_BUFFER_BIT);
+}
+
+void ShaderBaseState::PaintBlack()
+{
+    Clear();
+    paintedIsValid = false;
+}
+
+void ShaderBaseState::KeepPicture()
+{
+    const PaintedView view = CurrentView();
+    const bool sameFramebuffer = paintedIsValid && painted.size == view.size && painted.scale == view.scale &&
+                                 painted.framebuffer == view.framebuffer;
+    if (!sameFramebuffer)
+        PaintBlack();
+}
+
+bool ShaderBaseState::FitsContext(int width, int height)
+{
+    const bool fits = gl.planes && std::max(width, height) <= gl.maxTextureSize;
+    if (!fits && !refusedSize)
+        LogError("ShaderBaseState", "FitsContext", __LINE__,
+                 "a picture of %d x %d cannot be shown here, largest texture %d", width, height,
+                 gl.planes ? gl.maxTextureSize : 0);
+    refusedSize = !fits;
+    return fits;
+}
+
+void ShaderBaseState::DrawPicture(const PicturePlanes& planes, const unsigned int (&textures)[3],
+                                  const float (&vertices)[8], TextureStorage storage)
+{
+    const Plane& luma = planes.plane[0];
+    if (!FitsContext(luma.width, luma.height))
+        return;
+    const QSize size(luma.width, luma.height);
+    if (uploadedFrame != frame || uploadedSize != size) {
+        const bool storageFits =
+            storage == TextureStorage::Fixed || (uploadedFrame != 0 && uploadedSize == size);
+        UploadPlanes(gl, planes, textures, storageFits ? Upload::Update : Upload::Replace);
+        uploadedFrame = frame;
+        uploadedSize = size;
+    } else {
+        BindPlanes(planes.count, textures);
+    }
+    if (!IsDrawable(vertices))
+        return;
+    if (!CoversViewport(vertices))
+        Clear();
+    quad.Draw(vertices);
+    pictureDrawn = true;
+}
+
+void ShaderBaseState::LoadOverlays(OverlayKinds kinds)
+{
+    const PaintedView view = CurrentView();
+    if (meshOf.overlays == view.overlays && SameParameters(meshOf.parameters, view.parameters) &&
+        meshOf.size == view.size && meshOf.scale == view.scale)
+        return;
+    OverlayView seen;
+    seen.mapping = ComputeOverlayMapping(view.size.width(), view.size.height(), view.parameters.zoom);
+    seen.rotate = kinds == OverlayKinds::LinesOnly ? tagOvelVideoRotate{} : view.parameters.rotate;
+    seen.scale = static_cast<float>(view.scale);
+    seen.viewportWidth = std::max(1.0f, static_cast<float>(view.size.width() * view.scale));
+    seen.viewportHeight = std::max(1.0f, static_cast<float>(view.size.height() * view.scale));
+    {
+        const QMutexLocker lock(&widget.m_mutexDrawInfo);
+        const QVector<__tagQDrawGraphInfo>& records = widget.m_vecDrawGraphInfo;
+        BuildOverlayMesh(records.constData(), static_cast<int>(records.size()), kinds, seen, mesh);
+    }
+    overlayPainter.Load(gl, mesh);
+    const QString failure = overlayPainter.TakeFailure();
+    if (!failure.isEmpty())
+        LogError("OverlayPainter", "Load", __LINE__, "overlay program failed, %s", qPrintable(failure));
+    meshOf = view;
+}
+
+QOpenGLShaderProgram* ShaderBaseState::BuildProgram(YuvLayout layout, YuvProgramKind kind, const char* source,
+                                                    const char* function)
+{
+    const BuiltProgram built = BuildYuvProgram(gl, layout, kind);
+    if (!built.failure.isEmpty() && !programFailed) {
+        LogError(source, function, __LINE__, "picture program failed, %s", qPrintable(built.failure));
+        programFailed = true;
+    }
+    matrixLocation = built.program->uniformLocation("u_Matrix");
+    uploadedFrame = 0; // the textures are new with the program
+    return built.program;
+}
