@@ -82,8 +82,10 @@ bool CLS_ShaderBase::event(QEvent* e)
         }
         if (e->type() == QEvent::Show)
             update();
+        if (e->type() == QEvent::DeferredDelete)
+            return QOpenGLWidget::event(e); // when it returns there is no object any more
         const bool handled = QOpenGLWidget::event(e);
-        m_pState->shownSize = isVisible() ? PackSize(size()) : -1;
+        m_pState->visibleSize = isVisible() ? PackSize(size()) : -1;
         return handled;
     });
 }

@@ -80,7 +80,7 @@ CLS_ShaderYuv::~CLS_ShaderYuv()
 {
     RetireLiveRenderer(this);
     onDestroyed(this);
-    disconnect(this, &QObject::destroyed, this, nullptr);
+    disconnect(this, &QObject::destroyed, this, &CLS_ShaderYuv::onDestroyed);
     // A context that is gone took the GL objects along; one that is here must not call back into this object
     // later.
     m_pState->LeaveContext();

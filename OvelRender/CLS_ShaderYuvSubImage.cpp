@@ -67,7 +67,7 @@ CLS_ShaderYuvSubImage::~CLS_ShaderYuvSubImage()
 {
     RetireLiveRenderer(this);
     onDestroyed(this);
-    disconnect(this, &QObject::destroyed, this, nullptr);
+    disconnect(this, &QObject::destroyed, this, &CLS_ShaderYuvSubImage::onDestroyed);
     // A context that is gone took the GL objects along; one that is here must not call back into this object
     // later.
     m_pState->LeaveContext();

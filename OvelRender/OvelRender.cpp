@@ -14,6 +14,7 @@
 #include <dlfcn.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cstring>
 #include <map>
 #include <mutex>
@@ -31,6 +32,13 @@ constexpr int ShowLockMilliseconds = 500;
 // them.
 QReadWriteLock s_lockRWShader(QReadWriteLock::NonRecursive);
 std::map<CLS_ShaderBase*, QMutex*> s_mapRender;
+
+// Hosts that loaded the library late may let go of widgets after its static objects are gone.
+std::atomic<bool> s_registryStands{false};
+const struct RegistryLifetime {
+    RegistryLifetime() { s_registryStands = true; }
+    ~RegistryLifetime() { s_registryStands = false; }
+} s_registryLifetime;
 
 class RegistryWriteLock
 {
@@ -79,7 +87,7 @@ public:
 private:
     bool Find(void* pcls)
     {
-        if (!s_lockRWShader.tryLockForRead(ReadLockMilliseconds))
+        if (!s_registryStands || !s_lockRWShader.tryLockForRead(ReadLockMilliseconds))
             return false;
         m_renderer = FindShader(pcls, m_mutex, false);
         // Counted before the registry is let go, so that a release that comes now waits for this call.
@@ -115,6 +123,8 @@ void StayLoaded()
 // A renderer that its Qt parent deleted; one that was released is not found any more.
 void ForgetRenderer(void* renderer)
 {
+    if (!s_registryStands)
+        return;
     QMutex* mutex = nullptr;
     {
         const RegistryWriteLock lock;
@@ -187,6 +197,8 @@ void DetachAndDelete(CLS_ShaderBase* renderer)
 
 int ReleaseRenderer(void* pcls)
 {
+    if (!s_registryStands)
+        return 0;
     std::unique_ptr<QMutex> mutex;
     std::optional<RendererUse> use;
     CLS_ShaderBase* renderer = nullptr;
@@ -203,6 +215,9 @@ int ReleaseRenderer(void* pcls)
     use->Retire();
     mutex->lock();
     const int result = Guarded(-1, [&] {
+        // A release on another thread leaves the widget alive for a while: it must not ask the host again.
+        tagOvelDrawCallback none = {};
+        renderer->SetParam(OVELCMD_SET_DRAW_CALLBACK, &none, sizeof(none));
         renderer->Release();
         DetachAndDelete(renderer);
         return 0;
@@ -244,39 +259,45 @@ CLS_ShaderBase* FindShader(void* key, QMutex*& mutex, bool erase)
 
 void* Ovel_Create(void* pLayout)
 {
-    LoadOSSDK(nullptr);
-    void* const handle = CreateHandle(0, "Ovel_Create", pLayout);
-    if (!handle)
-        LogError("OvelRender", "Ovel_Create", __LINE__,
-                 "[OvelInterface::Ovel_Create] new OvelYUVShader failed");
-    return handle;
+    return Guarded<void*>(nullptr, [&] {
+        LoadOSSDK(nullptr);
+        void* const handle = CreateHandle(0, "Ovel_Create", pLayout);
+        if (!handle)
+            LogError("OvelRender", "Ovel_Create", __LINE__,
+                     "[OvelInterface::Ovel_Create] new OvelYUVShader failed");
+        return handle;
+    });
 }
 
 void* Ovel_CreateEx(void* pParam, int iSize)
 {
-    LoadOSSDK(nullptr);
-    if (!pParam)
-        return nullptr;
-    int type = 0;
-    if (iSize < 0) {
-        LogError("OvelRender", "Ovel_CreateEx", __LINE__,
-                 "[OvelInterface::Ovel_CreateEx] invalid param, size=%d", iSize);
-        return nullptr;
-    }
-    std::memcpy(&type, pParam, static_cast<size_t>(std::min(iSize, 4)));
-    void* const handle = CreateHandle(type, "Ovel_CreateEx", nullptr);
-    if (!handle)
-        LogError("OvelRender", "Ovel_CreateEx", __LINE__,
-                 "[OvelInterface::Ovel_CreateEx] new OvelYUVShader failed, type=%d", type);
-    return handle;
+    return Guarded<void*>(nullptr, [&]() -> void* {
+        LoadOSSDK(nullptr);
+        if (!pParam)
+            return nullptr;
+        int type = 0;
+        if (iSize < 0) {
+            LogError("OvelRender", "Ovel_CreateEx", __LINE__,
+                     "[OvelInterface::Ovel_CreateEx] invalid param, size=%d", iSize);
+            return nullptr;
+        }
+        std::memcpy(&type, pParam, static_cast<size_t>(std::min(iSize, 4)));
+        void* const handle = CreateHandle(type, "Ovel_CreateEx", nullptr);
+        if (!handle)
+            LogError("OvelRender", "Ovel_CreateEx", __LINE__,
+                     "[OvelInterface::Ovel_CreateEx] new OvelYUVShader failed, type=%d", type);
+        return handle;
+    });
 }
 
 int Ovel_Release(void* pcls)
 {
     if (!pcls || IsInsideDrawCallback(pcls))
         return -1;
-    api_sdk_log_msg("[Ovel_Release] pcls = %p", pcls);
-    return Guarded(-1, [&] { return ReleaseRenderer(pcls); });
+    return Guarded(-1, [&] {
+        api_sdk_log_msg("[Ovel_Release] pcls = %p", pcls);
+        return ReleaseRenderer(pcls);
+    });
 }
 
 int Ovel_ShowYuvFrame(void* pcls, void* pFrame, int iSize)

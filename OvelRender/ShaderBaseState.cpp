@@ -86,8 +86,9 @@ tagOvelZoomArea ShaderBaseState::StoreDestination(const tagQRECT& rect, const QS
 
 QSize ShaderBaseState::WidgetSize() const
 {
-    // A visible widget's size changes on the GUI thread at any moment; event() keeps a copy for the others.
-    const qint64 packed = shownSize;
+    // A visible widget's size changes on the GUI thread at any moment; event() keeps a copy for the others. A hidden
+    // widget is resized without an event, so that only Qt knows its size.
+    const qint64 packed = visibleSize;
     if (packed < 0 || QThread::currentThread() == widget.thread())
         return widget.size();
     return {static_cast<int>(packed >> 32), static_cast<int>(packed & 0xFFFFFFFF)};

@@ -167,6 +167,6 @@ struct ShaderBaseState {
     QPointer<QWidget> labelParent;  // the same, known to be alive
     int missingFontSizes = 0;       // text records of the last pass without a font size
     // any thread
-    std::atomic<qint64> shownSize{-1}; // the visible widget's size, -1 when it is not visible
+    std::atomic<qint64> visibleSize{-1}; // the visible widget's size, -1 when it is hidden
     RepaintRequest repaint;
 };

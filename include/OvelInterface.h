@@ -1,37 +1,43 @@
 /**
  * @file OvelInterface.h
- * @brief libOvelRender: decoded video in Qt widgets with OpenGL. The one header a host needs, in C and in C++.
+ * @brief libOvelRender: decoded video in Qt widgets with OpenGL. The one header a host needs, in C and in
+ * C++.
  *
  * A host creates one renderer per video window, hands it decoded frames from any thread and steers it by
  * numbered commands. The renderer is a `QOpenGLWidget`; the handle is its address.
  *
  * @section threads Threads
- * - `Ovel_Create`, `Ovel_CreateEx` and `Ovel_Release` belong on the GUI thread (the thread of the `QApplication`).
- *   Creating elsewhere, or without a `QApplication`, gives null and an error entry in the log; releasing elsewhere
- *   works, the widget is then detached and deleted by the GUI thread a little later.
- * - `Ovel_ShowYuvFrame`, `Ovel_SetParam`, `Ovel_GetParam` and `Ovel_ClearDraw` may be called on any thread, also at
- *   the same time for the same handle: they are serialised per renderer.
- * - Nothing here waits for a paint. `Ovel_ShowYuvFrame` drops a frame rather than wait longer than 500 ms for another
- *   call of the same handle.
- * - The draw callback runs inside `Ovel_ShowYuvFrame` on the caller's thread, and on the GUI thread after a resize.
- *   It must not wait for the GUI thread. From inside it, exported calls for the same handle are refused (-1).
+ * - `Ovel_Create`, `Ovel_CreateEx` and `Ovel_Release` belong on the GUI thread (the thread of the
+ * `QApplication`). Creating elsewhere, or without a `QApplication`, gives null and an error entry in the log;
+ * releasing elsewhere works, the widget is then detached and deleted by the GUI thread a little later.
+ * - `Ovel_ShowYuvFrame`, `Ovel_SetParam`, `Ovel_GetParam` and `Ovel_ClearDraw` may be called on any thread,
+ * also at the same time for the same handle: they are serialised per renderer.
+ * - Nothing here waits for a paint. `Ovel_ShowYuvFrame` drops a frame rather than wait longer than 500 ms for
+ * another call of the same handle.
+ * - The draw callback runs inside `Ovel_ShowYuvFrame` on the caller's thread, and on the GUI thread after a
+ * resize. It must not wait for the GUI thread. From inside it, exported calls for the same handle are refused
+ * (-1).
  *
  * @section lifetime Lifetime
- * - A handle is valid from the create call until its `Ovel_Release`. `Ovel_Release` waits for calls of the handle that
- *   are in flight; calls that come later find the handle unknown and get -1.
- * - A renderer whose Qt parent deletes it leaves the registry by itself: later calls give -1, a later `Ovel_Release` 0.
+ * - A handle is valid from the create call until its `Ovel_Release`. `Ovel_Release` waits for calls of the
+ * handle that are in flight; calls that come later find the handle unknown and get -1.
+ * - A renderer whose Qt parent deletes it leaves the registry by itself: later calls give -1, a later
+ * `Ovel_Release` 0.
  * - Memory that a call points to is never read after that call has returned.
- * - Once a renderer has been created the library stays mapped until the process ends, because Qt may still hold
- *   events for its widgets; a `dlclose` is then without effect. Without a renderer it unloads normally.
+ * - Once a renderer has been created the library stays mapped until the process ends, because Qt may still
+ * hold events for its widgets; a `dlclose` is then without effect. Without a renderer it unloads normally.
  *
  * @section results Results
- * Functions return 0 for success and -1 for failure, create functions a handle or null. No exception leaves the
- * library; running out of memory is a failure like any other. A failed call changes nothing on the screen.
+ * Functions return 0 for success and -1 for failure, create functions a handle or null. No exception leaves
+ * the library; running out of memory is a failure like any other. A failed call changes nothing on the
+ * screen.
  *
  * @section formats Picture formats
- * 8-bit 4:2:0 in two layouts; W and H are the width and height of the luma plane, chroma sizes truncate (W/2, H/2).
+ * 8-bit 4:2:0 in two layouts; W and H are the width and height of the luma plane, chroma sizes truncate (W/2,
+ * H/2).
  *
- * Three planes (#OVEL_DISPLAY_YV12, despite its name in the order Y, U, V), one block at `pYuvData`; 8 x 4 pixels:
+ * Three planes (#OVEL_DISPLAY_YV12, despite its name in the order Y, U, V), one block at `pYuvData`; 8 x 4
+ * pixels:
  *
  *     offset  0   Y   4 rows of 8 bytes
  *     offset 32   U   2 rows of 4 bytes      (W * H)
@@ -43,17 +49,20 @@
  *     pPlaneY   + 16 * row   8 bytes of luma are read, 8 bytes of padding skipped     rows 0 to 3
  *     pPlaneUV  + 16 * row   4 pairs U, V are read, 8 bytes of padding skipped        rows 0 to 1
  *
- * Colours: three planes R = Y + 1.4075 V, G = Y - 0.3455 U - 0.7169 V, B = Y + 1.779 U; NV12 with Y' = Y - 0.0625:
- * R = Y' + 1.13983 V, G = Y' - 0.39465 U - 0.5806 V, B = Y' + 2.03211 U (U and V less 0.5, all in units of 255).
+ * Colours: three planes R = Y + 1.4075 V, G = Y - 0.3455 U - 0.7169 V, B = Y + 1.779 U; NV12 with Y' = Y -
+ * 0.0625: R = Y' + 1.13983 V, G = Y' - 0.39465 U - 0.5806 V, B = Y' + 2.03211 U (U and V less 0.5, all in
+ * units of 255).
  *
  * @section coordinates Coordinates
- * Widget pixels are Qt's logical pixels: origin at the widget's top-left corner, y down. The zoom area and the
- * destination rectangle are fractions of the widget; (0, 0, 1, 1) is all of it. Overlay points are widget pixels of
- * the unzoomed view: the renderer applies zoom, rotation and mirror to them as it does to the picture.
+ * Widget pixels are Qt's logical pixels: origin at the widget's top-left corner, y down. The zoom area and
+ * the destination rectangle are fractions of the widget; (0, 0, 1, 1) is all of it. Overlay points are widget
+ * pixels of the unzoomed view: the renderer applies zoom, rotation and mirror to them as it does to the
+ * picture.
  *
- * Worked example: a detector found a box from (0.25, 0.50) to (0.75, 1.00) of the picture. The callback got left 100,
- * top 0, right 700, bottom 600, so the box goes to x = 100 + 0.25 * 600 = 250 up to 100 + 0.75 * 600 = 550 and to
- * y = 0 + 0.5 * 600 = 300 up to 600. Send these four corners as a closed outline (#OVEL_GRAPH_OUTLINE).
+ * Worked example: a detector found a box from (0.25, 0.50) to (0.75, 1.00) of the picture. The callback got
+ * left 100, top 0, right 700, bottom 600, so the box goes to x = 100 + 0.25 * 600 = 250 up to 100 + 0.75 *
+ * 600 = 550 and to y = 0 + 0.5 * 600 = 300 up to 600. Send these four corners as a closed outline
+ * (#OVEL_GRAPH_OUTLINE).
  */
 #ifndef OVEL_INTERFACE_H
 #define OVEL_INTERFACE_H
@@ -88,17 +97,24 @@ enum {
 
 /** Command codes of #Ovel_SetParam. 3 has no command. */
 enum {
-    OVELCMD_SET_DRAW_CALLBACK = 0,   /**< payload #tagOvelDrawCallback; takes effect with the next frame or resize */
-    OVELCMD_SET_EZOOM_AREA = 1,      /**< payload #tagOvelZoomArea; repaints at once */
-    OVELCMD_SET_LABEL_PARENT = 2,    /**< `pData` itself is the `QWidget*`, `iSize` any value from 1; it is not read
-                                          here. It must belong to the GUI thread. Existing labels move to it. */
-    OVELCMD_SET_STOPDRAW_PARA = 4,   /**< payload one int32: nonzero keeps the last frame at #Ovel_ClearDraw */
-    OVELCMD_SET_VIDEO_ROTATE = 5,    /**< payload #tagOvelVideoRotate; next paint. Full-frame renderer only. */
-    OVELCMD_SET_DRAW_RATIO_MODE = 6, /**< payload one int32: 0 fits the current frame's aspect into the widget (the
-                                          whole widget before the first frame), else fills it. Computed once, from the
-                                          current sizes: repeat it after a resize. Full-frame renderer only. */
-    OVELCMD_SET_DRAW_DST_RECT = 7    /**< payload #tagQRECT in widget pixels, at least 2 x 2 (smaller: -1, the picture
-                                          stays where it is); not clipped. Full-frame renderer only. */
+    /** Payload #tagOvelDrawCallback; takes effect with the next frame or resize. */
+    OVELCMD_SET_DRAW_CALLBACK = 0,
+    /** Payload #tagOvelZoomArea; repaints at once. */
+    OVELCMD_SET_EZOOM_AREA = 1,
+    /** `pData` itself is the `QWidget*`, `iSize` any value from 1; it is not read here. It must belong to the
+     *  GUI thread. Existing labels move to it. */
+    OVELCMD_SET_LABEL_PARENT = 2,
+    /** Payload one int32: nonzero keeps the last frame at #Ovel_ClearDraw. */
+    OVELCMD_SET_STOPDRAW_PARA = 4,
+    /** Payload #tagOvelVideoRotate; next paint. Full-frame renderer only. */
+    OVELCMD_SET_VIDEO_ROTATE = 5,
+    /** Payload one int32: 0 fits the current frame's aspect into the widget (the whole widget before the
+     * first frame), else fills it. Computed once, from the current sizes: repeat it after a resize.
+     * Full-frame renderer only. */
+    OVELCMD_SET_DRAW_RATIO_MODE = 6,
+    /** Payload #tagQRECT in widget pixels, at least 2 x 2 (smaller: -1, the picture stays where it is); not
+     *  clipped. Full-frame renderer only. */
+    OVELCMD_SET_DRAW_DST_RECT = 7
 };
 
 /** Kinds of overlay graphics (__tagQDrawGraphInfo::iGraphType). */
@@ -110,10 +126,17 @@ enum {
 };
 
 /** Encodings of __tagQDrawGraphInfo::szText; every other value means the system's local 8-bit encoding. */
-enum { OVEL_TEXT_GBK = 1, OVEL_TEXT_UTF8 = 2 };
+enum {
+    OVEL_TEXT_GBK = 1, /**< GBK, two bytes for a Chinese character */
+    OVEL_TEXT_UTF8 = 2 /**< UTF-8 */
+};
 
 /** Fixed sizes of the overlay record. */
-enum { OVEL_GRAPH_POINTS = 32, OVEL_GRAPH_TEXT_BYTES = 136, OVEL_LABELS = 48 };
+enum {
+    OVEL_GRAPH_POINTS = 32,      /**< points in a record */
+    OVEL_GRAPH_TEXT_BYTES = 136, /**< bytes of a label's text */
+    OVEL_LABELS = 48 /**< labels that one renderer shows at a time; the records that came last win */
+};
 
 /** Rectangle in widget pixels; right and bottom are inclusive as in `QRect`. */
 typedef struct tagQRECT {
@@ -130,47 +153,47 @@ typedef struct tagQPOINT {
 } tagQPOINT;
 
 /**
- * One frame. The host fills it for #Ovel_ShowYuvFrame; zero what is not used. A descriptor passed with a smaller size
- * reads as one whose tail is zero. Bytes called reserved are never read.
+ * One frame. The host fills it for #Ovel_ShowYuvFrame; zero what is not used. A descriptor passed with a
+ * smaller size reads as one whose tail is zero. Bytes called reserved are never read.
  */
 typedef struct tagYuvFrameInfo {
-    void* pYuvData;         /**< +0 the frame as one block; NV12 uses it when a plane pointer is null */
-    uint8_t reserved1[4];   /**< +8 */
-    uint32_t uiFrameParam;  /**< +12 handed unchanged to the draw callback */
-    int32_t iWidth;         /**< +16 luma samples per row, at least 1 */
-    int32_t iHeight;        /**< +20 luma rows, at least 1 */
-    uint8_t reserved2[16];  /**< +24 */
-    int32_t iDisplayType;   /**< +40 #OVEL_DISPLAY_YV12 or #OVEL_DISPLAY_NV12 */
-    uint8_t reserved3[4];   /**< +44 */
-    void* pPlaneY;          /**< +48 NV12 luma plane; must cover iHeight rows of iPitch bytes */
-    void* pPlaneUV;         /**< +56 NV12 chroma plane; must cover iHeight/2 rows of iPitch bytes */
-    uint8_t reserved4[8];   /**< +64 */
-    int32_t iPitch;         /**< +72 bytes from row to row in NV12 data; 0: rows of iWidth bytes. In a pitched block at
-                                 pYuvData the chroma starts after iHeight rounded up to 16 rows. */
-    uint8_t reserved5[12];  /**< +76 */
-    int32_t iDataSize;      /**< +88 bytes at pYuvData, 0 when not given: then the layout decides. All of them are read
-                                 (not for NV12). A change of this value gives a new, zeroed frame buffer. */
-    uint8_t reserved6[20];  /**< +92 */
+    void* pYuvData;        /**< +0 the frame as one block; NV12 uses it when a plane pointer is null */
+    uint8_t reserved1[4];  /**< +8 */
+    uint32_t uiFrameParam; /**< +12 handed unchanged to the draw callback */
+    int32_t iWidth;        /**< +16 luma samples per row, at least 1 */
+    int32_t iHeight;       /**< +20 luma rows, at least 1 */
+    uint8_t reserved2[16]; /**< +24 */
+    int32_t iDisplayType;  /**< +40 #OVEL_DISPLAY_YV12 or #OVEL_DISPLAY_NV12 */
+    uint8_t reserved3[4];  /**< +44 */
+    void* pPlaneY;         /**< +48 NV12 luma plane; must cover iHeight rows of iPitch bytes */
+    void* pPlaneUV;        /**< +56 NV12 chroma plane; must cover iHeight/2 rows of iPitch bytes */
+    uint8_t reserved4[8];  /**< +64 */
+    int32_t iPitch; /**< +72 bytes from row to row in NV12 data; 0: rows of iWidth bytes. In a pitched block
+                       at pYuvData the chroma starts after iHeight rounded up to 16 rows. */
+    uint8_t reserved5[12]; /**< +76 */
+    int32_t iDataSize; /**< +88 bytes at pYuvData, 0 when not given: then the layout decides. All of them are
+                          read (not for NV12). A change of this value gives a new, zeroed frame buffer. */
+    uint8_t reserved6[20]; /**< +92 */
 } tagYuvFrameInfo;
 
 /** One overlay graphic or label, pushed into the sink that the draw callback gets. */
 typedef struct __tagQDrawGraphInfo {
     int32_t iGraphType; /**< +0 #OVEL_GRAPH_POLYLINE and so on; other values are stored and show nothing */
-    uint32_t uiColor;   /**< +4 bits 0-7 red, 8-15 green, 16-23 blue. Lines and shapes show each component c as
-                             c / 126 - 1: 0 to 126 dark, 252 and above full. Labels show it as given. */
-    int32_t iFontSize;  /**< +8 label: font size in points (50 if not above 0; 999 at most). Lines: width in widget
-                             pixels, times the screen's scale in device pixels; below 1 counts as 1. */
-    int32_t iPointNum;  /**< +12 valid points; a graphic needs 1 and shows at most 32, a label needs 2 */
+    uint32_t uiColor;  /**< +4 bits 0-7 red, 8-15 green, 16-23 blue. Lines and shapes show each component c as
+                            c / 126 - 1: 0 to 126 dark, 252 and above full. Labels show it as given. */
+    int32_t iFontSize; /**< +8 label: font size in points (50 if not above 0; 999 at most). Lines: width in
+                          widget pixels, times the screen's scale in device pixels; below 1 counts as 1. */
+    int32_t iPointNum; /**< +12 valid points; a graphic needs 1 and shows at most 32, a label needs 2 */
     tagQPOINT stPoint[OVEL_GRAPH_POINTS]; /**< +16 a label's box is (left, top), (right, bottom) */
-    char szText[OVEL_GRAPH_TEXT_BYTES];   /**< +272 label text up to a zero byte or the end of the field; rich text
-                                               if it looks like it (`Qt::AutoText`) */
+    char szText[OVEL_GRAPH_TEXT_BYTES];   /**< +272 label text up to a zero byte or the end of the field; rich
+                                             text if it looks like it (`Qt::AutoText`) */
     int32_t iTextCode;                    /**< +408 #OVEL_TEXT_GBK, #OVEL_TEXT_UTF8, else local 8-bit */
-    float fAlpha;                         /**< +412 nonzero: opacity of a filled shape; everything else is opaque */
+    float fAlpha; /**< +412 nonzero: opacity of a filled shape; everything else is opaque */
 } __tagQDrawGraphInfo;
 
-/** Sink for overlay records: record, its length in bytes (at most 416 count), the renderer from the descriptor. Any
- *  thread, during the callback or later. @return 0, or -1 for a null record, a length below 1, or a renderer that is
- *  null or gone. */
+/** Sink for overlay records: record, its length in bytes (at most 416 count), the renderer from the
+ * descriptor. Any thread, during the callback or later. @return 0, or -1 for a null record, a length below 1,
+ * or a renderer that is null or gone. */
 typedef int (*OvelDrawToRender)(void* pData, int iLen, void* pRender);
 
 /** What the draw callback gets; valid only during the call. */
@@ -188,19 +211,19 @@ typedef struct __tagQDrawCallbackInfo {
     void* pRender;                    /**< +80 third argument for the sink */
 } __tagQDrawCallbackInfo;
 
-/** Draw callback: always 0, the descriptor, always 88, the user value. Called after each frame and each resize to
- *  collect the overlays of the picture, which are empty at that moment. Its result is not used. */
+/** Draw callback: always 0, the descriptor, always 88, the user value. Called after each frame and each
+ * resize to collect the overlays of the picture, which are empty at that moment. Its result is not used. */
 typedef int (*OvelDrawCallback)(int iReserved, __tagQDrawCallbackInfo* pInfo, int iLen, void* pUser);
 
-/** Payload of #OVELCMD_SET_DRAW_CALLBACK. Once a call that replaces or clears it has returned, the old callback is
- *  not called any more. */
+/** Payload of #OVELCMD_SET_DRAW_CALLBACK. Once a call that replaces or clears it has returned, the old
+ * callback is not called any more. */
 typedef struct tagOvelDrawCallback {
     OvelDrawCallback pfnDrawCallback; /**< +0 null: none */
     void* pUser;                      /**< +8 handed back to the callback */
 } tagOvelDrawCallback;
 
-/** Payload of #OVELCMD_SET_EZOOM_AREA: the part of the widget to magnify over all of it. An empty or inverted area
- *  shows the picture over the whole widget. */
+/** Payload of #OVELCMD_SET_EZOOM_AREA: the part of the widget to magnify over all of it. An empty or inverted
+ * area shows the picture over the whole widget. */
 typedef struct tagOvelZoomArea {
     double left;   /**< +0 fraction of the widget's width */
     double top;    /**< +8 fraction of the widget's height */
@@ -241,10 +264,10 @@ OVEL_STATIC_ASSERT(sizeof(tagOvelVideoRotate) == 12, "tagOvelVideoRotate is 12 b
 
 /**
  * Creates a full-frame renderer. GUI thread only.
- * @param pLayout `QLayout*` that takes the widget (`addWidget`), or null: the widget then has no parent; cast the handle
- *        to `QWidget*` to place it.
- * @return the handle, owned by the host until #Ovel_Release; null without a `QApplication`, off its thread, out of
- *         memory, or when the registry stayed locked for 2 s (each with an error entry in the log).
+ * @param pLayout `QLayout*` that takes the widget (`addWidget`), or null: the widget then has no parent; cast
+ * the handle to `QWidget*` to place it.
+ * @return the handle, owned by the host until #Ovel_Release; null without a `QApplication`, off its thread,
+ * out of memory, or when the registry stayed locked for 2 s (each with an error entry in the log).
  */
 OVEL_API void* Ovel_Create(void* pLayout);
 
@@ -252,47 +275,53 @@ OVEL_API void* Ovel_Create(void* pLayout);
  * Creates a renderer by type code, in no layout. GUI thread only.
  * @param pParam points to a little-endian int32 type code (#OVEL_RENDER_FULL, #OVEL_RENDER_SUB_IMAGE).
  * @param iSize bytes at pParam; missing bytes count as zero, more than 4 are not read.
- * @return as #Ovel_Create; null also for null pParam (nothing logged), for a negative iSize and for a code that names no
- *         renderer (both logged).
+ * @return as #Ovel_Create; null also for null pParam (nothing logged), for a negative iSize and for a code
+ * that names no renderer (both logged).
  */
 OVEL_API void* Ovel_CreateEx(void* pParam, int iSize);
 
 /**
- * Releases a renderer with its picture, overlays and labels; the widget is detached from its parent and deleted by the
- * event loop. Waits for calls of this handle that are in flight. GUI thread (see Threads).
+ * Releases a renderer with its picture, overlays and labels; the widget is detached from its parent and
+ * deleted by the event loop. Waits for calls of this handle that are in flight. GUI thread (see Threads).
+ * @param pcls handle, or null.
  * @return 0, also for an unknown handle; -1 for null or from inside this renderer's draw callback.
  */
 OVEL_API int Ovel_Release(void* pcls);
 
 /**
- * Shows a frame: copies it and schedules a repaint. Any thread. Frames that come faster than the screen are coalesced.
- * Runs the draw callback before it returns.
+ * Shows a frame: copies it and schedules a repaint. Any thread. Frames that come faster than the screen are
+ * coalesced. Runs the draw callback before it returns.
+ * @param pcls handle.
  * @param pFrame #tagYuvFrameInfo; its pictures are not read after the return.
  * @param iSize bytes at pFrame, at least 1; at most 112 are read.
- * @return 0; -1 for an unknown handle, a null or empty descriptor, a width or height below 1 (logged once per run of
- *         such frames while a picture is there), a picture above 2 GiB, out of memory, a busy renderer (500 ms), or from
- *         inside its draw callback. The previous picture then stays. A frame without source pointers is taken (0) and
- *         keeps the buffer.
+ * @return 0; -1 for an unknown handle, a null or empty descriptor, a width or height below 1 (logged once per
+ * run of such frames while a picture is there), a picture above 2 GiB, out of memory, a busy renderer (500
+ * ms), or from inside its draw callback. The previous picture then stays. A frame without source pointers is
+ * taken (0) and keeps the buffer.
  */
 OVEL_API int Ovel_ShowYuvFrame(void* pcls, void* pFrame, int iSize);
 
 /**
  * Sets a display parameter. Any thread.
- * @param iCmd OVELCMD_ code. @param pData its payload. @param iSize bytes at pData, at least 1: a shorter payload changes
- *        only the leading bytes of what is stored (commands 6 and 7: missing bytes count as zero), a longer one counts up
- *        to its record.
- * @return 0; -1 for an unknown handle or code, null or empty payload, a destination smaller than 2 x 2 pixels, or from
- *         inside its draw callback.
+ * @param pcls handle.
+ * @param iCmd OVELCMD_ code. @param pData its payload. @param iSize bytes at pData, at least 1: a shorter
+ * payload changes only the leading bytes of what is stored (commands 6 and 7: missing bytes count as zero), a
+ * longer one counts up to its record.
+ * @return 0; -1 for an unknown handle or code, null or empty payload, a destination smaller than 2 x 2
+ * pixels, or from inside its draw callback.
  */
 OVEL_API int Ovel_SetParam(void* pcls, int iCmd, void* pData, int iSize);
 
-/** Reserved for reading parameters. Any thread. @return -1 for every code; pData is not written. */
+/** Reserved for reading parameters. Any thread. @param pcls handle. @param iCmd not used. @param pData not
+ * written.
+ *  @param iSize not used. @return -1 for every code. */
 OVEL_API int Ovel_GetParam(void* pcls, int iCmd, void* pData, int iSize);
 
 /**
- * Takes overlays and labels off the screen and forgets the draw callback; drops the picture too (black, zoom and
- * destination back to the whole widget) unless #OVELCMD_SET_STOPDRAW_PARA keeps it. Any thread. Does nothing for an
- * unknown handle or from inside its draw callback.
+ * Takes overlays and labels off the screen and forgets the draw callback; drops the picture too (black, zoom
+ * and destination back to the whole widget) unless #OVELCMD_SET_STOPDRAW_PARA keeps it. Any thread. Does
+ * nothing for an unknown handle or from inside its draw callback.
+ * @param pcls handle.
  */
 OVEL_API void Ovel_ClearDraw(void* pcls);
 

@@ -2,8 +2,8 @@
  * @file OvelOsSdk.h
  * @brief The bridge to the OS SDK (`libossdk`): loading, the diagnostic log, and its functions for the host.
  *
- * libOvelRender does not link against the OS SDK. It opens the file at run time, at the first #Ovel_Create or
- * when the host calls #LoadOSSDK, looks every function up by name, and forwards. Everything here works
+ * libOvelRender does not link against the OS SDK. It opens the file at run time, at the first `Ovel_Create`
+ * or when the host calls #LoadOSSDK, looks every function up by name, and forwards. Everything here works
  * without the OS SDK too: a function then writes a notice to standard error, a number, a comma and a name
  * without a newline as in `97,inner_sdk_mutex_create`, and gives the default noted at its declaration. The
  * same happens for a single function that the OS SDK at hand lacks. A caller cannot tell a default from the
@@ -26,6 +26,7 @@
 
 #include "OvelInterface.h"
 
+/** Lets the compiler check a format and its arguments. */
 #if defined(__GNUC__)
 #define OVEL_PRINTF(position, first) __attribute__((format(printf, position, first)))
 #else
@@ -75,8 +76,9 @@ OVEL_API unsigned char ReleaseOSSDK(void);
 /** @} */
 
 /** @name Diagnostic log
- * Texts are formatted here, into at most 4094 bytes (the rest is cut), and reach the OS SDK finished. It takes them in
- * the place of a format, so a percent sign left in a finished text is up to it. Without the OS SDK the text is dropped.
+ * Texts are formatted here, into at most 4094 bytes (the rest is cut), and reach the OS SDK finished. It
+ * takes them in the place of a format, so a percent sign left in a finished text is up to it. Without the OS
+ * SDK the text is dropped.
  *
  * An entry of several parts begins with #api_sdk_log_buf_lock and ends, on the same thread, with one of the
  * functions called `_unlock`: the OS SDK holds its log lock in between.

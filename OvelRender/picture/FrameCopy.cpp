@@ -3,8 +3,66 @@
 #include <algorithm>
 #include <cstring>
 
+#if defined(__x86_64__)
+#include <immintrin.h>
+#endif
+
 namespace
 {
+
+// Copies count rows that lie pitch bytes apart into one run.
+using RowCopy = void (*)(uint8_t* target, const uint8_t* source, ptrdiff_t pitch, size_t rowBytes, int count);
+
+void CopyRowByRow(uint8_t* target, const uint8_t* source, ptrdiff_t pitch, size_t rowBytes, int count)
+{
+    for (int row = 0; row < count; ++row) {
+        std::memcpy(target, source, rowBytes);
+        target += rowBytes;
+        source += pitch;
+    }
+}
+
+#if defined(__x86_64__)
+
+// A call of memcpy per row costs a tenth of a picture that lies in the cache.
+__attribute__((target("avx2"))) void CopyRowsAvx2(uint8_t* target, const uint8_t* source, ptrdiff_t pitch,
+                                                  size_t rowBytes, int count)
+{
+    constexpr size_t step = 4 * sizeof(__m256i);
+    const size_t whole = rowBytes - rowBytes % step;
+    for (int row = 0; row < count; ++row) {
+        for (size_t i = 0; i < whole; i += step) {
+            const auto* from = reinterpret_cast<const __m256i*>(source + i);
+            auto* to = reinterpret_cast<__m256i*>(target + i);
+            const __m256i a = _mm256_loadu_si256(from);
+            const __m256i b = _mm256_loadu_si256(from + 1);
+            const __m256i c = _mm256_loadu_si256(from + 2);
+            const __m256i d = _mm256_loadu_si256(from + 3);
+            _mm256_storeu_si256(to, a);
+            _mm256_storeu_si256(to + 1, b);
+            _mm256_storeu_si256(to + 2, c);
+            _mm256_storeu_si256(to + 3, d);
+        }
+        if (whole < rowBytes)
+            std::memcpy(target + whole, source + whole, rowBytes - whole);
+        target += rowBytes;
+        source += pitch;
+    }
+}
+
+RowCopy BestRowCopy()
+{
+    return __builtin_cpu_supports("avx2") ? CopyRowsAvx2 : CopyRowByRow;
+}
+
+#else
+
+RowCopy BestRowCopy()
+{
+    return CopyRowByRow;
+}
+
+#endif
 
 struct Rows {
     const uint8_t* source;
@@ -22,11 +80,14 @@ void CopyRows(const Rows& rows, uint8_t* buffer, size_t bufferBytes, size_t offs
                         std::min(bufferBytes - offset, rows.rowBytes * static_cast<size_t>(rows.count)));
         return;
     }
-    const uint8_t* source = rows.source;
-    for (int row = 0; row < rows.count && offset < bufferBytes; ++row) {
-        std::memcpy(buffer + offset, source, std::min(bufferBytes - offset, rows.rowBytes));
-        offset += rows.rowBytes;
-        source += rows.pitch;
+    if (offset >= bufferBytes || rows.count < 1 || rows.rowBytes < 1)
+        return;
+    const size_t room = bufferBytes - offset;
+    const int whole = static_cast<int>(std::min(room / rows.rowBytes, static_cast<size_t>(rows.count)));
+    BestRowCopy()(buffer + offset, rows.source, rows.pitch, rows.rowBytes, whole);
+    if (whole < rows.count) {
+        const size_t copied = static_cast<size_t>(whole) * rows.rowBytes;
+        std::memcpy(buffer + offset + copied, rows.source + whole * rows.pitch, room - copied);
     }
 }
 
