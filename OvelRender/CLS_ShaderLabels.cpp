@@ -30,7 +30,7 @@ QRect LabelGeometry(const __tagQDrawGraphInfo& record)
     const int64_t left = record.stPoint[0].x;
     const int64_t top = record.stPoint[0].y;
     return {Bounded(left), Bounded(top - LabelMargin), Bounded(record.stPoint[1].x - left),
-            Bounded(record.stPoint[1].y - top + 2 * LabelMargin)};
+            Bounded(record.stPoint[1].y - top + int64_t{2} * LabelMargin)};
 }
 
 QString DecodeText(const __tagQDrawGraphInfo& record)

@@ -10,7 +10,6 @@
 #include <QOpenGLContext>
 #include <QOpenGLShaderProgram>
 #include <QOpenGLTexture>
-#include <QThread>
 
 #include <cstdlib>
 #include <new>
@@ -308,7 +307,7 @@ void CLS_ShaderYuvSubImage::ClearDraw()
     // First of all, so that no resize in between brings overlays back.
     m_pState->ForgetCallback();
     InnerClearDrawInfo();
-    if (QThread::currentThread() == thread())
+    if (m_pState->repaint.IsGuiThread())
         ClearLabel();
     else
         QMetaObject::invokeMethod(

@@ -159,7 +159,7 @@ CLS_ShaderBase* CreateRegistered(int type)
         }
         s_mapRender[renderer.get()] = mutex.get();
     }
-    mutex.release();
+    static_cast<void>(mutex.release()); // the registry's now
     CLS_ShaderBase* const registered = renderer.release();
     try {
         QObject::connect(registered, &QObject::destroyed, [registered] { ForgetRenderer(registered); });
@@ -185,6 +185,9 @@ void* CreateHandle(int type, const char* function, void* pLayout)
 // Widgets are taken apart by the GUI thread alone.
 void DetachAndDelete(CLS_ShaderBase* renderer)
 {
+    // After the application nothing can be done to a widget any more.
+    if (!QCoreApplication::instance())
+        return;
     if (QThread::currentThread() == renderer->thread()) {
         renderer->DeleteLabels();
         renderer->setParent(nullptr);

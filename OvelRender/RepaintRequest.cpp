@@ -1,7 +1,6 @@
 #include "RepaintRequest.h"
 
 #include <QCoreApplication>
-#include <QThread>
 #include <QWidget>
 
 #include <cstddef>
@@ -68,7 +67,7 @@ public:
 
 void RepaintRequest::Send(bool alsoPost)
 {
-    const bool isGuiThread = QThread::currentThread() == m_widget.thread();
+    const bool isGuiThread = IsGuiThread();
     if (isGuiThread)
         m_widget.update();
     if ((isGuiThread && !alsoPost) || m_onItsWay.exchange(true))

@@ -4,6 +4,7 @@
 #include <QEvent>
 
 #include <atomic>
+#include <thread>
 
 class QWidget;
 
@@ -16,8 +17,11 @@ public:
     // What event() asks about an event: whether it is such a request. Later requests go out again from then
     // on.
     bool Take(const QEvent& event);
+    // Asks the C++ library: Qt would make objects for every thread of the host, and crash when it cannot.
+    bool IsGuiThread() const { return std::this_thread::get_id() == m_guiThread; }
 
 private:
     QWidget& m_widget;
+    const std::thread::id m_guiThread = std::this_thread::get_id();
     std::atomic<bool> m_onItsWay{false};
 };

@@ -7,7 +7,6 @@
 #include <QMutexLocker>
 #include <QOpenGLContext>
 #include <QOpenGLShaderProgram>
-#include <QThread>
 
 #include <algorithm>
 #include <cstdlib>
@@ -20,6 +19,7 @@ namespace
 bool SameArea(const tagOvelZoomArea& a, const tagOvelZoomArea& b)
 {
     // By bytes, so that an area that is not a number equals itself.
+    // NOLINTNEXTLINE(bugprone-suspicious-memory-comparison)
     return std::memcmp(&a, &b, sizeof(a)) == 0;
 }
 
@@ -86,10 +86,10 @@ tagOvelZoomArea ShaderBaseState::StoreDestination(const tagQRECT& rect, const QS
 
 QSize ShaderBaseState::WidgetSize() const
 {
-    // A visible widget's size changes on the GUI thread at any moment; event() keeps a copy for the others. A hidden
-    // widget is resized without an event, so that only Qt knows its size.
+    // A visible widget's size changes on the GUI thread at any moment; event() keeps a copy for the others. A
+    // hidden widget is resized without an event, so that only Qt knows its size.
     const qint64 packed = visibleSize;
-    if (packed < 0 || QThread::currentThread() == widget.thread())
+    if (packed < 0 || repaint.IsGuiThread())
         return widget.size();
     return {static_cast<int>(packed >> 32), static_cast<int>(packed & 0xFFFFFFFF)};
 }

@@ -156,9 +156,12 @@ template <typename Units> int Probe(const unsigned char* bytes, int length, int 
         return 0;
     }
     Units units;
-    const auto limit = static_cast<size_t>(length - codeBytes - headerBytes + 1);
+    const int limit = length - codeBytes - headerBytes + 1;
     const auto take = [&units](const unsigned char* header) { return units.Take(header); };
-    return StartCodes::ForEach(bytes, limit, StartCodes::BestSearch(), take) && units.IsStream() ? 1 : 0;
+    return StartCodes::ForEach(bytes, static_cast<size_t>(limit), StartCodes::BestSearch(), take) &&
+                   units.IsStream()
+               ? 1
+               : 0;
 }
 
 } // namespace

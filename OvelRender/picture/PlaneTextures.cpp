@@ -12,11 +12,11 @@ namespace
 const uint8_t NeutralChroma[2] = {128, 128};
 
 // A picture one sample wide or high has no chroma: it is grey, not green.
-Plane ChromaPlane(const uint8_t* data, int width, int height, bool redGreen)
+Plane ChromaPlane(const uint8_t* data, int width, int height, bool redGreen, int pitch)
 {
     if (width < 1 || height < 1)
-        return {NeutralChroma, 1, 1, redGreen};
-    return {data, width, height, redGreen};
+        return {NeutralChroma, 1, 1, redGreen, redGreen ? 2 : 1};
+    return {data, width, height, redGreen, pitch};
 }
 
 const PlaneFormat& FormatOf(const GlProfile& profile, const Plane& plane)
@@ -32,20 +32,37 @@ void SetFilters(QOpenGLFunctions& gl)
     gl.glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_T, GL_CLAMP_TO_EDGE);
 }
 
+bool IsTight(const Plane& plane)
+{
+    return plane.pitch == plane.width * (plane.redGreen ? 2 : 1);
+}
+
+// Writes the rows into the bound texture. An NV12 chroma row of an odd width ends with half a pair, which GL
+// cannot skip: such rows go one by one.
+void WriteRows(QOpenGLFunctions& gl, const Plane& plane, const PlaneFormat& format)
+{
+    const int rows = IsTight(plane) ? plane.height : 1;
+    for (int row = 0; row < plane.height; row += rows)
+        gl.glTexSubImage2D(GL_TEXTURE_2D, 0, 0, row, plane.width, rows, format.external, GL_UNSIGNED_BYTE,
+                           plane.data + static_cast<ptrdiff_t>(row) * plane.pitch);
+}
+
 } // namespace
 
 PicturePlanes ThreePlanes(const uint8_t* buffer, int width, int height)
 {
     const size_t luma = static_cast<size_t>(width) * static_cast<size_t>(height);
-    return {{{buffer, width, height, false},
-             ChromaPlane(buffer + luma, width / 2, height / 2, false),
-             ChromaPlane(buffer + 5 * luma / 4, width / 2, height / 2, false)},
+    return {{{buffer, width, height, false, width},
+             ChromaPlane(buffer + luma, width / 2, height / 2, false, width / 2),
+             ChromaPlane(buffer + 5 * luma / 4, width / 2, height / 2, false, width / 2)},
             3};
 }
 
 PicturePlanes Nv12Planes(const uint8_t* luma, const uint8_t* chroma, int width, int height)
 {
-    return {{{luma, width, height, false}, ChromaPlane(chroma, width / 2, height / 2, true), {}}, 2};
+    return {
+        {{luma, width, height, false, width}, ChromaPlane(chroma, width / 2, height / 2, true, width), {}},
+        2};
 }
 
 unsigned int AllocatePlane(const GlProfile& profile, QOpenGLTexture& texture, const Plane& plane)
@@ -77,12 +94,11 @@ void UploadPlanes(const GlProfile& profile, const PicturePlanes& planes, const u
         const PlaneFormat& format = FormatOf(profile, plane);
         gl.glActiveTexture(GL_TEXTURE0 + static_cast<GLenum>(i));
         gl.glBindTexture(GL_TEXTURE_2D, textures[i]);
-        if (upload == Upload::Update)
-            gl.glTexSubImage2D(GL_TEXTURE_2D, 0, 0, 0, plane.width, plane.height, format.external,
-                               GL_UNSIGNED_BYTE, plane.data);
-        else
+        if (upload == Upload::Replace)
             gl.glTexImage2D(GL_TEXTURE_2D, 0, format.internal, plane.width, plane.height, 0, format.external,
-                            GL_UNSIGNED_BYTE, plane.data);
+                            GL_UNSIGNED_BYTE, IsTight(plane) ? plane.data : nullptr);
+        if (upload == Upload::Update || !IsTight(plane))
+            WriteRows(gl, plane, format);
         SetFilters(gl);
     }
 }

@@ -13,6 +13,7 @@ struct Plane {
     int width;
     int height;
     bool redGreen; // two interleaved channels
+    int pitch;     // bytes from row to row
 };
 
 struct PicturePlanes {
