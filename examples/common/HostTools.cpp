@@ -1,0 +1,185 @@
+#include "HostTools.h"
+
+#include <QEvent>
+#include <QImage>
+#include <QMouseEvent>
+#include <QPixmap>
+#include <QWidget>
+
+#include <algorithm>
+#include <climits>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+
+#include <sys/resource.h>
+#include <unistd.h>
+
+namespace
+{
+
+double CpuSecondsOfProcess()
+{
+    rusage usage{};
+    getrusage(RUSAGE_SELF, &usage);
+    const auto seconds = [](const timeval& time) {
+        return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) * 1e-6;
+    };
+    return seconds(usage.ru_utime) + seconds(usage.ru_stime);
+}
+
+std::string OwnDirectory()
+{
+    char path[PATH_MAX] = {};
+    const ssize_t length = readlink("/proc/self/exe", path, sizeof(path) - 1);
+    const std::string file(path, length > 0 ? static_cast<size_t>(length) : 0);
+    return file.substr(0, file.find_last_of('/') == std::string::npos ? 0 : file.find_last_of('/'));
+}
+
+constexpr double SettledAfterSeconds = 5.0;
+
+} // namespace
+
+FrameCounter::FrameCounter(QWidget* renderer) : QObject(renderer)
+{
+    m_sinceRate.start();
+    renderer->installEventFilter(this);
+}
+
+bool FrameCounter::eventFilter(QObject* watched, QEvent* event)
+{
+    if (event->type() == QEvent::Paint) {
+        const qint64 waiting = m_waiting.exchange(0);
+        if (waiting > 0) {
+            ++m_shown;
+            m_dropped += waiting - 1;
+        }
+    } else if (event->type() == QEvent::Hide || event->type() == QEvent::Show) {
+        m_hidden = event->type() == QEvent::Hide;
+        m_waiting = std::min<qint64>(m_waiting, 1); // the picture of a widget that comes back
+    }
+    return QObject::eventFilter(watched, event);
+}
+
+double FrameCounter::Rate()
+{
+    const qint64 elapsed = m_sinceRate.elapsed();
+    if (elapsed >= 500) {
+        const qint64 shown = m_shown;
+        m_rate = static_cast<double>(shown - m_shownAtRate) * 1000.0 / static_cast<double>(elapsed);
+        m_shownAtRate = shown;
+        m_sinceRate.restart();
+    }
+    return m_rate;
+}
+
+ProcessMeter::ProcessMeter() : m_cpuAtStart(CpuSecondsOfProcess()), m_cpuAtPercent(m_cpuAtStart)
+{
+    m_wall.start();
+}
+
+double ProcessMeter::CpuSeconds() const
+{
+    return CpuSecondsOfProcess() - m_cpuAtStart;
+}
+
+double ProcessMeter::WallSeconds() const
+{
+    return static_cast<double>(m_wall.elapsed()) * 1e-3;
+}
+
+double ProcessMeter::CpuPercent()
+{
+    const double cpu = CpuSecondsOfProcess();
+    const double wall = WallSeconds();
+    const double percent =
+        wall > m_wallAtPercent ? 100.0 * (cpu - m_cpuAtPercent) / (wall - m_wallAtPercent) : 0.0;
+    m_cpuAtPercent = cpu;
+    m_wallAtPercent = wall;
+    return percent;
+}
+
+double ProcessMeter::ResidentMebibytes()
+{
+    long total = 0;
+    long resident = 0;
+    if (FILE* file = std::fopen("/proc/self/statm", "r")) {
+        if (std::fscanf(file, "%ld %ld", &total, &resident) != 2) {
+            resident = 0;
+        }
+        std::fclose(file);
+    }
+    return static_cast<double>(resident) * static_cast<double>(sysconf(_SC_PAGESIZE)) / (1024.0 * 1024.0);
+}
+
+void ProcessMeter::SampleMemory()
+{
+    m_lastSample = ResidentMebibytes();
+    if (m_settled <= 0.0 && WallSeconds() >= SettledAfterSeconds) {
+        m_settled = m_lastSample;
+    }
+}
+
+double ProcessMeter::GrowthMebibytes() const
+{
+    return m_settled > 0.0 ? m_lastSample - m_settled : 0.0;
+}
+
+QString RunReport(qint64 shown, qint64 dropped, const ProcessMeter& meter)
+{
+    const double perFrame = shown > 0 ? 1000.0 * meter.CpuSeconds() / static_cast<double>(shown) : 0.0;
+    QString text = QStringLiteral("%1 frames shown, %2 dropped in %3 s; CPU %4 ms per frame; memory %5 MiB")
+                       .arg(shown)
+                       .arg(dropped)
+                       .arg(meter.WallSeconds(), 0, 'f', 1)
+                       .arg(perFrame, 0, 'f', 2)
+                       .arg(ProcessMeter::ResidentMebibytes(), 0, 'f', 1);
+    if (meter.WallSeconds() > SettledAfterSeconds) {
+        text +=
+            QStringLiteral(" (%1 since second 5)").arg(QString::asprintf("%+.1f", meter.GrowthMebibytes()));
+    }
+    return text;
+}
+
+bool SavePicture(QWidget* window, const QString& file)
+{
+    QImage image = window->grab().toImage();
+    // Renderers leave other alpha values than 1 behind; the picture of a window is opaque.
+    if (image.format() == QImage::Format_ARGB32_Premultiplied) {
+        image.reinterpretAsFormat(QImage::Format_RGB32);
+    }
+    return image.save(file, "PNG");
+}
+
+int GridColumns(int tiles)
+{
+    return static_cast<int>(std::ceil(std::sqrt(static_cast<double>(tiles))));
+}
+
+QPointF MousePosition(const QMouseEvent& event)
+{
+#if QT_VERSION >= QT_VERSION_CHECK(6, 0, 0)
+    return event.position();
+#else
+    return event.localPos();
+#endif
+}
+
+void StartAgainWithOsSdk(int argc, char** argv)
+{
+    const bool showLog = std::any_of(
+        argv + 1, argv + argc, [](const char* argument) { return std::strcmp(argument, "--log") == 0; });
+    const std::string directory = OwnDirectory() + "/../ossdk";
+    const char* set = std::getenv("LD_LIBRARY_PATH");
+    const std::string before = set != nullptr ? set : "";
+    if (before.rfind(directory, 0) == 0 || access((directory + "/libossdk.so").c_str(), R_OK) != 0) {
+        return;
+    }
+    setenv("LD_LIBRARY_PATH", (before.empty() ? directory : directory + ":" + before).c_str(), 1);
+    if (!showLog) {
+        setenv("OSSDK_LOG_FILE", "/dev/null", 0);
+    }
+    execv("/proc/self/exe", argv); // comes back only when it failed: then without a log
+}

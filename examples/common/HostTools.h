@@ -1,0 +1,80 @@
+// What the sample hosts measure and write: frames that reached the screen, processor time, memory, pictures.
+#pragma once
+
+#include <QElapsedTimer>
+#include <QObject>
+#include <QString>
+
+#include <atomic>
+
+class QMouseEvent;
+class QPointF;
+class QWidget;
+
+// Frames of one renderer as a host sees them from outside. A frame counts as shown when a paint follows it,
+// and as dropped when the next one replaces it before that, when it was too late to be handed over, or was
+// refused.
+class FrameCounter : public QObject
+{
+public:
+    explicit FrameCounter(QWidget* renderer);
+
+    void HandedOver() { m_waiting += m_hidden ? 0 : 1; } // any thread
+    void Dropped() { m_dropped += m_hidden ? 0 : 1; }    // any thread
+    qint64 Shown() const { return m_shown; }
+    qint64 DroppedSoFar() const { return m_dropped; }
+    // Shown frames per second since the last call, or the last figure when that was less than half a second
+    // ago.
+    double Rate();
+
+    bool eventFilter(QObject* watched, QEvent* event) override;
+
+private:
+    std::atomic<bool> m_hidden{false};
+    std::atomic<qint64> m_waiting{0};
+    std::atomic<qint64> m_shown{0};
+    std::atomic<qint64> m_dropped{0};
+    QElapsedTimer m_sinceRate;
+    qint64 m_shownAtRate = 0;
+    double m_rate = 0.0;
+};
+
+// Processor time and memory of this process.
+class ProcessMeter
+{
+public:
+    ProcessMeter();
+    double CpuSeconds() const;         // user and system time since construction
+    double CpuPercent();               // of one processor, since the last call
+    double WallSeconds() const;        // since construction
+    static double ResidentMebibytes(); // 0 where the system does not say
+    void SampleMemory();               // the first call after 5 s is what growth is measured from
+    double GrowthMebibytes() const;    // from that sample to the last one
+
+private:
+    QElapsedTimer m_wall;
+    double m_cpuAtStart;
+    double m_cpuAtPercent;
+    double m_wallAtPercent = 0.0;
+    double m_settled = 0.0;
+    double m_lastSample = 0.0;
+};
+
+// One line about a finished run.
+QString RunReport(qint64 shown, qint64 dropped, const ProcessMeter& meter);
+
+// Writes what the window shows as a PNG. False when the file cannot be written.
+bool SavePicture(QWidget* window, const QString& file);
+
+// Columns of the squarest grid that holds so many tiles of 16:9.
+int GridColumns(int tiles);
+
+// Position within the widget; the accessor has another name in each Qt major version.
+QPointF MousePosition(const QMouseEvent& event);
+
+// Without an OS SDK the library writes a short notice to stderr for every log line. The sample hosts bring a
+// stand-in that shows the log (--log) or keeps it quiet. The library finds it by name on the loader's path,
+// which is read at the start of a process: so the process starts again with the stand-in's directory on that
+// path.
+// To be called first in main.
+void StartAgainWithOsSdk(int argc, char** argv);

@@ -1,0 +1,385 @@
+#include "VideoSource.h"
+
+#include <cmath>
+#include <cstdio>
+#include <vector>
+
+extern "C" {
+#include <libavcodec/avcodec.h>
+#include <libavformat/avformat.h>
+#include <libavutil/imgutils.h>
+#include <libavutil/pixdesc.h>
+#include <libswscale/swscale.h>
+}
+
+namespace
+{
+
+std::string ErrorText(int code)
+{
+    char text[AV_ERROR_MAX_STRING_SIZE] = {};
+    av_strerror(code, text, sizeof(text));
+    return text;
+}
+
+std::string TimeText(double seconds)
+{
+    char text[32];
+    std::snprintf(text, sizeof(text), "%d:%05.2f", static_cast<int>(seconds) / 60, std::fmod(seconds, 60.0));
+    return text;
+}
+
+// Copies rows of a plane with a pitch into a plane without one.
+uint8_t* PackRows(uint8_t* target, const uint8_t* source, int pitch, int width, int rows)
+{
+    av_image_copy_plane(target, width, source, pitch, width, rows);
+    return target + static_cast<size_t>(width) * static_cast<size_t>(rows);
+}
+
+struct FreeFormat {
+    void operator()(AVFormatContext* format) const { avformat_close_input(&format); }
+};
+struct FreeCodec {
+    void operator()(AVCodecContext* codec) const { avcodec_free_context(&codec); }
+};
+struct FreeFrame {
+    void operator()(AVFrame* frame) const { av_frame_free(&frame); }
+};
+struct FreePacket {
+    void operator()(AVPacket* packet) const { av_packet_free(&packet); }
+};
+struct FreeScaler {
+    void operator()(SwsContext* scaler) const { sws_freeContext(scaler); }
+};
+
+} // namespace
+
+struct VideoSource::Parts {
+    std::unique_ptr<AVFormatContext, FreeFormat> Format;
+    std::unique_ptr<AVCodecContext, FreeCodec> Codec;
+    std::unique_ptr<AVFrame, FreeFrame> Decoded{av_frame_alloc()};
+    std::unique_ptr<AVFrame, FreeFrame> Converted{av_frame_alloc()};
+    std::unique_ptr<AVPacket, FreePacket> Packet{av_packet_alloc()};
+    std::unique_ptr<SwsContext, FreeScaler> Scaler;
+    AVStream* Stream = nullptr;
+    FrameLayout Layout = FrameLayout::AsDecoded;
+    std::vector<uint8_t> Block; // planes without gaps, reused from frame to frame
+    tagYuvFrameInfo Info{};
+    VideoFacts Facts;
+    std::string Damage;
+    int64_t FirstTimeStamp = AV_NOPTS_VALUE;
+    double Time = 0.0;
+    bool Draining = false;
+    bool DamagedSinceFrame = false;
+    bool FirstHeld = false; // Open has decoded a picture that Next has not given yet
+    uint32_t Count = 0;
+
+    bool OpenFile(const std::string& path, std::string& reason);
+    bool OpenDecoder(std::string& reason);
+    Step Decode();
+    int Feed();
+    void NoteDamage(int code);
+    bool Describe();
+    bool Convert(AVPixelFormat target);
+    void DescribeYv12(const AVFrame& frame);
+    void DescribeNv12(const AVFrame& frame);
+    void TakeTime();
+    void LetGoOfPicture();
+};
+
+bool VideoSource::Parts::OpenFile(const std::string& path, std::string& reason)
+{
+    AVFormatContext* opened = nullptr;
+    int code = avformat_open_input(&opened, path.c_str(), nullptr, nullptr);
+    Format.reset(opened);
+    if (code >= 0) {
+        code = avformat_find_stream_info(opened, nullptr);
+    }
+    if (code < 0) {
+        reason = ErrorText(code);
+        return false;
+    }
+    return true;
+}
+
+bool VideoSource::Parts::OpenDecoder(std::string& reason)
+{
+    const AVCodec* decoder = nullptr;
+    const int index = av_find_best_stream(Format.get(), AVMEDIA_TYPE_VIDEO, -1, -1, &decoder, 0);
+    if (index < 0 || decoder == nullptr) {
+        reason = index == AVERROR_DECODER_NOT_FOUND ? "no decoder for its video" : "it holds no video";
+        return false;
+    }
+    Stream = Format->streams[index];
+    for (unsigned other = 0; other < Format->nb_streams; ++other) {
+        Format->streams[other]->discard =
+            static_cast<int>(other) == index ? AVDISCARD_DEFAULT : AVDISCARD_ALL;
+    }
+    Codec.reset(avcodec_alloc_context3(decoder));
+    int code = Codec ? avcodec_parameters_to_context(Codec.get(), Stream->codecpar) : AVERROR(ENOMEM);
+    if (code >= 0) {
+        Codec->thread_count = 1; // the host's own thread is the decoder thread
+        Codec->pkt_timebase = Stream->time_base;
+        code = avcodec_open2(Codec.get(), decoder, nullptr);
+    }
+    if (code < 0) {
+        reason = ErrorText(code);
+        return false;
+    }
+    const AVRational rate = av_guess_frame_rate(Format.get(), Stream, nullptr);
+    if (rate.num > 0 && rate.den > 0) {
+        Facts.FramesPerSecond = av_q2d(rate);
+    }
+    Facts.Codec = decoder->name;
+    return true;
+}
+
+void VideoSource::Parts::NoteDamage(int code)
+{
+    DamagedSinceFrame = true;
+    if (Damage.empty()) {
+        Damage =
+            "damaged after " + TimeText(Time) + " (frame " + std::to_string(Count) + "): " + ErrorText(code);
+    }
+}
+
+// Gives the decoder its next packet. Negative only when nothing more can be read.
+int VideoSource::Parts::Feed()
+{
+    const int code = av_read_frame(Format.get(), Packet.get());
+    if (code < 0) {
+        if (code != AVERROR_EOF) {
+            NoteDamage(code);
+        }
+        Draining = true;
+        return avcodec_send_packet(Codec.get(), nullptr);
+    }
+    if (Packet->stream_index == Stream->index) {
+        const bool cut = (Packet->flags & AV_PKT_FLAG_CORRUPT) != 0;
+        const int sent = avcodec_send_packet(Codec.get(), Packet.get());
+        if (sent < 0 && sent != AVERROR(EAGAIN)) {
+            NoteDamage(sent);
+        } else if (cut) {
+            NoteDamage(AVERROR_INVALIDDATA);
+        }
+    }
+    av_packet_unref(Packet.get());
+    return 0;
+}
+
+VideoSource::Step VideoSource::Parts::Decode()
+{
+    for (;;) {
+        const int code = avcodec_receive_frame(Codec.get(), Decoded.get());
+        if (code >= 0) {
+            if (!Describe()) {
+                NoteDamage(AVERROR(ENOSYS));
+                return Step::Broken;
+            }
+            DamagedSinceFrame = Draining && DamagedSinceFrame;
+            ++Count;
+            return Step::Frame;
+        }
+        LetGoOfPicture();
+        if (code == AVERROR_EOF || Draining) {
+            return DamagedSinceFrame ? Step::Broken : Step::End;
+        }
+        if (code != AVERROR(EAGAIN)) {
+            NoteDamage(code);
+        }
+        if (Feed() < 0) {
+            return Step::Broken;
+        }
+    }
+}
+
+// The decoder's planes are gone; a descriptor without them keeps the picture that the renderer has.
+void VideoSource::Parts::LetGoOfPicture()
+{
+    av_frame_unref(Decoded.get());
+    Info.pPlaneY = nullptr;
+    Info.pPlaneUV = nullptr;
+}
+
+void VideoSource::Parts::TakeTime()
+{
+    const int64_t stamp = Decoded->best_effort_timestamp;
+    if (stamp == AV_NOPTS_VALUE) {
+        Time += Count == 0 ? 0.0 : 1.0 / Facts.FramesPerSecond;
+        return;
+    }
+    if (FirstTimeStamp == AV_NOPTS_VALUE) {
+        FirstTimeStamp = stamp;
+    }
+    Time = static_cast<double>(stamp - FirstTimeStamp) * av_q2d(Stream->time_base);
+}
+
+// Makes the frame descriptor of the decoded picture.
+bool VideoSource::Parts::Describe()
+{
+    TakeTime();
+    const auto format = static_cast<AVPixelFormat>(Decoded->format);
+    const bool isYv12 = format == AV_PIX_FMT_YUV420P || format == AV_PIX_FMT_YUVJ420P;
+    const bool wantNv12 =
+        Layout == FrameLayout::Nv12 || (Layout == FrameLayout::AsDecoded && format == AV_PIX_FMT_NV12);
+    const bool direct = wantNv12 ? format == AV_PIX_FMT_NV12 : isYv12;
+    if (!direct && !Convert(wantNv12 ? AV_PIX_FMT_NV12 : AV_PIX_FMT_YUV420P)) {
+        return false;
+    }
+    const AVFrame& frame = direct ? *Decoded : *Converted;
+    Info = tagYuvFrameInfo{};
+    Info.iWidth = frame.width;
+    Info.iHeight = frame.height;
+    Info.uiFrameParam = static_cast<uint32_t>(std::lround(Time * Facts.FramesPerSecond));
+    if (wantNv12) {
+        DescribeNv12(frame);
+    } else {
+        DescribeYv12(frame);
+    }
+    Facts.Width = frame.width;
+    Facts.Height = frame.height;
+    const AVRational aspect = av_guess_sample_aspect_ratio(Format.get(), Stream, Decoded.get());
+    Facts.PixelAspect = aspect.num > 0 && aspect.den > 0 ? av_q2d(aspect) : 1.0;
+    if (Facts.Delivered.empty()) {
+        const char* name = av_get_pix_fmt_name(format);
+        Facts.Delivered = wantNv12 ? "NV12" : "YV12";
+        if (!direct) {
+            Facts.Delivered += std::string(" from ") + (name != nullptr ? name : "an unnamed format");
+        }
+    }
+    return true;
+}
+
+bool VideoSource::Parts::Convert(AVPixelFormat target)
+{
+    AVFrame& out = *Converted;
+    if (out.width != Decoded->width || out.height != Decoded->height || out.format != target) {
+        av_frame_unref(&out);
+        out.width = Decoded->width;
+        out.height = Decoded->height;
+        out.format = target;
+        if (av_frame_get_buffer(&out, 0) < 0) {
+            out.width = 0;
+            return false;
+        }
+    }
+    Scaler.reset(sws_getCachedContext(Scaler.release(), Decoded->width, Decoded->height,
+                                      static_cast<AVPixelFormat>(Decoded->format), out.width, out.height,
+                                      target, SWS_BILINEAR, nullptr, nullptr, nullptr));
+    return Scaler != nullptr && sws_scale(Scaler.get(), Decoded->data, Decoded->linesize, 0, Decoded->height,
+                                          out.data, out.linesize) > 0;
+}
+
+// The renderer takes three planes as one block without gaps; the decoder's rows have a pitch.
+void VideoSource::Parts::DescribeYv12(const AVFrame& frame)
+{
+    const auto width = static_cast<size_t>(frame.width);
+    const auto height = static_cast<size_t>(frame.height);
+    Block.resize(width * height * 3 / 2);
+    uint8_t* end = PackRows(Block.data(), frame.data[0], frame.linesize[0], frame.width, frame.height);
+    PackRows(end, frame.data[1], frame.linesize[1], frame.width / 2, frame.height / 2);
+    // The third plane starts where the renderer looks for it, also when odd sizes leave a gap.
+    PackRows(Block.data() + width * height * 5 / 4, frame.data[2], frame.linesize[2], frame.width / 2,
+             frame.height / 2);
+    Info.iDisplayType = OVEL_DISPLAY_YV12;
+    Info.pYuvData = Block.data();
+}
+
+// Both planes go in as the decoder left them. Only a decoder with two different pitches costs a copy: the
+// descriptor has room for one.
+void VideoSource::Parts::DescribeNv12(const AVFrame& frame)
+{
+    Info.iDisplayType = OVEL_DISPLAY_NV12;
+    Info.pPlaneY = frame.data[0];
+    Info.pPlaneUV = frame.data[1];
+    Info.iPitch = frame.linesize[0];
+    if (frame.linesize[0] == frame.linesize[1] && frame.linesize[0] > 0) {
+        return;
+    }
+    const int pitch = (frame.width + 1) / 2 * 2;
+    const auto lumaBytes = static_cast<size_t>(pitch) * static_cast<size_t>(frame.height);
+    Block.resize(lumaBytes * 2);
+    av_image_copy_plane(Block.data(), pitch, frame.data[0], frame.linesize[0], frame.width, frame.height);
+    av_image_copy_plane(Block.data() + lumaBytes, pitch, frame.data[1], frame.linesize[1], pitch,
+                        frame.height / 2);
+    Info.pPlaneY = Block.data();
+    Info.pPlaneUV = Block.data() + lumaBytes;
+    Info.iPitch = pitch;
+}
+
+VideoSource::VideoSource(std::unique_ptr<Parts> parts) : m_parts(std::move(parts)) {}
+
+VideoSource::~VideoSource() = default;
+
+std::unique_ptr<VideoSource> VideoSource::Open(const std::string& path, FrameLayout layout,
+                                               std::string& reason)
+{
+    av_log_set_level(AV_LOG_QUIET); // the host says in one line what is wrong
+    auto parts = std::make_unique<Parts>();
+    parts->Layout = layout;
+    if (!parts->OpenFile(path, reason) || !parts->OpenDecoder(reason)) {
+        return nullptr;
+    }
+    if (parts->Decode() != Step::Frame) {
+        reason = parts->Damage.empty() ? "it holds no picture"
+                                       : "no picture can be decoded (" + parts->Damage + ")";
+        return nullptr;
+    }
+    parts->FirstHeld = true;
+    return std::unique_ptr<VideoSource>(new VideoSource(std::move(parts)));
+}
+
+VideoSource::Step VideoSource::Next()
+{
+    if (m_parts->FirstHeld) {
+        m_parts->FirstHeld = false;
+        return Step::Frame;
+    }
+    return m_parts->Decode();
+}
+
+bool VideoSource::SeekTo(double seconds)
+{
+    Parts& parts = *m_parts;
+    const int64_t first = parts.FirstTimeStamp == AV_NOPTS_VALUE ? 0 : parts.FirstTimeStamp;
+    const auto stamp = first + static_cast<int64_t>(seconds / av_q2d(parts.Stream->time_base));
+    if (avformat_seek_file(parts.Format.get(), parts.Stream->index, INT64_MIN, stamp, stamp, 0) < 0 &&
+        av_seek_frame(parts.Format.get(), parts.Stream->index, 0, AVSEEK_FLAG_BYTE) < 0) {
+        return false;
+    }
+    parts.LetGoOfPicture();
+    avcodec_flush_buffers(parts.Codec.get());
+    parts.Draining = false;
+    parts.DamagedSinceFrame = false;
+    parts.Count = 0;
+    parts.Time = 0.0;
+    // The seek ends at a key frame; the pictures up to the asked one are only decoded.
+    const double tolerance = 0.5 / parts.Facts.FramesPerSecond;
+    while (parts.Decode() == Step::Frame) {
+        if (parts.Time + tolerance >= seconds) {
+            parts.FirstHeld = true;
+            return true;
+        }
+    }
+    return false;
+}
+
+const tagYuvFrameInfo& VideoSource::Frame() const
+{
+    return m_parts->Info;
+}
+
+double VideoSource::Time() const
+{
+    return m_parts->Time;
+}
+
+const VideoFacts& VideoSource::Facts() const
+{
+    return m_parts->Facts;
+}
+
+const std::string& VideoSource::Damage() const
+{
+    return m_parts->Damage;
+}

@@ -1,0 +1,53 @@
+// A video file as a row of frame descriptors: demuxing, decoding and, where the renderer does not take what
+// the decoder gives, conversion. Used by one thread at a time.
+#pragma once
+
+#include <OvelInterface.h>
+
+#include <cstdint>
+#include <memory>
+#include <string>
+
+enum class FrameLayout { AsDecoded, Yv12, Nv12 };
+
+// What the status line and the overlays want to know about a file.
+struct VideoFacts {
+    int Width = 0;
+    int Height = 0;
+    double FramesPerSecond = 25.0;
+    double PixelAspect = 1.0; // width of a sample divided by its height
+    std::string Codec;
+    std::string Delivered; // how the pictures reach the renderer
+};
+
+class VideoSource
+{
+public:
+    enum class Step { Frame, End, Broken };
+
+    // Opens a file and decodes its first picture, so that a file without any is refused here. Null with a
+    // one-line reason when there is nothing to show.
+    static std::unique_ptr<VideoSource> Open(const std::string& path, FrameLayout layout,
+                                             std::string& reason);
+    ~VideoSource();
+    VideoSource(const VideoSource&) = delete;
+    VideoSource& operator=(const VideoSource&) = delete;
+
+    // Goes to the next picture. Damaged packets are skipped; Broken means that none comes after the damage.
+    Step Next();
+    // Goes back to the first picture, or to the one shown at a time in seconds. False when the file cannot
+    // seek.
+    bool SeekTo(double seconds);
+
+    // The picture of the last Next that gave a frame; its memory stays until the following call.
+    const tagYuvFrameInfo& Frame() const;
+    double Time() const; // of that picture, seconds after the first one
+    const VideoFacts& Facts() const;
+    // Where and why the stream is damaged, empty while it is sound.
+    const std::string& Damage() const;
+
+private:
+    struct Parts;
+    explicit VideoSource(std::unique_ptr<Parts> parts);
+    std::unique_ptr<Parts> m_parts;
+};

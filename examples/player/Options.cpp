@@ -1,0 +1,127 @@
+#include "Options.h"
+
+#include "PlayerKeys.h"
+
+#include <QCommandLineParser>
+#include <QCoreApplication>
+
+#include <cstdio>
+#include <cstdlib>
+
+namespace
+{
+
+[[noreturn]] void Refuse(const QString& reason)
+{
+    std::fprintf(stderr, "player: %s (--help lists what there is)\n", qPrintable(reason));
+    std::exit(1);
+}
+
+FrameLayout LayoutNamed(const QString& name)
+{
+    if (name == QLatin1String("yv12")) {
+        return FrameLayout::Yv12;
+    }
+    if (name == QLatin1String("nv12")) {
+        return FrameLayout::Nv12;
+    }
+    if (name != QLatin1String("decoded")) {
+        Refuse(QStringLiteral("unknown layout '%1'").arg(name));
+    }
+    return FrameLayout::AsDecoded;
+}
+
+RendererChoice RendererNamed(const QString& name)
+{
+    if (name == QLatin1String("sub")) {
+        return RendererChoice::Sub;
+    }
+    if (name == QLatin1String("mixed")) {
+        return RendererChoice::Mixed;
+    }
+    if (name != QLatin1String("full")) {
+        Refuse(QStringLiteral("unknown renderer '%1'").arg(name));
+    }
+    return RendererChoice::Full;
+}
+
+double SecondsFrom(const QString& text)
+{
+    bool isNumber = false;
+    const double seconds = text.toDouble(&isNumber);
+    if (!isNumber || !(seconds > 0.0 && seconds <= 86400.0)) {
+        Refuse(QStringLiteral("'%1' is no number of seconds").arg(text));
+    }
+    return seconds;
+}
+
+QSize SizeFrom(const QString& text)
+{
+    const QStringList parts = text.split(QLatin1Char('x'));
+    const QSize size = parts.size() == 2 ? QSize(parts[0].toInt(), parts[1].toInt()) : QSize();
+    if (size.width() < 64 || size.height() < 64) {
+        Refuse(QStringLiteral("'%1' is no window size such as 960x600").arg(text));
+    }
+    return size;
+}
+
+} // namespace
+
+Options ReadOptions()
+{
+    const QCommandLineOption layout(
+        QStringLiteral("layout"),
+        QStringLiteral("Hand pictures over as 'yv12' or 'nv12'; converts where the decoder "
+                       "gives something else. Default: as 'decoded'."),
+        QStringLiteral("layout"), QStringLiteral("decoded"));
+    const QCommandLineOption renderer(
+        QStringLiteral("renderer"),
+        QStringLiteral("'full', 'sub' (sub-image renderer) or 'mixed' (both in turn)."),
+        QStringLiteral("renderer"), QStringLiteral("full"));
+    const QCommandLineOption overlay(
+        QStringLiteral("overlay"),
+        QStringLiteral("Draw a detection box, a zone, a track and a label on each tile."));
+    const QCommandLineOption log(
+        QStringLiteral("log"),
+        QStringLiteral("Show the library's log (through the stand-in for the OS SDK)."));
+    const QCommandLineOption once(QStringLiteral("once"),
+                                  QStringLiteral("Stop at the last picture instead of starting again."));
+    const QCommandLineOption keys(QStringLiteral("keys"),
+                                  QStringLiteral("Start with the list of keys shown."));
+    const QCommandLineOption fullScreen(QStringLiteral("fullscreen"),
+                                        QStringLiteral("Start in full screen."));
+    const QCommandLineOption seconds(QStringLiteral("seconds"), QStringLiteral("Quit after so many seconds."),
+                                     QStringLiteral("number"));
+    const QCommandLineOption picture(QStringLiteral("picture"),
+                                     QStringLiteral("Write the window as a PNG before quitting."),
+                                     QStringLiteral("file"));
+    const QCommandLineOption size(QStringLiteral("size"),
+                                  QStringLiteral("Size of the window, such as 960x600."),
+                                  QStringLiteral("size"), QStringLiteral("960x571"));
+
+    QCommandLineParser parser;
+    parser.setApplicationDescription(QStringLiteral("Plays video files, one tile per file.\n\n") +
+                                     KeyListAsText());
+    parser.addPositionalArgument(QStringLiteral("FILE..."),
+                                 QStringLiteral("Files that FFmpeg's libraries can read."));
+    parser.addHelpOption();
+    parser.addOptions({layout, renderer, overlay, log, once, keys, fullScreen, seconds, picture, size});
+    parser.process(*QCoreApplication::instance());
+
+    Options options;
+    options.Files = parser.positionalArguments();
+    if (options.Files.isEmpty()) {
+        Refuse(QStringLiteral("no file given"));
+    }
+    options.Layout = LayoutNamed(parser.value(layout));
+    options.Renderer = RendererNamed(parser.value(renderer));
+    options.Overlay = parser.isSet(overlay);
+    options.Log = parser.isSet(log);
+    options.Once = parser.isSet(once);
+    options.Keys = parser.isSet(keys);
+    options.FullScreen = parser.isSet(fullScreen);
+    options.Seconds = parser.isSet(seconds) ? SecondsFrom(parser.value(seconds)) : 0.0;
+    options.Picture = parser.value(picture);
+    options.WindowSize = SizeFrom(parser.value(size));
+    return options;
+}

@@ -1,0 +1,317 @@
+#include "PlayerTile.h"
+
+#include <QFileInfo>
+#include <QMouseEvent>
+#include <QPainter>
+#include <QVBoxLayout>
+#include <QWheelEvent>
+
+#include <cmath>
+#include <cstdio>
+
+namespace
+{
+
+constexpr int FrameWidth = 2;
+constexpr int SmallestDrag = 8;
+
+// Visible on light and on dark pictures.
+class RubberBand : public QWidget
+{
+public:
+    explicit RubberBand(QWidget* parent) : QWidget(parent)
+    {
+        setAttribute(Qt::WA_TransparentForMouseEvents);
+        hide();
+    }
+
+protected:
+    void paintEvent(QPaintEvent*) override
+    {
+        QPainter painter(this);
+        painter.fillRect(rect(), QColor(255, 196, 64, 50));
+        painter.setPen(QPen(QColor(0, 0, 0, 180), 3));
+        painter.drawRect(rect().adjusted(1, 1, -2, -2));
+        painter.setPen(QPen(QColor(255, 196, 64), 1));
+        painter.drawRect(rect().adjusted(1, 1, -2, -2));
+    }
+};
+
+template <typename Payload> int Command(void* renderer, int code, Payload payload)
+{
+    return Ovel_SetParam(renderer, code, &payload, sizeof(payload));
+}
+
+} // namespace
+
+PlayerTile::PlayerTile(int rendererType, const QString& file, std::unique_ptr<VideoSource> source)
+    : m_file(file), m_canTurn(rendererType != OVEL_RENDER_SUB_IMAGE), m_waitingSource(std::move(source)),
+      m_facts(m_waitingSource->Facts()), m_renderer(Ovel_CreateEx(&rendererType, sizeof(rendererType))),
+      m_scene(QFileInfo(file).completeBaseName().left(20).toStdString(), m_facts.FramesPerSecond)
+{
+    if (m_renderer == nullptr) {
+        return;
+    }
+    m_view = static_cast<QWidget*>(m_renderer);
+    auto* layout = new QVBoxLayout(this);
+    layout->setContentsMargins(FrameWidth, FrameWidth, FrameWidth, FrameWidth);
+    layout->addWidget(m_view);
+    m_view->installEventFilter(this);
+    m_counter = new FrameCounter(m_view);
+    m_band = new RubberBand(m_view);
+    setAutoFillBackground(true);
+    SetSelected(false);
+}
+
+PlayerTile::~PlayerTile()
+{
+    m_playback.reset(); // no frame and no callback after this
+    if (m_renderer != nullptr) {
+        m_view->removeEventFilter(this);
+        Ovel_Release(m_renderer);
+    }
+}
+
+void PlayerTile::Start(bool once)
+{
+    PlaybackEvents events;
+    events.SizeChanged = [this](const VideoFacts& facts) {
+        QMetaObject::invokeMethod(
+            this, [this, facts] { OnSizeChanged(facts); }, Qt::QueuedConnection);
+    };
+    events.Broke = [this](const std::string& damage) {
+        QMetaObject::invokeMethod(
+            this, [this, damage] { OnBroke(damage); }, Qt::QueuedConnection);
+    };
+    m_playback = std::make_unique<PlaybackThread>(m_renderer, std::move(m_waitingSource), *m_counter, once,
+                                                  std::move(events));
+}
+
+void PlayerTile::OnSizeChanged(const VideoFacts& facts)
+{
+    m_facts = facts;
+    ApplyView();
+}
+
+void PlayerTile::OnBroke(const std::string& damage)
+{
+    m_broke = true;
+    std::fprintf(stderr, "player: %s: no more pictures, %s\n", qPrintable(m_file), damage.c_str());
+}
+
+void PlayerTile::SetSelected(bool selected)
+{
+    QPalette colours = palette();
+    colours.setColor(QPalette::Window, selected ? QColor(255, 196, 64) : QColor(16, 20, 26));
+    setPalette(colours);
+}
+
+void PlayerTile::TogglePause()
+{
+    m_paused = !m_paused;
+    m_playback->SetPaused(m_paused || m_asleep);
+}
+
+void PlayerTile::SetAsleep(bool asleep)
+{
+    m_asleep = asleep;
+    m_playback->SetPaused(m_paused || m_asleep);
+}
+
+void PlayerTile::SeekBy(double seconds)
+{
+    m_broke = false;
+    m_playback->SeekBy(seconds);
+}
+
+void PlayerTile::Turn(int quarters)
+{
+    if (!m_canTurn) {
+        return;
+    }
+    m_state.QuarterTurns = (m_state.QuarterTurns + quarters + 4) % 4;
+    ApplyView();
+}
+
+void PlayerTile::NextMirror()
+{
+    if (!m_canTurn) {
+        return;
+    }
+    m_state.Mirror = (m_state.Mirror + 1) % 3;
+    ApplyView();
+}
+
+void PlayerTile::ToggleRatio()
+{
+    m_state.KeepRatio = !m_state.KeepRatio;
+    ApplyView();
+}
+
+void PlayerTile::ResetZoom()
+{
+    m_state.ResetZoom();
+    ApplyZoom();
+}
+
+void PlayerTile::ToggleOverlay()
+{
+    m_overlay = !m_overlay;
+    if (m_overlay) {
+        Command(m_renderer, OVELCMD_SET_DRAW_CALLBACK, m_scene.Payload());
+        if (m_playback) {
+            m_playback->ShowAgain();
+        }
+    } else {
+        Command(m_renderer, OVELCMD_SET_STOPDRAW_PARA, int32_t{1});
+        Ovel_ClearDraw(m_renderer); // takes the callback away and keeps the picture
+    }
+}
+
+// The renderer fits once per command: repeated after every resize and turn.
+void PlayerTile::ApplyGeometry()
+{
+    const bool squareAndUpright =
+        m_state.QuarterTurns % 2 == 0 && std::abs(m_facts.PixelAspect - 1.0) < 0.001;
+    if (!m_state.KeepRatio || squareAndUpright) {
+        Command(m_renderer, OVELCMD_SET_DRAW_RATIO_MODE, int32_t{m_state.KeepRatio ? 0 : 1});
+    } else if (!m_view->size().isEmpty()) {
+        const QSizeF display(m_facts.Width * m_facts.PixelAspect, m_facts.Height);
+        Command(m_renderer, OVELCMD_SET_DRAW_DST_RECT, m_state.Destination(m_view->size(), display));
+    }
+}
+
+void PlayerTile::ApplyView()
+{
+    Command(m_renderer, OVELCMD_SET_VIDEO_ROTATE, m_state.RotatePayload());
+    ApplyGeometry();
+    m_scene.SetView(m_state, m_view->size());
+    if (m_overlay && m_paused && m_playback) {
+        m_playback->ShowAgain(); // overlays lie where the last frame had them
+    }
+    m_view->update();
+}
+
+void PlayerTile::ApplyZoom()
+{
+    Command(m_renderer, OVELCMD_SET_EZOOM_AREA, m_state.Zoom);
+    m_scene.SetView(m_state, m_view->size());
+    if (m_overlay && m_paused) {
+        m_playback->ShowAgain();
+    }
+}
+
+QString PlayerTile::Name() const
+{
+    return QFileInfo(m_file).fileName();
+}
+
+QString PlayerTile::StatusText()
+{
+    QString text = QStringLiteral("%1    %2 × %3    %4 %5    %6 fps    dropped %7    %8:%9")
+                       .arg(Name())
+                       .arg(m_facts.Width)
+                       .arg(m_facts.Height)
+                       .arg(QString::fromStdString(m_facts.Codec), QString::fromStdString(m_facts.Delivered))
+                       .arg(m_counter->Rate(), 0, 'f', 1)
+                       .arg(Dropped())
+                       .arg(static_cast<int>(m_playback->Position()) / 60)
+                       .arg(static_cast<int>(m_playback->Position()) % 60, 2, 10, QLatin1Char('0'));
+    if (m_state.IsZoomed()) {
+        text += QStringLiteral("    zoom %1×").arg(m_state.Magnification(), 0, 'f', 1);
+    }
+    if (m_broke) {
+        text += QStringLiteral("    damaged");
+    } else if (m_paused) {
+        text += QStringLiteral("    paused");
+    }
+    return text;
+}
+
+QString PlayerTile::SummaryText() const
+{
+    return QStringLiteral("%1: %2 x %3, %4 as %5, %6 shown, %7 dropped")
+        .arg(Name())
+        .arg(m_facts.Width)
+        .arg(m_facts.Height)
+        .arg(QString::fromStdString(m_facts.Codec), QString::fromStdString(m_facts.Delivered))
+        .arg(Shown())
+        .arg(Dropped());
+}
+
+QPointF PlayerTile::Fraction(QPointF position) const
+{
+    return {position.x() / m_view->width(), position.y() / m_view->height()};
+}
+
+void PlayerTile::PressAt(const QMouseEvent& event)
+{
+    if (Clicked) {
+        Clicked();
+    }
+    if (event.button() == Qt::RightButton) {
+        ResetZoom();
+    } else if (event.button() == Qt::LeftButton) {
+        m_dragging = true;
+        m_dragFrom = MousePosition(event).toPoint();
+    }
+}
+
+void PlayerTile::DragTo(const QMouseEvent& event)
+{
+    if (!m_dragging) {
+        return;
+    }
+    const QRect dragged = QRect(m_dragFrom, MousePosition(event).toPoint()).normalized() & m_view->rect();
+    m_band->setGeometry(dragged);
+    m_band->setVisible(dragged.width() >= SmallestDrag || dragged.height() >= SmallestDrag);
+    m_band->raise();
+}
+
+void PlayerTile::ReleaseAt(const QMouseEvent& event)
+{
+    if (!m_dragging || event.button() != Qt::LeftButton) {
+        return;
+    }
+    m_dragging = false;
+    if (m_band->isVisible()) {
+        m_band->hide();
+        const QRectF band(m_band->geometry());
+        m_state.ZoomTo(QRectF(Fraction(band.topLeft()), Fraction(band.bottomRight())));
+        ApplyZoom();
+    }
+}
+
+bool PlayerTile::eventFilter(QObject* watched, QEvent* event)
+{
+    switch (event->type()) {
+    case QEvent::Resize:
+        ApplyGeometry();
+        m_scene.SetView(m_state, m_view->size());
+        break;
+    case QEvent::MouseButtonPress:
+        PressAt(*static_cast<QMouseEvent*>(event));
+        return true;
+    case QEvent::MouseMove:
+        DragTo(*static_cast<QMouseEvent*>(event));
+        return true;
+    case QEvent::MouseButtonRelease:
+        ReleaseAt(*static_cast<QMouseEvent*>(event));
+        return true;
+    case QEvent::MouseButtonDblClick:
+        if (DoubleClicked) {
+            DoubleClicked();
+        }
+        return true;
+    case QEvent::Wheel: {
+        const auto* wheel = static_cast<QWheelEvent*>(event);
+        m_state.ZoomAt(Fraction(wheel->position()), std::pow(1.2, wheel->angleDelta().y() / 120.0));
+        ApplyZoom();
+        event->accept();
+        return true;
+    }
+    default:
+        break;
+    }
+    return QWidget::eventFilter(watched, event);
+}

@@ -1,0 +1,73 @@
+// One video window: renderer, decoder thread, view and mouse.
+#pragma once
+
+#include "OverlayScene.h"
+#include "PlaybackThread.h"
+#include "ViewState.h"
+
+#include <QPoint>
+#include <QWidget>
+
+#include <functional>
+
+class QMouseEvent;
+
+class PlayerTile : public QWidget
+{
+public:
+    PlayerTile(int rendererType, const QString& file, std::unique_ptr<VideoSource> source);
+    ~PlayerTile() override;
+
+    bool IsReady() const { return m_renderer != nullptr; }
+    void Start(bool once);
+
+    std::function<void()> Clicked;
+    std::function<void()> DoubleClicked;
+
+    void SetSelected(bool selected);
+    void TogglePause();
+    void SetAsleep(bool asleep); // not shown at the moment: no need to decode
+    void SeekBy(double seconds);
+    void Turn(int quarters);
+    void NextMirror();
+    void ToggleRatio();
+    void ResetZoom();
+    void ToggleOverlay();
+
+    QString Name() const;
+    QString StatusText();
+    QString SummaryText() const;
+    qint64 Shown() const { return m_counter->Shown(); }
+    qint64 Dropped() const { return m_counter->DroppedSoFar(); }
+
+    bool eventFilter(QObject* watched, QEvent* event) override;
+
+private:
+    void OnSizeChanged(const VideoFacts& facts);
+    void OnBroke(const std::string& damage);
+    void ApplyGeometry();
+    void ApplyZoom();
+    void ApplyView();
+    QPointF Fraction(QPointF position) const;
+    void PressAt(const QMouseEvent& event);
+    void DragTo(const QMouseEvent& event);
+    void ReleaseAt(const QMouseEvent& event);
+
+    const QString m_file;
+    const bool m_canTurn;                         // the sub-image renderer always fills the tile upright
+    std::unique_ptr<VideoSource> m_waitingSource; // until Start
+    VideoFacts m_facts;
+    void* m_renderer = nullptr;
+    QWidget* m_view = nullptr; // the renderer as a widget
+    FrameCounter* m_counter = nullptr;
+    QWidget* m_band = nullptr; // the rectangle being dragged
+    QPoint m_dragFrom;
+    bool m_dragging = false;
+    ViewState m_state;
+    OverlayScene m_scene;
+    bool m_overlay = false;
+    bool m_paused = false;
+    bool m_asleep = false;
+    bool m_broke = false;
+    std::unique_ptr<PlaybackThread> m_playback;
+};

@@ -1,0 +1,194 @@
+#include "WallWindow.h"
+
+#include <QApplication>
+#include <QEvent>
+#include <QFileInfo>
+#include <QGridLayout>
+#include <QKeyEvent>
+#include <QLabel>
+#include <QVBoxLayout>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstring>
+
+namespace
+{
+
+constexpr int StatisticsIntervalMs = 1000;
+constexpr int CaptionWidth = 150;
+constexpr int CaptionMiddle = 8;
+
+} // namespace
+
+tagOvelDrawCallback TileCaption::Payload()
+{
+    return {&TileCaption::Draw, this};
+}
+
+void TileCaption::SetText(const QString& text)
+{
+    const QByteArray bytes = text.toUtf8();
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    m_label = {};
+    m_label.iGraphType = OVEL_GRAPH_TEXT;
+    m_label.uiColor = 0xffffffU;
+    m_label.iFontSize = 8;
+    m_label.iTextCode = OVEL_TEXT_UTF8;
+    m_label.iPointNum = 2;
+    m_label.stPoint[0] = {0, CaptionMiddle}; // the renderer adds 11 pixels above and below
+    m_label.stPoint[1] = {CaptionWidth, CaptionMiddle};
+    std::memcpy(m_label.szText, bytes.constData(), std::min<size_t>(static_cast<size_t>(bytes.size()), 135));
+    // Labels have no background of their own: a thick dark line.
+    m_plate = m_label;
+    m_plate.iGraphType = OVEL_GRAPH_POLYLINE;
+    m_plate.uiColor = 0;
+    m_plate.iFontSize = 2 * CaptionMiddle;
+}
+
+int TileCaption::Draw(int, __tagQDrawCallbackInfo* info, int, void* user)
+{
+    auto* caption = static_cast<TileCaption*>(user);
+    const std::lock_guard<std::mutex> lock(caption->m_mutex);
+    if (caption->m_label.szText[0] != '\0') {
+        info->pfnDrawToRender(&caption->m_label, sizeof(caption->m_label), info->pRender);
+        info->pfnDrawToRender(&caption->m_plate, sizeof(caption->m_plate), info->pRender);
+    }
+    return 0;
+}
+
+WallWindow::WallWindow(int tiles, QSize size)
+    : m_columns(GridColumns(tiles)), m_grid(new QGridLayout), m_status(new QLabel)
+{
+    QPalette colours = palette();
+    colours.setColor(QPalette::Window, QColor(16, 20, 26));
+    colours.setColor(QPalette::WindowText, QColor(206, 212, 220));
+    setPalette(colours);
+    setWindowTitle(QStringLiteral("wall"));
+    auto* column = new QVBoxLayout(this);
+    column->setContentsMargins(0, 0, 0, 0);
+    column->setSpacing(0);
+    column->addLayout(m_grid, 1);
+    column->addWidget(m_status);
+    m_grid->setSpacing(2);
+    m_status->setContentsMargins(10, 5, 10, 5);
+    QObject::connect(&m_timer, &QTimer::timeout, this, [this] { UpdateStatistics(); });
+    resize(size);
+}
+
+WallWindow::~WallWindow()
+{
+    m_pool.Stop();
+    for (const Tile& tile : m_tiles) {
+        Ovel_Release(tile.Renderer);
+    }
+}
+
+bool WallWindow::Add(std::unique_ptr<VideoSource> source)
+{
+    int type = OVEL_RENDER_FULL;
+    void* renderer = Ovel_CreateEx(&type, sizeof(type));
+    if (renderer == nullptr) {
+        return false;
+    }
+    auto* view = static_cast<QWidget*>(renderer);
+    Tile tile{renderer, view, new FrameCounter(view), std::make_unique<TileCaption>()};
+    tagOvelDrawCallback callback = tile.Caption->Payload();
+    Ovel_SetParam(renderer, OVELCMD_SET_DRAW_CALLBACK, &callback, sizeof(callback));
+    view->installEventFilter(this);
+    const int cell = static_cast<int>(m_tiles.size());
+    m_grid->addWidget(view, cell / m_columns, cell % m_columns);
+    m_pool.Add(renderer, *tile.Counter, std::move(source));
+    m_tiles.push_back(std::move(tile));
+    return true;
+}
+
+void WallWindow::Begin(int threads, double seconds, const QString& picture)
+{
+    m_threads = threads;
+    show();
+    m_pool.Start(threads);
+    m_timer.start(StatisticsIntervalMs);
+    UpdateStatistics();
+    if (seconds > 0.0) {
+        QTimer::singleShot(static_cast<int>(seconds * 1000.0), this, [this, picture] { Finish(picture); });
+    }
+}
+
+void WallWindow::Enlarge(const QWidget* view)
+{
+    m_enlarged = !m_enlarged;
+    for (const Tile& tile : m_tiles) {
+        tile.View->setVisible(!m_enlarged || tile.View == view);
+    }
+}
+
+void WallWindow::UpdateStatistics()
+{
+    m_meter.SampleMemory();
+    double rate = 0.0;
+    qint64 dropped = 0;
+    int number = 0;
+    for (const Tile& tile : m_tiles) {
+        const double own = tile.Counter->Rate();
+        rate += own;
+        dropped += tile.Counter->DroppedSoFar();
+        tile.Caption->SetText(QStringLiteral(" %1   %2 fps   %3 dropped")
+                                  .arg(++number)
+                                  .arg(own, 0, 'f', 0)
+                                  .arg(tile.Counter->DroppedSoFar()));
+    }
+    m_status->setText(QStringLiteral("%1 tiles    %2 decoder threads    %3 fps    dropped %4    CPU %5 %    "
+                                     "click: enlarge a tile, Q: quit")
+                          .arg(m_tiles.size())
+                          .arg(m_threads)
+                          .arg(rate, 0, 'f', 0)
+                          .arg(dropped)
+                          .arg(m_meter.CpuPercent(), 0, 'f', 0));
+}
+
+bool WallWindow::eventFilter(QObject* watched, QEvent* event)
+{
+    if (event->type() == QEvent::MouseButtonPress) {
+        Enlarge(static_cast<QWidget*>(watched));
+        return true;
+    }
+    return QWidget::eventFilter(watched, event);
+}
+
+void WallWindow::keyPressEvent(QKeyEvent* event)
+{
+    if (event->key() == Qt::Key_Q || event->key() == Qt::Key_Escape) {
+        close();
+    }
+}
+
+void WallWindow::Finish(const QString& picture)
+{
+    m_timer.stop(); // making the picture is no part of what is measured
+    if (!picture.isEmpty()) {
+        const QString file = QFileInfo(picture).absoluteFilePath();
+        if (!SavePicture(this, file)) {
+            std::fprintf(stderr, "wall: cannot write %s\n", qPrintable(file));
+            QApplication::exit(1);
+            return;
+        }
+        std::printf("picture: %s\n", qPrintable(file));
+    }
+    close();
+}
+
+void WallWindow::PrintReport() const
+{
+    qint64 shown = 0;
+    qint64 dropped = 0;
+    qint64 least = m_tiles.empty() ? 0 : m_tiles.front().Counter->Shown();
+    for (const Tile& tile : m_tiles) {
+        shown += tile.Counter->Shown();
+        dropped += tile.Counter->DroppedSoFar();
+        least = std::min(least, tile.Counter->Shown());
+    }
+    std::printf("%zu tiles on %d decoder threads, the slowest showed %lld frames\n", m_tiles.size(),
+                m_threads, static_cast<long long>(least));
+    std::printf("%s\n", qPrintable(RunReport(shown, dropped, m_meter)));
+}

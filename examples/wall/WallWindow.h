@@ -1,0 +1,70 @@
+// The wall: a grid of tiles with a line of statistics each; a click enlarges one.
+#pragma once
+
+#include "DecoderPool.h"
+#include "HostTools.h"
+
+#include <QSize>
+#include <QString>
+#include <QTimer>
+#include <QWidget>
+
+#include <memory>
+#include <mutex>
+#include <vector>
+
+class QGridLayout;
+class QLabel;
+
+// The statistics line of a tile, pushed as a text record with every frame.
+class TileCaption
+{
+public:
+    tagOvelDrawCallback Payload();
+    void SetText(const QString& text); // GUI thread
+
+private:
+    static int Draw(int reserved, __tagQDrawCallbackInfo* info, int length, void* user);
+
+    std::mutex m_mutex;
+    __tagQDrawGraphInfo m_label{}; // under m_mutex
+    __tagQDrawGraphInfo m_plate{}; // under m_mutex
+};
+
+class WallWindow : public QWidget
+{
+public:
+    WallWindow(int tiles, QSize size);
+    ~WallWindow() override;
+
+    bool Add(std::unique_ptr<VideoSource> source);
+    void Begin(int threads, double seconds, const QString& picture);
+    void PrintReport() const;
+
+    bool eventFilter(QObject* watched, QEvent* event) override;
+
+protected:
+    void keyPressEvent(QKeyEvent* event) override;
+
+private:
+    struct Tile {
+        void* Renderer;
+        QWidget* View;
+        FrameCounter* Counter;
+        std::unique_ptr<TileCaption> Caption;
+    };
+
+    void Enlarge(const QWidget* view);
+    void UpdateStatistics();
+    void Finish(const QString& picture);
+
+    const int m_columns;
+    std::vector<Tile> m_tiles;
+    DecoderPool m_pool;
+    ProcessMeter m_meter;
+    QGridLayout* m_grid;
+    QLabel* m_status;
+    QTimer m_timer;
+    int m_threads = 0;
+    bool m_enlarged = false;
+};
