@@ -243,6 +243,7 @@ void CLS_ShaderYuv::paintGL()
         }
         const PaintedView view = m_pState->CurrentView();
         if (!m_pState->HasShown(view)) {
+            m_pState->FillFramebuffer();
             m_pState->pictureDrawn = false;
             if (displayType == OVEL_DISPLAY_NV12)
                 PaintNV12();

@@ -235,6 +235,17 @@ void ShaderBaseState::SetShown(const PaintedView& view)
     paintedIsValid = true;
 }
 
+void ShaderBaseState::FillFramebuffer()
+{
+    const QSize pixels = FramebufferSize();
+    widget.glViewport(0, 0, pixels.width(), pixels.height());
+}
+
+QSize ShaderBaseState::FramebufferSize() const
+{
+    return (widget.size() * widget.devicePixelRatioF()).expandedTo(QSize(1, 1));
+}
+
 PaintedView ShaderBaseState::CurrentView() const
 {
     PaintedView view;
@@ -315,8 +326,9 @@ void ShaderBaseState::LoadOverlays(OverlayKinds kinds)
     seen.mapping = ComputeOverlayMapping(view.size.width(), view.size.height(), view.parameters.zoom);
     seen.rotate = kinds == OverlayKinds::LinesOnly ? tagOvelVideoRotate{} : view.parameters.rotate;
     seen.scale = static_cast<float>(view.scale);
-    seen.viewportWidth = std::max(1.0f, static_cast<float>(view.size.width() * view.scale));
-    seen.viewportHeight = std::max(1.0f, static_cast<float>(view.size.height() * view.scale));
+    const QSize pixels = FramebufferSize();
+    seen.viewportWidth = static_cast<float>(pixels.width());
+    seen.viewportHeight = static_cast<float>(pixels.height());
     {
         const QMutexLocker lock(&widget.m_mutexDrawInfo);
         const QVector<__tagQDrawGraphInfo>& records = widget.m_vecDrawGraphInfo;

@@ -109,6 +109,10 @@ struct ShaderBaseState {
     void FreeContextObjects();
     bool HasShown(const PaintedView& view) const { return paintedIsValid && painted == view; }
     void SetShown(const PaintedView& view);
+    // Qt truncates the viewport of a fractional scale but rounds the framebuffer: without this a row stays
+    // black.
+    void FillFramebuffer();
+    QSize FramebufferSize() const;
     PaintedView CurrentView() const;
     void Clear();
     void PaintBlack();

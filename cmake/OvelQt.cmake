@@ -1,9 +1,17 @@
 # The one place that knows which Qt modules each major version splits the same classes into.
 set(CMAKE_AUTOMOC OFF)
+# What a host links with the library, and what only the library's own sources need.
+set(OVEL_QT_HOST_MODULES Core Gui Widgets)
 if(OVEL_QT EQUAL 6)
-    find_package(Qt6 REQUIRED COMPONENTS Core Gui Widgets OpenGL OpenGLWidgets Core5Compat)
-    set(OVEL_QT_LIBRARIES Qt6::Core Qt6::Gui Qt6::Widgets Qt6::OpenGL Qt6::OpenGLWidgets Qt6::Core5Compat)
+    set(OVEL_QT_VERSION 6.4)
+    set(OVEL_QT_OWN_MODULES OpenGL OpenGLWidgets Core5Compat)
+elseif(OVEL_QT EQUAL 5)
+    set(OVEL_QT_VERSION 5.15)
+    set(OVEL_QT_OWN_MODULES "")
 else()
-    find_package(Qt5 5.15 REQUIRED COMPONENTS Core Gui Widgets)
-    set(OVEL_QT_LIBRARIES Qt5::Core Qt5::Gui Qt5::Widgets)
+    message(FATAL_ERROR "OVEL_QT is 5 or 6, not ${OVEL_QT}")
 endif()
+find_package(Qt${OVEL_QT} ${OVEL_QT_VERSION} REQUIRED COMPONENTS ${OVEL_QT_HOST_MODULES} ${OVEL_QT_OWN_MODULES})
+
+list(TRANSFORM OVEL_QT_HOST_MODULES PREPEND "Qt${OVEL_QT}::" OUTPUT_VARIABLE OVEL_QT_LIBRARIES)
+list(TRANSFORM OVEL_QT_OWN_MODULES PREPEND "Qt${OVEL_QT}::" OUTPUT_VARIABLE OVEL_QT_OWN_LIBRARIES)

@@ -166,7 +166,8 @@ typedef struct tagYuvFrameInfo {
     int32_t iDisplayType;  /**< +40 #OVEL_DISPLAY_YV12 or #OVEL_DISPLAY_NV12 */
     uint8_t reserved3[4];  /**< +44 */
     void* pPlaneY;         /**< +48 NV12 luma plane; must cover iHeight rows of iPitch bytes */
-    void* pPlaneUV;        /**< +56 NV12 chroma plane; must cover iHeight/2 rows of iPitch bytes */
+    void* pPlaneUV;        /**< +56 NV12 chroma plane; must cover iHeight/2 rows of iPitch bytes, packed
+                                 iWidth * iHeight / 2 bytes */
     uint8_t reserved4[8];  /**< +64 */
     int32_t iPitch; /**< +72 bytes from row to row in NV12 data; 0: rows of iWidth bytes. In a pitched block
                        at pYuvData the chroma starts after iHeight rounded up to 16 rows. */

@@ -1,0 +1,298 @@
+#include "Harness.h"
+
+#include <QApplication>
+#include <QElapsedTimer>
+#include <QEvent>
+#include <QOffscreenSurface>
+#include <QOpenGLContext>
+#include <QScreen>
+#include <QSurfaceFormat>
+#include <QThread>
+#include <QVBoxLayout>
+
+#include <atomic>
+#include <chrono>
+#include <cstdio>
+#include <dlfcn.h>
+#include <mutex>
+#include <thread>
+
+namespace
+{
+
+std::atomic<int64_t> deadline{0};
+std::vector<void (*)()> beforeApplication;
+
+const auto Now = [] { return std::chrono::steady_clock::now().time_since_epoch().count(); };
+
+void OnQtMessage(QtMsgType type, const QMessageLogContext& context, const QString& text)
+{
+    const std::string line = std::string(context.category) + ": " + text.toStdString();
+    (type == QtDebugMsg || type == QtInfoMsg ? OvelTest::qtDebugLines : OvelTest::qtWarnings).Add(line);
+}
+
+constexpr unsigned int GlDebugOutput = 0x92E0;
+constexpr unsigned int GlDebugOutputSynchronous = 0x8242;
+constexpr unsigned int GlDebugTypeError = 0x824C;
+
+void QOPENGLF_APIENTRY OnGlMessage(GLenum, GLenum type, GLuint, GLenum, GLsizei, const char* text,
+                                   const void*)
+{
+    if (type == GlDebugTypeError)
+        OvelTest::glErrors.Add(text);
+}
+
+// Makes a context report its errors from birth on.
+void WatchContext(QOpenGLContext* context)
+{
+    QOpenGLContext* previous = QOpenGLContext::currentContext();
+    QSurface* previousSurface = previous ? previous->surface() : nullptr;
+    QOffscreenSurface surface;
+    surface.setFormat(context->format());
+    surface.create();
+    if (!context->makeCurrent(&surface))
+        return;
+    using Install = void(QOPENGLF_APIENTRY*)(decltype(&OnGlMessage), const void*);
+    auto install = reinterpret_cast<Install>(context->getProcAddress(
+        context->isOpenGLES() ? "glDebugMessageCallbackKHR" : "glDebugMessageCallback"));
+    if (install != nullptr) {
+        install(&OnGlMessage, nullptr);
+        context->functions()->glEnable(GlDebugOutput);
+        context->functions()->glEnable(GlDebugOutputSynchronous);
+    }
+    context->doneCurrent();
+    if (previous)
+        previous->makeCurrent(previousSurface);
+}
+
+// Aborts when one test takes longer than a minute, so that a deadlock names the test that has it.
+void Watch()
+{
+    for (;;) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(200));
+        const int64_t end = deadline.load();
+        if (end != 0 && Now() > end) {
+            std::fprintf(stderr, "watchdog: the test hangs\n");
+            std::abort();
+        }
+    }
+}
+
+void ExpectNone(const char* what, const std::vector<std::string>& lines)
+{
+    EXPECT_TRUE(lines.empty()) << lines.size() << what << ", first: " << lines.front();
+}
+
+class Listener : public ::testing::EmptyTestEventListener
+{
+    void OnTestStart(const ::testing::TestInfo&) override
+    {
+        deadline = Now() + std::chrono::nanoseconds(std::chrono::seconds(60)).count();
+        TakeLogLines();
+        OvelTest::qtDebugLines.Take();
+    }
+    void OnTestEnd(const ::testing::TestInfo&) override
+    {
+        OvelTest::RunEvents();
+        ExpectNone(" Qt warnings", OvelTest::qtWarnings.Take());
+        ExpectNone(" GL errors", OvelTest::glErrors.Take());
+        deadline = 0;
+    }
+};
+
+void ChooseContext(const std::string& kind)
+{
+    QSurfaceFormat format;
+    format.setOption(QSurfaceFormat::DebugContext);
+    if (kind == "core33" || kind == "core45") {
+        format.setVersion(kind == "core33" ? 3 : 4, kind == "core33" ? 3 : 5);
+        format.setProfile(QSurfaceFormat::CoreProfile);
+    } else if (kind == "es2" || kind == "es3") {
+        format.setRenderableType(QSurfaceFormat::OpenGLES);
+        format.setVersion(kind == "es2" ? 2 : 3, 0);
+    }
+    QSurfaceFormat::setDefaultFormat(format);
+}
+
+} // namespace
+
+// Takes the place of Qt's own for the widgets: no context of theirs goes unwatched.
+bool QOpenGLContext::create()
+{
+    using Create = bool (*)(QOpenGLContext*);
+    static const auto real = reinterpret_cast<Create>(dlsym(RTLD_NEXT, "_ZN14QOpenGLContext6createEv"));
+    const bool created = real(this);
+    if (created)
+        WatchContext(this);
+    return created;
+}
+
+namespace OvelTest
+{
+
+Lines qtWarnings;
+Lines qtDebugLines;
+Lines glErrors;
+
+BeforeApplication::BeforeApplication(void (*function)())
+{
+    beforeApplication.push_back(function);
+}
+
+void RunEvents()
+{
+    QCoreApplication::processEvents();
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    QCoreApplication::processEvents();
+}
+
+bool WaitUntil(const std::function<bool()>& condition, int milliseconds)
+{
+    QElapsedTimer timer;
+    timer.start();
+    RunEvents();
+    while (!condition()) {
+        if (timer.elapsed() > milliseconds)
+            return false;
+        QThread::usleep(500);
+        RunEvents();
+    }
+    return true;
+}
+
+void RunEventsFor(int milliseconds)
+{
+    WaitUntil([] { return false; }, milliseconds);
+}
+
+bool PaintCounter::eventFilter(QObject*, QEvent* event)
+{
+    count += event->type() == QEvent::Paint;
+    return false;
+}
+
+int OverlaySource::Attach(void* handle)
+{
+    tagOvelDrawCallback payload{&OverlaySource::Callback, this};
+    return Ovel_SetParam(handle, OVELCMD_SET_DRAW_CALLBACK, &payload, sizeof(payload));
+}
+
+int OverlaySource::Callback(int reserved, __tagQDrawCallbackInfo* info, int length, void* user)
+{
+    auto* source = static_cast<OverlaySource*>(user);
+    source->calls.push_back({reserved, *info, length});
+    for (auto& record : source->records)
+        info->pfnDrawToRender(&record, sizeof(record), info->pRender);
+    if (source->inside)
+        source->inside();
+    return 0;
+}
+
+RenderWindow::RenderWindow(int typeCode, QSize size, bool translucent)
+    : top(new QWidget), subImage(typeCode == OVEL_RENDER_SUB_IMAGE)
+{
+    if (translucent)
+        top->setAttribute(Qt::WA_TranslucentBackground);
+    auto* layout = new QVBoxLayout(top.get());
+    layout->setContentsMargins(0, 0, 0, 0);
+    if (subImage) {
+        handle = Ovel_CreateEx(&typeCode, sizeof(typeCode));
+        layout->addWidget(static_cast<CLS_ShaderBase*>(handle));
+    } else {
+        handle = Ovel_Create(layout);
+    }
+    renderer = static_cast<CLS_ShaderBase*>(handle);
+    paints = std::make_unique<PaintCounter>(renderer);
+    top->setGeometry(QRect(QPoint(40, 40), size));
+    top->show();
+    WaitUntil([this] { return paints->count > 0; });
+}
+
+RenderWindow::~RenderWindow()
+{
+    Ovel_Release(handle);
+    RunEvents();
+}
+
+bool RenderWindow::Painted(const std::function<void()>& action)
+{
+    RunEvents();
+    const int before = paints->count;
+    action();
+    return WaitUntil([&] { return paints->count > before; });
+}
+
+bool RenderWindow::Show(Frame frame)
+{
+    int result = -1;
+    return Painted([&] { result = frame.Feed(handle); }) && result == 0;
+}
+
+bool RenderWindow::Repaint()
+{
+    return Painted([this] { renderer->update(); });
+}
+
+bool RenderWindow::Resize(QSize size)
+{
+    return Painted([&] { top->resize(size); }) && WaitUntil([&] { return renderer->size() == size; });
+}
+
+QImage RenderWindow::Framebuffer()
+{
+    QImage image = renderer->grabFramebuffer();
+    image.setDevicePixelRatio(1);
+    return image;
+}
+
+QImage RenderWindow::Screen()
+{
+    const QPoint corner = renderer->mapToGlobal(QPoint(0, 0));
+    QImage image = QGuiApplication::primaryScreen()
+                       ->grabWindow(0, corner.x(), corner.y(), renderer->width(), renderer->height())
+                       .toImage();
+    image.setDevicePixelRatio(1);
+    return image;
+}
+
+View RenderWindow::CurrentView()
+{
+    View view;
+    view.widget = renderer->size();
+    view.device = Framebuffer().size();
+    return view;
+}
+
+} // namespace OvelTest
+
+bool operator==(const tagOvelZoomArea& a, const tagOvelZoomArea& b)
+{
+    return a.left == b.left && a.top == b.top && a.right == b.right && a.bottom == b.bottom;
+}
+
+bool operator==(const tagQRECT& a, const tagQRECT& b)
+{
+    return a.left == b.left && a.top == b.top && a.right == b.right && a.bottom == b.bottom;
+}
+
+int main(int argc, char** argv)
+{
+    if (qEnvironmentVariableIsEmpty("DISPLAY") && qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM")) {
+        std::printf("skipped: there is no display\n");
+        return 77;
+    }
+    if (qEnvironmentVariableIsEmpty("XDG_RUNTIME_DIR"))
+        qputenv("XDG_RUNTIME_DIR", "/tmp");
+    ::testing::InitGoogleTest(&argc, argv);
+    qInstallMessageHandler(OnQtMessage);
+    ChooseContext(qEnvironmentVariable("OVEL_TEST_CONTEXT").toStdString());
+    if (!qEnvironmentVariableIsEmpty("OVEL_TEST_SHARE"))
+        QCoreApplication::setAttribute(Qt::AA_ShareOpenGLContexts);
+    for (auto* function : beforeApplication)
+        function();
+    QApplication application(argc, argv);
+    OvelTest::qtWarnings.Take();
+    std::thread(Watch).detach();
+    ::testing::UnitTest::GetInstance()->listeners().Append(new Listener);
+    return RUN_ALL_TESTS();
+}

@@ -1,0 +1,135 @@
+// Real renderers in real windows: the context kind of this run, waiting for paints, what the screen shows,
+// what host and GL complained about meanwhile. Every test fails on a GL error or a Qt warning that it did not
+// take itself.
+#pragma once
+
+#include "CLS_ShaderBase.h"
+#include "CLS_ShaderYuv.h"
+#include "CLS_ShaderYuvSubImage.h"
+#include "OssdkRecorder.h"
+#include "Reference.h"
+
+#include <QWidget>
+
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace OvelTest
+{
+
+// Runs events, deferred deletions included, once and until the condition holds; false after the time.
+void RunEvents();
+bool WaitUntil(const std::function<bool()>& condition, int milliseconds = 5000);
+void RunEventsFor(int milliseconds);
+
+// What somebody said since the last look, from any thread.
+class Lines
+{
+public:
+    void Add(const std::string& text)
+    {
+        const std::lock_guard<std::mutex> guard(lock);
+        lines.push_back(text);
+    }
+    std::vector<std::string> Take()
+    {
+        const std::lock_guard<std::mutex> guard(lock);
+        return std::exchange(lines, {});
+    }
+
+private:
+    std::mutex lock;
+    std::vector<std::string> lines;
+};
+extern Lines qtWarnings; // begin with their category
+extern Lines qtDebugLines;
+extern Lines glErrors;
+
+// What a test defines to look at the library before there is a QApplication.
+struct BeforeApplication {
+    explicit BeforeApplication(void (*function)());
+};
+
+// Counts the paint events of a widget.
+class PaintCounter : public QObject
+{
+public:
+    explicit PaintCounter(QWidget* widget) { widget->installEventFilter(this); }
+    bool eventFilter(QObject* object, QEvent* event) override;
+    int count = 0;
+};
+
+// A host's overlay source: answers every draw callback with its records and keeps what it was told.
+class OverlaySource
+{
+public:
+    struct Call {
+        int reserved;
+        __tagQDrawCallbackInfo info;
+        int length;
+    };
+
+    int Attach(void* handle);
+    static int Callback(int reserved, __tagQDrawCallbackInfo* info, int length, void* user);
+
+    std::vector<__tagQDrawGraphInfo> records;
+    std::vector<Call> calls;
+    std::function<void()> inside;
+};
+
+// A top-level window that a renderer fills. Releases the renderer at the end.
+class RenderWindow
+{
+public:
+    explicit RenderWindow(int typeCode, QSize size = QSize(96, 64), bool translucent = false);
+    ~RenderWindow();
+    RenderWindow(const RenderWindow&) = delete;
+    RenderWindow& operator=(const RenderWindow&) = delete;
+
+    // Does something and waits for the paint that follows.
+    bool Painted(const std::function<void()>& action);
+    // Feeds a frame and waits for its paint.
+    bool Show(Frame frame);
+    bool Show(const Picture& picture, int displayType) { return Show(Frame(picture, displayType)); }
+    bool Repaint();
+    bool Resize(QSize size);
+    template <typename Payload> int Set(int command, const Payload& payload)
+    {
+        return Ovel_SetParam(handle, command, const_cast<Payload*>(&payload), sizeof(payload));
+    }
+
+    QImage Framebuffer(); // the renderer's own picture
+    QImage Screen();      // what the screen shows where the renderer lies
+    View CurrentView();   // the view of a renderer with default parameters
+
+    bool IsSubImage() const { return subImage; }
+    CLS_ShaderYuv* Full() const { return static_cast<CLS_ShaderYuv*>(renderer); }
+    CLS_ShaderYuvSubImage* Sub() const { return static_cast<CLS_ShaderYuvSubImage*>(renderer); }
+
+    std::unique_ptr<QWidget> top;
+    CLS_ShaderBase* renderer = nullptr;
+    void* handle = nullptr;
+    std::unique_ptr<PaintCounter> paints;
+
+private:
+    bool subImage;
+};
+
+// Tests for both renderers take the type code as their parameter.
+class BothRenderers : public ::testing::TestWithParam<int>
+{
+};
+
+} // namespace OvelTest
+
+bool operator==(const tagOvelZoomArea& a, const tagOvelZoomArea& b);
+bool operator==(const tagQRECT& a, const tagQRECT& b);
+
+#define OVEL_FOR_BOTH_RENDERERS(suite)                                                                       \
+    INSTANTIATE_TEST_SUITE_P(                                                                                \
+        Renderers, suite, ::testing::Values(OVEL_RENDER_FULL, OVEL_RENDER_SUB_IMAGE),                        \
+        [](const auto& test) { return test.param == OVEL_RENDER_FULL ? "Full" : "SubImage"; })

@@ -1,0 +1,287 @@
+// Text labels: what they show, where, under which parent, and that unchanged ones cost nothing.
+#include "Harness.h"
+
+#include <QLabel>
+#include <QTextCodec>
+
+#include <cstring>
+#include <thread>
+
+using namespace OvelTest;
+
+namespace
+{
+
+class LabelTest : public BothRenderers
+{
+protected:
+    LabelTest() : window(GetParam(), QSize(200, 160)) { source.Attach(window.handle); }
+
+    bool Show(const std::vector<__tagQDrawGraphInfo>& records)
+    {
+        source.records = records;
+        const bool shown = window.Show(MakePicture(32, 24), OVEL_DISPLAY_YV12);
+        RunEvents(); // labels change outside paints, at the latest now
+        return shown;
+    }
+    QLabel* Slot(int index) { return window.renderer->m_pLabel[index]; }
+    std::vector<std::string> Texts()
+    {
+        std::vector<std::string> texts;
+        for (int i = 0; i < OVEL_LABELS && Slot(i); ++i)
+            texts.push_back(Slot(i)->text().toStdString());
+        return texts;
+    }
+    void Clear(bool otherThread)
+    {
+        if (otherThread)
+            std::thread([this] { Ovel_ClearDraw(window.handle); }).join();
+        else
+            Ovel_ClearDraw(window.handle);
+    }
+    // Pixels that a label's letters colour in a grab of the widget it lies in.
+    static int LitPixels(QWidget* widget, const QLabel* label, int red, int green)
+    {
+        const QImage image = widget->grab(label->geometry()).toImage();
+        int count = 0;
+        for (int i = 0; i < image.width() * image.height(); ++i) {
+            const QColor shown = image.pixelColor(i % image.width(), i / image.width());
+            count += std::abs(shown.red() - red) < 40 && std::abs(shown.green() - green) < 40;
+        }
+        return count;
+    }
+
+    OverlaySource source;
+    RenderWindow window;
+};
+OVEL_FOR_BOTH_RENDERERS(LabelTest);
+
+TEST_P(LabelTest, OneLabelInFull)
+{
+    ASSERT_TRUE(Show({Label("HHHH", {20, 40, 140, 70}, 0x30FF00, 17)}));
+    QLabel* label = Slot(0);
+    ASSERT_NE(label, nullptr);
+    EXPECT_EQ(label->parentWidget(), window.renderer);
+    EXPECT_EQ(label->geometry(), QRect(20, 29, 120, 52));
+    EXPECT_EQ(label->text(), QString("HHHH"));
+    EXPECT_EQ(label->font().pointSize(), 17);
+    EXPECT_EQ(label->styleSheet(), QString("color: rgb(0, 255, 48);background-color: rgb(0, 0, 0);"));
+    EXPECT_EQ(label->alignment(), Qt::AlignVCenter);
+    EXPECT_EQ(label->textFormat(), Qt::AutoText);
+    EXPECT_TRUE(label->testAttribute(Qt::WA_TransparentForMouseEvents));
+    EXPECT_TRUE(label->testAttribute(Qt::WA_TranslucentBackground));
+    EXPECT_TRUE(label->isVisible());
+    EXPECT_GT(LitPixels(window.top.get(), label, 0, 255), 50) << "green letters";
+
+    // Everything changes, the label stays the same one.
+    ASSERT_TRUE(Show({Label("<b>x</b>", {10, -5, 110, 20}, 0xFF, 0)}));
+    EXPECT_EQ(Slot(0), label);
+    EXPECT_EQ(label->geometry(), QRect(10, -11, 100, 47));
+    EXPECT_EQ(label->font().pointSize(), 50);
+    EXPECT_EQ(label->text(), QString("<b>x</b>"));
+    EXPECT_EQ(window.renderer->m_vecDrawGraphInfo[0].stPoint[0].y, 0)
+        << "a top above the widget is written back";
+    EXPECT_EQ(window.renderer->m_vecDrawGraphInfo[0].stPoint[1].y, 25);
+    qtDebugLines.Take();
+    ASSERT_TRUE(window.Repaint());
+    RunEvents();
+    EXPECT_EQ(qtDebugLines.Take(),
+              std::vector<std::string>{"default: CLS_ShaderBase::AddLabel Error:iFontSize <= 0"});
+    ASSERT_TRUE(Show({Label("big", {10, 5, 110, 20}, 0xFF, 2000000000)})) << "harmless";
+}
+
+TEST_P(LabelTest, Encodings)
+{
+    struct Case {
+        std::string bytes;
+        int code;
+        QString text;
+    };
+    const QString chinese = QString::fromUtf8("\xE4\xB8\xAD\xE6\x96\x87");
+    const std::string filled(136, 'a');
+    const Case cases[] = {{"\xD6\xD0\xCE\xC4", OVEL_TEXT_GBK, chinese},
+                          {"\xE4\xB8\xAD\xE6\x96\x87", OVEL_TEXT_UTF8, chinese},
+                          {"caf\xC3\xA9", 0, QString::fromLocal8Bit("caf\xC3\xA9")},
+                          {"local", -77, "local"},
+                          {filled, OVEL_TEXT_UTF8, QString(136, 'a')},
+                          {filled, OVEL_TEXT_GBK, QString(136, 'a')},
+                          {filled, 0, QString(136, 'a')}};
+    for (const Case& c : cases) {
+        ASSERT_TRUE(Show({Label(c.bytes.c_str(), {0, 20, 190, 60}, 0xFFFFFF, 9, c.code)}));
+        EXPECT_EQ(Slot(0)->text(), c.text) << c.bytes << " " << c.code;
+    }
+    // A character cut by the end of the field costs no other one.
+    for (const int code : {OVEL_TEXT_UTF8, OVEL_TEXT_GBK}) {
+        const std::string cut = filled.substr(0, 135) + (code == OVEL_TEXT_GBK ? "\xD6" : "\xE4");
+        ASSERT_TRUE(
+            Show({Label(cut.c_str(), {0, 20, 190, 60}, 0xFFFFFF, 9, code), Label("next", {0, 80, 90, 100})}));
+        EXPECT_EQ(Slot(1)->text().left(135), QString(135, 'a'));
+        EXPECT_EQ(Slot(0)->text(), QString("next"));
+    }
+}
+
+TEST_P(LabelTest, SlotsFollowTheOrderOfArrival)
+{
+    auto onePoint = Label("uses its slot only", {0, 0, 50, 20});
+    onePoint.iPointNum = 1;
+    ASSERT_TRUE(Show({Label("first", {0, 0, 50, 20}), Graph(OVEL_GRAPH_POLYLINE, 0xFF, 3, {{1, 1}, {9, 9}}),
+                      Label("", {0, 0, 50, 20}), Label("second", {0, 30, 50, 50}), onePoint,
+                      Label("third", {0, 60, 50, 80})}));
+    ASSERT_NE(Slot(0), nullptr);
+    EXPECT_EQ(Slot(0)->text(), QString("third"));
+    EXPECT_TRUE(Slot(1) == nullptr || Slot(1)->text().isEmpty());
+    ASSERT_NE(Slot(3), nullptr);
+    EXPECT_EQ(Slot(2)->text(), QString("second"));
+    EXPECT_EQ(Slot(3)->text(), QString("first"));
+    ASSERT_TRUE(Show({Label("only", {5, 5, 60, 25})}));
+    EXPECT_EQ(Slot(0)->text(), QString("only"));
+    EXPECT_EQ(Slot(2)->text(), QString()) << "emptied";
+    EXPECT_EQ(Slot(2)->geometry(), QRect(0, 19, 50, 42)) << "but not moved";
+
+    std::vector<__tagQDrawGraphInfo> fifty;
+    for (int i = 0; i < 50; ++i)
+        fifty.push_back(Label(std::to_string(i).c_str(), {0, 3 * i, 30, 3 * i + 10}));
+    ASSERT_TRUE(Show(fifty));
+    const auto texts = Texts();
+    ASSERT_EQ(texts.size(), 48u);
+    for (size_t i = 0; i < 48; ++i)
+        EXPECT_EQ(texts[i], std::to_string(49 - i));
+}
+
+TEST_P(LabelTest, ClearDrawEmptiesThem)
+{
+    for (const int keep : {1, 0})
+        for (const bool otherThread : {false, true}) {
+            source.Attach(window.handle);
+            window.Set(OVELCMD_SET_STOPDRAW_PARA, keep);
+            ASSERT_TRUE(Show({Label("a", {0, 20, 90, 40}), Label("b", {0, 60, 90, 80})}));
+            ASSERT_EQ(Texts(), (std::vector<std::string>{"b", "a"}));
+            window.renderer->hide(); // no paint does it
+            Clear(otherThread);
+            const auto empty = [&] { return Texts() == std::vector<std::string>{"", ""}; };
+            EXPECT_TRUE(WaitUntil(empty, 1000)) << keep << otherThread;
+            window.renderer->show();
+        }
+    QMetaObject::invokeMethod(window.renderer, "DeleteLabels");
+    EXPECT_EQ(Slot(0), nullptr);
+    source.Attach(window.handle);
+    ASSERT_TRUE(Show({Label("again", {0, 20, 90, 40})}));
+    EXPECT_EQ(Texts(), std::vector<std::string>{"again"});
+}
+
+TEST_P(LabelTest, ParentChangesAndDies)
+{
+    auto panel = std::make_unique<QWidget>();
+    panel->setGeometry(300, 40, 200, 160);
+    panel->show();
+    ASSERT_TRUE(Show({Label("text", {10, 20, 90, 40})}));
+    const int one = 1;
+    EXPECT_EQ(Ovel_SetParam(window.handle, OVELCMD_SET_LABEL_PARENT, panel.get(), one), 0);
+    ASSERT_TRUE(Show({Label("HHHH", {10, 20, 90, 40}, 0xFF)}));
+    ASSERT_NE(Slot(0), nullptr);
+    EXPECT_EQ(Slot(0)->parentWidget(), panel.get()) << "labels move to a new parent";
+    EXPECT_TRUE(Slot(0)->isVisible());
+    EXPECT_GT(LitPixels(panel.get(), Slot(0), 255, 0), 20);
+    EXPECT_TRUE(window.renderer->findChildren<QLabel*>().isEmpty()) << "and leave the old one";
+    panel.reset();
+    EXPECT_EQ(Slot(0), nullptr) << "the slot noticed";
+    ASSERT_TRUE(Show({Label("home", {10, 20, 90, 40})}));
+    ASSERT_TRUE(window.Repaint());
+    ASSERT_NE(Slot(0), nullptr);
+    EXPECT_EQ(Slot(0)->parentWidget(), window.renderer);
+    Clear(true);
+    RunEvents();
+}
+
+// The renderer's window as parent of its labels: the picture stays, and Qt does not complain about repaints
+// in paints.
+TEST_P(LabelTest, AncestorAsParent)
+{
+    Ovel_SetParam(window.handle, OVELCMD_SET_LABEL_PARENT, window.top.get(), 1);
+    for (const char* text : {"one", "two", ""}) {
+        ASSERT_TRUE(Show({Label(text, {10, 20, 90, 40})}));
+        ASSERT_TRUE(window.Repaint());
+        EXPECT_EQ(Slot(0)->text(), QString(text));
+        EXPECT_TRUE(ShowsCanvas(window.Framebuffer(),
+                                RenderPicture(MakePicture(32, 24), OVEL_DISPLAY_YV12, window.CurrentView())));
+    }
+}
+
+TEST_P(LabelTest, ReleaseTakesLabelsAlong)
+{
+    QWidget panel;
+    panel.resize(200, 160);
+    panel.show();
+    int type = GetParam();
+    void* second = Ovel_CreateEx(&type, 4);
+    auto* widget = static_cast<CLS_ShaderBase*>(second);
+    widget->resize(80, 60);
+    widget->show();
+    Ovel_SetParam(second, OVELCMD_SET_LABEL_PARENT, &panel, 1);
+    OverlaySource mine;
+    mine.Attach(second);
+    mine.records = {Label("left behind", {10, 20, 90, 40})};
+    Frame frame(MakePicture(8, 8), OVEL_DISPLAY_YV12);
+    frame.Feed(second);
+    EXPECT_TRUE(WaitUntil([&] { return panel.findChild<QLabel*>() != nullptr; }));
+    Ovel_Release(second);
+    RunEvents();
+    EXPECT_EQ(panel.findChild<QLabel*>(), nullptr);
+}
+
+// A host parent that feeds and pushes while it is painted must not lock itself up with the label pass.
+class FeedingPanel : public QWidget
+{
+public:
+    void paintEvent(QPaintEvent*) override
+    {
+        if (action)
+            action();
+    }
+    std::function<void()> action;
+};
+
+TEST_P(LabelTest, ParentThatFeedsWhilePainting)
+{
+    FeedingPanel panel;
+    panel.resize(150, 100);
+    panel.show();
+    Ovel_SetParam(window.handle, OVELCMD_SET_LABEL_PARENT, &panel, 1);
+    int left = 10;
+    panel.action = [&] {
+        if (left-- > 0) {
+            source.records = {Label(std::to_string(left).c_str(), {10, 20, 90, 40})};
+            Frame(MakePicture(8, 8), OVEL_DISPLAY_YV12).Feed(window.handle);
+        }
+    };
+    panel.update();
+    EXPECT_TRUE(WaitUntil([&] { return left <= 0 && Texts() == std::vector<std::string>{"0"}; }));
+}
+
+// Labels that do not change are not touched: nothing is painted while nothing happens, and frames paint once.
+TEST_P(LabelTest, UnchangedLabelsCostNoPaint)
+{
+    std::vector<__tagQDrawGraphInfo> records;
+    for (int i = 0; i < 48; ++i)
+        records.push_back(Label(("label " + std::to_string(i)).c_str(),
+                                {i % 6 * 32, i / 6 * 20, i % 6 * 32 + 30, i / 6 * 20 + 10}));
+    ASSERT_TRUE(Show(records));
+    RunEventsFor(100);
+    PaintCounter labelPaints(Slot(7));
+    PaintCounter topPaints(window.top.get());
+    window.paints->count = 0;
+    RunEventsFor(300);
+    EXPECT_EQ(window.paints->count, 0);
+    EXPECT_EQ(topPaints.count, 0);
+    EXPECT_EQ(labelPaints.count, 0);
+    for (int i = 0; i < 5; ++i) {
+        ASSERT_TRUE(Show(records));
+        RunEventsFor(20);
+    }
+    EXPECT_EQ(window.paints->count, 5) << "one paint for one frame";
+    records[40] = Label("changed", {64, 120, 94, 130});
+    ASSERT_TRUE(Show(records));
+    EXPECT_EQ(Slot(7)->text(), QString("changed"));
+}
+
+} // namespace
