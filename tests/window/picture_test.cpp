@@ -45,6 +45,18 @@ TEST_P(PictureTest, FreshWidgetIsBlack)
     EXPECT_EQ(window.CurrentView().device, (QSizeF(WindowSize) * scale).toSize()) << scale;
 }
 
+TEST_P(PictureTest, FillsTheFramebufferAtFractionalScales)
+{
+    // 100 x 66 at 1.25 is 125 x 82.5 pixels: the row that rounding adds belongs to the picture.
+    RenderWindow odd(GetParam(), QSize(100, 66));
+    const Picture picture = MakePicture(48, 32, OVEL_DISPLAY_YV12);
+    ASSERT_TRUE(odd.Show(picture, OVEL_DISPLAY_YV12));
+    const QImage shown = odd.Framebuffer();
+    View view = odd.CurrentView();
+    view.device = shown.size();
+    EXPECT_TRUE(ShowsCanvas(shown, RenderPicture(picture, OVEL_DISPLAY_YV12, view)));
+}
+
 TEST_P(PictureTest, TurnsAndMirrors)
 {
     for (const int layout : Layouts) {

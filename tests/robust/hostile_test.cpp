@@ -1,0 +1,252 @@
+// Numbers that no sane host or stream sends, at the ends of their ranges: each has its documented result, and
+// the next ordinary frame shows as if nothing had been.
+#include "../../fuzz/FrameSources.h"
+#include "Harness.h"
+
+#include <QLabel>
+#include <QOpenGLContext>
+#include <QOpenGLFunctions>
+#include <QOpenGLShaderProgram>
+#include <QVBoxLayout>
+
+#include <algorithm>
+#include <cfloat>
+#include <climits>
+#include <cmath>
+#include <cstring>
+#include <dlfcn.h>
+
+using namespace OvelTest;
+
+namespace
+{
+
+bool shadersAreBroken = false;
+
+constexpr int Yv12 = OVEL_DISPLAY_YV12;
+constexpr int Nv12 = OVEL_DISPLAY_NV12;
+
+int CountLines(const char* part)
+{
+    int count = 0;
+    for (const std::string& line : TakeLogLines())
+        count += line.find(part) != std::string::npos;
+    return count;
+}
+
+class Hostile : public BothRenderers
+{
+protected:
+    void ExpectOrdinaryFrame(int layout)
+    {
+        const Picture picture = MakePicture(40, 30, ++seed);
+        ASSERT_TRUE(window.Show(picture, layout));
+        EXPECT_TRUE(
+            ShowsCanvas(window.Framebuffer(), RenderPicture(picture, layout, window.CurrentView()), 5));
+    }
+
+    RenderWindow window{GetParam()};
+    int seed = 0;
+};
+OVEL_FOR_BOTH_RENDERERS(Hostile);
+
+TEST_P(Hostile, Descriptors)
+{
+    struct Case {
+        int width, height, type, pitch, dataSize;
+        int result;
+        bool refused = false; // the picture must stay
+    };
+    const Case cases[] = {
+        {0, 8, Yv12, 0, 0, -1, true},
+        {8, -1, Nv12, 0, 0, -1, true},
+        {INT_MIN, INT_MIN, Yv12, INT_MIN, INT_MIN, -1, true},
+        {INT_MAX, INT_MAX, Nv12, INT_MAX, INT_MAX, -1, true},
+        {INT_MAX, 1, Yv12, 0, 0, -1, true},
+        {46341, 46341, INT_MAX, 0, 1, -1, true},
+        {1 << 16, 1 << 16, Yv12, 0, 0, -1, true}, // 2^32 samples: nothing left in 32 bits
+        {1 << 30, 1, Yv12, 0, 0, 0},              // fits an int, but no texture
+        {1, 1 << 30, Nv12, INT_MAX, 0, 0},
+        {1, 1, Yv12, 0, 0, 0},
+        {1, 1, Nv12, -1, 0, 0},
+        {3, 5, Yv12, 0, 1, 0}, // declares less than its picture
+        {3, 5, Nv12, 0, 1, 0},
+        {16, 16, Yv12, 0, 4000000, 0}, // and more
+        {16, 16, Yv12, 7, -1, 0},
+        {16, 16, Nv12, 1, 0, 0},
+        {16, 17, Nv12, 16, 0, 0},
+        {16, 16, Nv12, -16, INT_MIN, 0}, // upwards
+        {16, 1, Nv12, INT_MAX, 0, 0},
+        {16, 1, Nv12, INT_MIN, 0, 0},
+        {16, 2, Nv12, INT_MIN, 0, 0},
+        {16, 16, INT_MIN, 0, 0, 0},
+        {16, 16, INT_MAX, 0, 0, 0},
+        {16, 16, 4, 0, 0, 0},
+        {16, 16, 6, 0, 1000, 0},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(testing::Message() << c.width << " x " << c.height << " type " << c.type << " pitch "
+                                        << c.pitch << " size " << c.dataSize);
+        for (unsigned int pointers = 0; pointers < 8; ++pointers) {
+            ASSERT_NO_FATAL_FAILURE(ExpectOrdinaryFrame(pointers % 2 ? Yv12 : Nv12));
+            const QImage before = window.Framebuffer();
+            tagYuvFrameInfo frame = {};
+            frame.iWidth = c.width;
+            frame.iHeight = c.height;
+            frame.iDisplayType = c.type;
+            frame.iPitch = c.pitch;
+            frame.iDataSize = c.dataSize;
+            Sources sources;
+            Promise(frame, pointers, sources);
+            EXPECT_EQ(Ovel_ShowYuvFrame(window.handle, &frame, sizeof(frame)), c.result);
+            ASSERT_TRUE(window.Repaint());
+            EXPECT_TRUE(!c.refused || SameImage(window.Framebuffer(), before));
+        }
+    }
+}
+
+TEST_P(Hostile, LargerThanAnyTexture)
+{
+    window.renderer->makeCurrent();
+    GLint largest = 0;
+    window.renderer->context()->functions()->glGetIntegerv(GL_MAX_TEXTURE_SIZE, &largest);
+    window.renderer->doneCurrent();
+    const QImage black = [&] {
+        QImage image = window.Framebuffer();
+        image.fill(Qt::black);
+        return image;
+    }();
+    for (const int layout : {Yv12, Nv12}) {
+        for (const QSize size : {QSize(largest + 2, 2), QSize(2, largest + 2)}) {
+            ASSERT_NO_FATAL_FAILURE(ExpectOrdinaryFrame(layout));
+            TakeLogLines();
+            for (int i = 0; i < 3; ++i)
+                ASSERT_TRUE(window.Show(PlainPicture(size.width(), size.height(), 200, 90, 40), layout));
+            EXPECT_EQ(CountLines("cannot be shown"), 1);
+            EXPECT_TRUE(SameImage(window.Framebuffer(), black));
+        }
+    }
+    ExpectOrdinaryFrame(Yv12);
+}
+
+TEST_P(Hostile, Commands)
+{
+    const double inf = HUGE_VAL, nan = NAN;
+    const double numbers[] = {0, 1, -1, 0.5, nan, inf, -inf, DBL_MIN, DBL_TRUE_MIN, DBL_MAX, -DBL_MAX, 1e300};
+    OverlaySource source;
+    source.records = {Graph(OVEL_GRAPH_OUTLINE, 0xFF, 3, {{1, 1}, {50, 30}, {9, 40}})};
+    source.Attach(window.handle);
+    const auto paints = [&] { return window.Show(MakePicture(16, 16, ++seed), Yv12); };
+    for (const double a : numbers) {
+        for (const double b : numbers) {
+            ASSERT_EQ(window.Set(OVELCMD_SET_EZOOM_AREA, tagOvelZoomArea{a, b, b, a}), 0);
+            ASSERT_EQ(window.Set(OVELCMD_SET_EZOOM_AREA, tagOvelZoomArea{a, a, b, b}), 0);
+            ASSERT_TRUE(paints()) << a << " " << b;
+        }
+    }
+    ASSERT_EQ(window.Set(OVELCMD_SET_EZOOM_AREA, tagOvelZoomArea{0, 0, 1, 1}), 0);
+    const int ends[] = {INT_MIN, -1, 0, 1, 90, INT_MAX};
+    for (const int a : ends) {
+        for (const int b : ends) {
+            const bool open = static_cast<int64_t>(b) - a >= 1;
+            EXPECT_EQ(window.Set(OVELCMD_SET_DRAW_DST_RECT, tagQRECT{a, a, b, b}), open ? 0 : -1);
+            EXPECT_EQ(window.Set(OVELCMD_SET_VIDEO_ROTATE, tagOvelVideoRotate{a, b, a}), 0);
+            ASSERT_TRUE(paints()) << a << " " << b;
+            const __tagQDrawCallbackInfo& info = source.calls.back().info;
+            EXPECT_TRUE(info.iDstWidth >= 0 && info.iDstHeight >= 0);
+        }
+        EXPECT_EQ(window.Set(OVELCMD_SET_DRAW_RATIO_MODE, a), 0);
+        EXPECT_EQ(window.Set(OVELCMD_SET_STOPDRAW_PARA, a), 0);
+    }
+    // An address is not followed before Qt knows it: none of these is a widget.
+    uint8_t bytes[sizeof(QWidget)] = {};
+    source.records.push_back(Label("text", {0, 0, 50, 20}));
+    for (void* parent : {static_cast<void*>(bytes), reinterpret_cast<void*>(1)}) {
+        EXPECT_EQ(Ovel_SetParam(window.handle, OVELCMD_SET_LABEL_PARENT, parent, 1), 0);
+        ASSERT_TRUE(paints());
+    }
+    source.records.clear();
+    window.Set(OVELCMD_SET_STOPDRAW_PARA, 0);
+    window.Set(OVELCMD_SET_VIDEO_ROTATE, tagOvelVideoRotate{});
+    Ovel_ClearDraw(window.handle);
+    ExpectOrdinaryFrame(Nv12);
+}
+
+TEST_P(Hostile, OverlayRecords)
+{
+    const int counts[] = {INT_MIN, -1, 0, 1, 2, 31, 32, 33, INT_MAX};
+    const int coordinates[] = {INT_MIN, -30000, 0, 70, INT_MAX};
+    const int widths[] = {INT_MIN, 0, 1, 10000, INT_MAX};
+    const float alphas[] = {NAN, HUGE_VALF, -1.0f, FLT_TRUE_MIN, 0.0f};
+    OverlaySource source;
+    for (const int type : {-1, 0, 1, 2, 3, 4, 6, INT_MAX}) {
+        for (const int count : counts) {
+            for (size_t i = 0; i < 5; ++i) {
+                std::vector<tagQPOINT> points;
+                for (size_t p = 0; p < OVEL_GRAPH_POINTS; ++p)
+                    points.push_back({coordinates[(p + i) % 5], coordinates[(p * 3 + i) % 5]});
+                source.records.push_back(Graph(type, ~0u, widths[i], points, alphas[(i + 2) % 5]));
+                source.records.back().iPointNum = count;
+                std::memset(source.records.back().szText, "A\xE4\xFF\x81<"[i], OVEL_GRAPH_TEXT_BYTES);
+                source.records.back().iTextCode = static_cast<int>(i % 4);
+            }
+        }
+    }
+    source.Attach(window.handle);
+    for (const int layout : {Yv12, Nv12}) {
+        ASSERT_TRUE(window.Show(MakePicture(16, 16), layout));
+        window.renderer->grab(); // labels too
+    }
+    for (const QLabel* label : window.renderer->findChildren<QLabel*>())
+        EXPECT_LE(label->text().size(), int(OVEL_GRAPH_TEXT_BYTES));
+
+    // What covers nothing leaves the picture alone.
+    source.records = {Graph(OVEL_GRAPH_FILLED, 0xFFFFFF, 1, {{0, 0}, {90, 0}, {0, 60}}, NAN),
+                      Graph(OVEL_GRAPH_FILLED, 0xFFFFFF, 1, {{0, 0}, {90, 0}, {0, 60}}, -1.0f),
+                      Graph(OVEL_GRAPH_FILLED, 0xFFFFFF, 1, {{5, 5}, {5, 5}}, 0.5f)};
+    ExpectOrdinaryFrame(Yv12);
+    source.records.assign(20000, Graph(OVEL_GRAPH_POLYLINE, 0, 1, {{-5, -5}, {-9, -9}, {-20, -7}}));
+    ExpectOrdinaryFrame(Nv12);
+}
+
+TEST_P(Hostile, ShadersThatFailAreSaidOnce)
+{
+    OverlaySource source;
+    source.records = {Graph(OVEL_GRAPH_OUTLINE, 0xFF, 3, {{1, 1}, {50, 30}})};
+    source.Attach(window.handle);
+    TakeLogLines();
+    shadersAreBroken = true;
+    for (int i = 0; i < 8; ++i) // every change of layout builds a program anew
+        EXPECT_TRUE(window.Show(MakePicture(16, 16, i), i % 4 < 2 ? Yv12 : Nv12));
+    shadersAreBroken = false;
+    EXPECT_FALSE(qtWarnings.Take().empty());
+    EXPECT_FALSE(glErrors.Take().empty());
+    const std::vector<std::string> lines = TakeLogLines();
+    const auto count = [&](const char* part) {
+        return std::count_if(lines.begin(), lines.end(),
+                             [&](const std::string& line) { return line.find(part) != std::string::npos; });
+    };
+    EXPECT_EQ(count("picture program failed"), 1);
+    EXPECT_EQ(count("overlay program failed"), 1);
+    source.records.clear();
+    QWidget other; // a new context starts afresh
+    other.setGeometry(40, 40, 96, 64);
+    (new QVBoxLayout(&other))->setContentsMargins(0, 0, 0, 0);
+    other.layout()->addWidget(window.renderer);
+    other.show();
+    RunEventsFor(50);
+    ExpectOrdinaryFrame(Yv12);
+    window.top->layout()->addWidget(window.renderer);
+}
+
+} // namespace
+
+// Takes the place of Qt's own, so that a driver that refuses every program can be had.
+bool QOpenGLShaderProgram::addShaderFromSourceCode(QOpenGLShader::ShaderType type, const QByteArray& source)
+{
+    using Add = bool (*)(QOpenGLShaderProgram*, QOpenGLShader::ShaderType, const QByteArray&);
+    static const auto real =
+        reinterpret_cast<Add>(dlsym(RTLD_NEXT, "_ZN20QOpenGLShaderProgram23addShaderFromSourceCodeE6QFlagsIN1"
+                                               "3QOpenGLShader13ShaderTypeBitEERK10QByteArray"));
+    return real(this, type, shadersAreBroken ? QByteArray("no shader at all") : source);
+}

@@ -1,0 +1,248 @@
+// Every allocation of a call fails once, and once together with all that follow: the call says so or copes,
+// and the renderer goes on. Each failure is tried in a child process first, because Qt ends the process at
+// some of its own.
+#include "Harness.h"
+
+#include <dlfcn.h>
+#include <execinfo.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <map>
+#include <thread>
+
+using namespace OvelTest;
+
+extern "C" void* __libc_malloc(size_t bytes);
+extern "C" void* __libc_calloc(size_t count, size_t bytes);
+extern "C" void* __libc_realloc(void* memory, size_t bytes);
+
+namespace
+{
+
+// The calling thread's allocations from here on, until the scope ends.
+struct Countdown {
+    bool armed = false;
+    bool once = true;
+    int left = 0;
+    int seen = 0;
+    void* failedAt[24];
+    int frames = 0;
+};
+thread_local Countdown countdown;
+
+bool Fails()
+{
+    if (!countdown.armed)
+        return false;
+    ++countdown.seen;
+    if (countdown.left == 0 || (--countdown.left > 0))
+        return false;
+    countdown.left = countdown.once ? 0 : 1;
+    countdown.armed = false;
+    if (countdown.frames == 0)
+        countdown.frames = backtrace(countdown.failedAt, 24);
+    countdown.armed = true;
+    errno = ENOMEM;
+    return true;
+}
+
+class FailingAllocations
+{
+public:
+    // number 0 only counts.
+    explicit FailingAllocations(int number, bool once)
+    {
+        countdown = Countdown();
+        countdown.left = number;
+        countdown.once = once;
+        countdown.armed = true;
+    }
+    ~FailingAllocations() { countdown.armed = false; }
+};
+
+} // namespace
+
+extern "C" void* malloc(size_t bytes) noexcept
+{
+    return Fails() ? nullptr : __libc_malloc(bytes);
+}
+
+extern "C" void* calloc(size_t count, size_t bytes) noexcept
+{
+    return Fails() ? nullptr : __libc_calloc(count, bytes);
+}
+
+extern "C" void* realloc(void* memory, size_t bytes) noexcept
+{
+    return Fails() ? nullptr : __libc_realloc(memory, bytes);
+}
+
+namespace
+{
+
+// What ended a child: the frames of the allocation that failed, from Qt's own inwards.
+void ReportCrash(int signal)
+{
+    countdown.armed = false;
+    dprintf(STDERR_FILENO, "signal %d after the failure of\n", signal);
+    backtrace_symbols_fd(countdown.failedAt, countdown.frames, STDERR_FILENO);
+    _exit(99);
+}
+
+enum class Ending { Fine, Wrong, Crashed };
+
+// The check runs in the child only, where nothing may talk to the display.
+Ending TryInChild(const std::function<bool()>& call)
+{
+    const pid_t child = fork();
+    if (child == 0) {
+        for (const int signal : {SIGSEGV, SIGABRT, SIGBUS})
+            std::signal(signal, &ReportCrash);
+        alarm(20);
+        try {
+            _exit(call() ? 0 : 1);
+        } catch (...) {
+            _exit(1); // an exception has left the library
+        }
+    }
+    int status = 0;
+    waitpid(child, &status, 0);
+    if (!WIFEXITED(status) || WEXITSTATUS(status) > 1)
+        return Ending::Crashed;
+    return WEXITSTATUS(status) == 0 ? Ending::Fine : Ending::Wrong;
+}
+
+// Runs the call with each of its allocations failing; counts what crashed.
+struct Sweep {
+    int allocations = 0;
+    int crashed = 0;
+    int refused = 0;
+};
+
+using Call = std::function<int()>; // 0 or -1
+
+Sweep FailEach(const Call& call, bool once, const std::function<bool()>& stillFine, bool inProcess)
+{
+    Sweep sweep;
+    {
+        const FailingAllocations none(0, true);
+        call();
+        sweep.allocations = countdown.seen;
+    }
+    for (int number = 1; number <= sweep.allocations; ++number) {
+        SCOPED_TRACE(testing::Message() << "allocation " << number << (once ? "" : " and all after it"));
+        int result = 0;
+        const auto attempt = [&] {
+            {
+                const FailingAllocations failing(number, once);
+                result = call();
+            }
+            return (result == 0 || result == -1) && stillFine();
+        };
+        const Ending ending = TryInChild(attempt);
+        EXPECT_NE(ending, Ending::Wrong);
+        sweep.crashed += ending == Ending::Crashed;
+        if (ending != Ending::Fine || !inProcess)
+            continue;
+        EXPECT_TRUE(attempt());
+        sweep.refused += result == -1;
+    }
+    return sweep;
+}
+
+int RunInThread(const std::function<int()>& call)
+{
+    int result = -2;
+    const Countdown wanted = countdown;
+    countdown.armed = false;
+    Countdown after;
+    std::thread([&] {
+        countdown = wanted;
+        result = call();
+        countdown.armed = false;
+        after = countdown;
+    }).join();
+    after.armed = wanted.armed;
+    countdown = after;
+    return result;
+}
+
+class Memory : public BothRenderers
+{
+};
+OVEL_FOR_BOTH_RENDERERS(Memory);
+
+TEST_P(Memory, Create)
+{
+    int type = GetParam();
+    const auto create = [&] { return Ovel_CreateEx(&type, sizeof(type)) ? 0 : -1; };
+    const auto createsAnother = [&] {
+        void* handle = Ovel_CreateEx(&type, sizeof(type));
+        return handle && Frame(MakePicture(8, 8), OVEL_DISPLAY_YV12).Feed(handle) == 0 &&
+               Ovel_Release(handle) == 0;
+    };
+    // Once only: with nothing left at all, Qt's widgets cannot even be taken down again.
+    const Sweep sweep = FailEach(create, true, createsAnother, false);
+    EXPECT_GT(sweep.allocations, 10);
+    // QObject::connect does not look at what malloc gives it for its table.
+    EXPECT_LE(sweep.crashed, 1);
+    qtWarnings.Take();
+}
+
+TEST_P(Memory, FrameRecordCommand)
+{
+    RenderWindow window(GetParam());
+    OverlaySource source;
+    source.records = {Graph(OVEL_GRAPH_OUTLINE, 0xFFFFFF, 5, {{10, 10}, {80, 14}, {60, 50}})};
+    source.Attach(window.handle);
+    const Picture picture = MakePicture(40, 30, 3);
+    int size = 0;
+    const auto showsTheNextFrame = [&] {
+        countdown.armed = false;
+        return Frame(picture, OVEL_DISPLAY_YV12).Feed(window.handle) == 0;
+    };
+    for (const int layout : {OVEL_DISPLAY_YV12, OVEL_DISPLAY_NV12}) {
+        Frame frames[] = {Frame(MakePicture(20, 18), layout), Frame(MakePicture(24, 18), layout)};
+        const Call feed = [&] { return frames[++size % 2].Feed(window.handle); };
+        for (const Call& call : {feed, Call([&] { return RunInThread(feed); })}) {
+            for (const bool once : {true, false}) {
+                const Sweep sweep = FailEach(call, once, showsTheNextFrame, true);
+                EXPECT_GT(sweep.refused, 0);
+                EXPECT_EQ(sweep.crashed, 0);
+            }
+        }
+    }
+    ASSERT_FALSE(source.calls.empty());
+    const __tagQDrawCallbackInfo info = source.calls.back().info;
+    const Call record = [&] {
+        window.renderer->m_vecDrawGraphInfo = {}; // the next append allocates
+        return info.pfnDrawToRender(&source.records[0], sizeof(source.records[0]), info.pRender);
+    };
+    for (int command = -1; command < 9; ++command) {
+        SCOPED_TRACE(command);
+        const tagOvelZoomArea payload{0, 0, 1, 1};
+        const Call send = [&] { return command < 0 ? record() : window.Set(command, payload); };
+        if (command == OVELCMD_SET_DRAW_CALLBACK || command == OVELCMD_SET_LABEL_PARENT)
+            continue; // a payload of numbers means nothing to them
+        for (const bool once : {true, false}) {
+            const Sweep sweep = FailEach(send, once, showsTheNextFrame, true);
+            EXPECT_EQ(sweep.crashed, 0);
+        }
+    }
+    qtWarnings.Take();
+    source.records.clear();
+    tagOvelVideoRotate upright{};
+    window.Set(OVELCMD_SET_VIDEO_ROTATE, upright);
+    int fill = 1;
+    window.Set(OVELCMD_SET_DRAW_RATIO_MODE, fill);
+    Ovel_ClearDraw(window.handle);
+    ASSERT_TRUE(window.Show(picture, OVEL_DISPLAY_NV12));
+    EXPECT_TRUE(ShowsCanvas(window.Framebuffer(),
+                            RenderPicture(picture, OVEL_DISPLAY_NV12, window.CurrentView()), 5));
+}
+
+} // namespace
