@@ -73,7 +73,7 @@ TEST_P(IntakeTest, CopyRules)
             EXPECT_EQ(renderer->m_pNV12UV, renderer->m_pYuvBuf + c.width * c.height);
         }
         const uint8_t* first = renderer->m_pYuvBuf;
-        std::memset(frame.block.data(), 7, frame.block.size());
+        std::fill(frame.block.begin(), frame.block.end(), uint8_t{7});
         EXPECT_EQ(Buffer(expected.size()), expected) << "the caller's memory is his own again";
         EXPECT_EQ(frame.Feed(renderer), 0);
         EXPECT_EQ(renderer->m_pYuvBuf, first) << "the same size reuses the buffer";
