@@ -85,7 +85,12 @@ struct ShaderBaseState {
     // stored.
     tagOvelZoomArea StoreDestination(const tagQRECT& rect, const QSize& widgetSize);
     QSize WidgetSize() const;
-    void RequestRepaint() { repaint.Send(hasTexts); }
+    // A hidden widget is painted when it is shown: nobody is woken for it.
+    void RequestRepaint()
+    {
+        if (visibleSize >= 0 || repaint.IsGuiThread())
+            repaint.Send(hasTexts);
+    }
 
     // Overlays and the host's callback; any thread.
     int StoreRecord(const void* pData, int iLen);
