@@ -188,8 +188,8 @@ TEST_P(Memory, Create)
     // Once only: with nothing left at all, Qt's widgets cannot even be taken down again.
     const Sweep sweep = FailEach(create, true, createsAnother, false);
     EXPECT_GT(sweep.allocations, 10);
-    // QObject::connect does not look at what malloc gives it for its table.
-    EXPECT_LE(sweep.crashed, 1);
+    // QObject::connect does not look at what malloc gives it for its table; Qt 6 looks up screens likewise.
+    EXPECT_LE(sweep.crashed, QT_VERSION_MAJOR >= 6 ? 2 : 1);
     qtWarnings.Take();
 }
 
