@@ -1,0 +1,38 @@
+#!/usr/bin/env bash
+# Runs every benchmark that is built, each program that needs a window under an X server of its own.
+# run.sh [BUILD_DIRECTORY] [--peers] [CELL...]; see bench_window --help for what it takes.
+set -euo pipefail
+here=$(cd "$(dirname "$0")" && pwd)
+build=$here/../build/bench
+if [ $# -gt 0 ] && [ -d "$1" ]; then
+    build=$1
+    shift
+fi
+export LIBGL_ALWAYS_SOFTWARE=${LIBGL_ALWAYS_SOFTWARE-1} QT_QPA_PLATFORM=xcb QT_LOGGING_RULES='*.debug=false'
+if [ $# -eq 0 ] || [ "$*" = --peers ]; then
+    for program in "$build"/bench/bench_{picture,bridge,probes}; do
+        [ ! -x "$program" ] || "$program" --benchmark_min_time=0.2
+    done
+fi
+peers=
+if [ "${1-}" = --peers ]; then
+    peers=1
+    shift
+fi
+# Wide enough for two walls of 64 windows beside each other.
+xvfb-run -a -s "-screen 0 5760x2400x24 +extension GLX" "$build/bench/bench_window" "$@"
+[ -n "$peers" ] || exit 0
+# Other players on the same kind of pictures, as far as they are installed.
+if [ -x "$build/bench/bench_sdl" ]; then
+    xvfb-run -a -s "-screen 0 1920x1200x24 +extension GLX" "$build/bench/bench_sdl"
+fi
+if command -v mpv ffmpeg >/dev/null; then
+    clip=$(mktemp --suffix=.y4m)
+    trap 'rm -f "$clip"' EXIT
+    ffmpeg -v error -y -f lavfi -i testsrc2=size=1920x1080:rate=25 -t 4 -pix_fmt yuv420p "$clip"
+    TIMEFORMAT='mpv, 100 frames of 1080p in 1280 x 720 with reading and start: %U s user, %S s system'
+    for output in gpu x11; do
+        time xvfb-run -a -s "-screen 0 1920x1200x24 +extension GLX" \
+            mpv --no-config --really-quiet --untimed --no-audio --hwdec=no --geometry=1280x720 --vo=$output "$clip"
+    done
+fi
