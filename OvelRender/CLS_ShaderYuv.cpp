@@ -271,7 +271,8 @@ void CLS_ShaderYuv::PaintYV12()
     CalcuVertex(vertices);
     VideoRotateMirror();
     m_pState->DrawPicture(ThreePlanes(m_pYuvBuf, m_nVideoWidth, m_nVideoHeight),
-                          {m_nTexIdY, m_nTexIdU, m_nTexIdV}, vertices, TextureStorage::Respecified);
+                          {m_nTexIdY, m_nTexIdU, m_nTexIdV}, vertices, TextureStorage::Respecified,
+                          m_pState->Parameters().rotate);
     m_pShaderProgram->release();
 }
 
@@ -283,7 +284,8 @@ void CLS_ShaderYuv::PaintNV12()
     CalcuVertex(vertices);
     VideoRotateMirror();
     m_pState->DrawPicture(Nv12Planes(m_pNV12Y, m_pNV12UV, m_nVideoWidth, m_nVideoHeight),
-                          {m_nTexIdY, m_nTexIdU, 0}, vertices, TextureStorage::Respecified);
+                          {m_nTexIdY, m_nTexIdU, 0}, vertices, TextureStorage::Respecified,
+                          m_pState->Parameters().rotate);
     m_pShaderProgram->release();
 }
 

@@ -293,7 +293,8 @@ bool ShaderBaseState::FitsContext(int width, int height)
 }
 
 void ShaderBaseState::DrawPicture(const PicturePlanes& planes, const unsigned int (&textures)[3],
-                                  const float (&vertices)[8], TextureStorage storage)
+                                  const float (&vertices)[8], TextureStorage storage,
+                                  const tagOvelVideoRotate& rotate)
 {
     const Plane& luma = planes.plane[0];
     if (!FitsContext(luma.width, luma.height))
@@ -312,7 +313,7 @@ void ShaderBaseState::DrawPicture(const PicturePlanes& planes, const unsigned in
         return;
     if (!CoversViewport(vertices))
         Clear();
-    quad.Draw(vertices);
+    quad.Draw(gl, planes.count == 2 ? YuvLayout::Nv12 : YuvLayout::ThreePlanes, vertices, rotate);
     pictureDrawn = true;
 }
 

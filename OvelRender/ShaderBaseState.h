@@ -125,7 +125,8 @@ struct ShaderBaseState {
     void KeepPicture();
     // Uploads the planes if they are not in the textures yet and draws them, the surroundings black.
     void DrawPicture(const PicturePlanes& planes, const unsigned int (&textures)[3],
-                     const float (&vertices)[8], TextureStorage storage);
+                     const float (&vertices)[8], TextureStorage storage,
+                     const tagOvelVideoRotate& rotate = {});
     // Whether the context can show a picture of this size; logs it once when it cannot.
     bool FitsContext(int width, int height);
     // Meshes the overlay records for the current view if they or it changed.

@@ -47,7 +47,7 @@ void Copy(benchmark::State& state, Size size, int displayType, int pitch, bool p
         CopyFrame(source.info, size.width, size.height, buffer.data(), bytes);
         benchmark::ClobberMemory();
     }
-    state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * bytes));
+    state.SetBytesProcessed(static_cast<int64_t>(static_cast<uint64_t>(state.iterations()) * bytes));
 }
 
 void Memcpy(benchmark::State& state, Size size)
@@ -59,7 +59,7 @@ void Memcpy(benchmark::State& state, Size size)
         std::memcpy(buffer.data(), source.bytes.data(), bytes);
         benchmark::ClobberMemory();
     }
-    state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * bytes));
+    state.SetBytesProcessed(static_cast<int64_t>(static_cast<uint64_t>(state.iterations()) * bytes));
 }
 
 std::vector<__tagQDrawGraphInfo> Records(int count, int type, int points)
@@ -88,7 +88,7 @@ void Mesh(benchmark::State& state, int type, int points)
     for (auto _ : state)
         BuildOverlayMesh(records.data(), static_cast<int>(records.size()), OverlayKinds::LinesAndShapes, view,
                          mesh);
-    state.SetItemsProcessed(static_cast<int64_t>(state.iterations() * records.size()));
+    state.SetItemsProcessed(static_cast<int64_t>(static_cast<uint64_t>(state.iterations()) * records.size()));
 }
 
 void Descriptor(benchmark::State& state)

@@ -49,6 +49,7 @@ GlProfile GlProfile::OfCurrentContext()
         profile.red = {GL_RED, GL_RED};
         profile.redGreen = {GL_RG, GL_RG};
     }
+    profile.fullPrecision = !es;
     profile.sizedStorage = version3 || !es;
     profile.planes = version3 || context.hasExtension(es ? QByteArrayLiteral("GL_EXT_texture_rg")
                                                          : QByteArrayLiteral("GL_ARB_texture_rg"));

@@ -11,10 +11,11 @@ struct PlaneFormat {
 struct GlProfile {
     const char* vertexPrelude = ""; // what the shader texts need in front of them here
     const char* fragmentPrelude = "";
-    PlaneFormat red = {};      // one channel
-    PlaneFormat redGreen = {}; // two channels
-    bool sizedStorage = false; // textures take sized formats (R8, RG8)
-    bool planes = false;       // textures of red and red-green exist at all
+    PlaneFormat red = {};       // one channel
+    PlaneFormat redGreen = {};  // two channels
+    bool sizedStorage = false;  // textures take sized formats (R8, RG8)
+    bool fullPrecision = false; // the same arithmetic rounds alike in every program
+    bool planes = false;        // textures of red and red-green exist at all
     int maxTextureSize = 0;
 
     // The current context's profile; asks GL, so call it once per context.

@@ -1,7 +1,10 @@
 #include "PlaneTextures.h"
 
+#include "DisplayGeometry.h"
+
 #include <QOpenGLContext>
 #include <QOpenGLFunctions>
+#include <QOpenGLShaderProgram>
 #include <QOpenGLTexture>
 
 #include <algorithm>
@@ -112,13 +115,43 @@ void BindPlanes(int count, const unsigned int (&textures)[3])
     }
 }
 
-void PictureQuad::Draw(const float (&vertices)[8])
+PictureQuad::PictureQuad() = default;
+PictureQuad::~PictureQuad() = default;
+
+bool PictureQuad::Prepare(const GlProfile& profile, YuvLayout layout)
 {
-    if (!m_isLoaded || !std::equal(vertices, vertices + 8, m_loaded)) {
-        const float* v = vertices;
+    if (!profile.fullPrecision)
+        return false;
+    if (!m_program || m_layout != layout) {
+        m_program.reset(BuildYuvProgram(profile, layout, YuvProgramKind::PictureOnly).program);
+        m_layout = layout;
+        if (m_program->bind()) {
+            m_program->setUniformValue("tex_y", 0);
+            m_program->setUniformValue("tex_u", 1);
+            if (layout == YuvLayout::ThreePlanes)
+                m_program->setUniformValue("tex_v", 2);
+        }
+    }
+    return m_program->isLinked();
+}
+
+void PictureQuad::Draw(const GlProfile& profile, YuvLayout layout, const float (&vertices)[8],
+                       const tagOvelVideoRotate& rotate)
+{
+    float v[8];
+    std::copy(vertices, vertices + 8, v);
+    // The program that is bound otherwise turns by itself.
+    if (Prepare(profile, layout) && m_program->bind()) {
+        const QMatrix4x4 turn = ComputeViewMatrix(rotate);
+        for (int i = 0; i < 8; i += 2) {
+            v[i] = turn(0, 0) * vertices[i] + turn(0, 1) * vertices[i + 1];
+            v[i + 1] = turn(1, 0) * vertices[i] + turn(1, 1) * vertices[i + 1];
+        }
+    }
+    if (!m_isLoaded || !std::equal(v, v + 8, m_loaded)) {
         const float quad[16] = {v[0], v[1], 0, 1, v[2], v[3], 1, 1, v[4], v[5], 0, 0, v[6], v[7], 1, 0};
         m_stream.Load(quad, sizeof(quad));
-        std::copy(vertices, vertices + 8, m_loaded);
+        std::copy(v, v + 8, m_loaded);
         m_isLoaded = true;
     }
     m_stream.Draw({4 * sizeof(float), 2, GL_FLOAT, false}, GL_TRIANGLE_STRIP, 0, 4);
@@ -126,6 +159,7 @@ void PictureQuad::Draw(const float (&vertices)[8])
 
 void PictureQuad::Free()
 {
+    m_program.reset();
     m_stream.Free();
     m_isLoaded = false;
 }

@@ -2,9 +2,12 @@
 #pragma once
 
 #include "GlProfile.h"
+#include "OvelInterface.h"
 #include "VertexStream.h"
+#include "YuvProgram.h"
 
 #include <cstdint>
+#include <memory>
 
 class QOpenGLTexture;
 
@@ -43,10 +46,20 @@ void BindPlanes(int count, const unsigned int (&textures)[3]);
 class PictureQuad
 {
 public:
-    void Draw(const float (&vertices)[8]);
+    PictureQuad();
+    ~PictureQuad(); // needs Free first
+
+    // Draws the strip, turned and mirrored, with a program that does nothing else; with the program that is
+    // bound where that one cannot be built.
+    void Draw(const GlProfile& profile, YuvLayout layout, const float (&vertices)[8],
+              const tagOvelVideoRotate& rotate);
     void Free();
 
 private:
+    bool Prepare(const GlProfile& profile, YuvLayout layout);
+
+    std::unique_ptr<QOpenGLShaderProgram> m_program;
+    YuvLayout m_layout = YuvLayout::ThreePlanes;
     VertexStream m_stream;
     float m_loaded[8] = {};
     bool m_isLoaded = false;

@@ -286,7 +286,7 @@ long ResidentKiB()
 // Nothing is left behind: no Qt warning (the harness sees to it), no memory.
 TEST_P(LifeTest, CreateShowFeedReleaseCycles)
 {
-    const auto cycle = [this](int i) {
+    const auto cycle = [](int i) {
         RenderWindow window(GetParam(), QSize(60, 60));
         OverlaySource source;
         source.Attach(window.handle);
