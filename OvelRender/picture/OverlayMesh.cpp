@@ -8,7 +8,7 @@ namespace
 {
 
 struct Color {
-    uint8_t value[4];
+    uint8_t red, green, blue, alpha;
 };
 
 // c / 126 - 1, clamped as the framebuffer clamps it: the saturated colours 0 and 255 come out exact.
@@ -25,8 +25,8 @@ Color ColorOf(const __tagQDrawGraphInfo& record)
     float alpha = 1.0f;
     if (IsTranslucent(record))
         alpha = std::isnan(record.fAlpha) ? 0.0f : std::clamp(record.fAlpha, 0.0f, 1.0f);
-    return {{ComponentOf(record.uiColor), ComponentOf(record.uiColor >> 8), ComponentOf(record.uiColor >> 16),
-             static_cast<uint8_t>(std::lround(alpha * 255.0f))}};
+    return {ComponentOf(record.uiColor), ComponentOf(record.uiColor >> 8), ComponentOf(record.uiColor >> 16),
+            static_cast<uint8_t>(std::lround(alpha * 255.0f))};
 }
 
 struct Position {
@@ -52,9 +52,11 @@ struct ViewTurn {
 class RecordMesher
 {
 public:
-    explicit RecordMesher(const OverlayView& view) : m_view(view), m_turn(view.rotate) {}
+    RecordMesher(const OverlayView& view, OverlayMesh& mesh) : m_view(view), m_turn(view.rotate), m_mesh(mesh)
+    {
+    }
 
-    void Add(const __tagQDrawGraphInfo& record, OverlayKinds kinds, std::vector<OverlayVertex>& triangles)
+    void Add(const __tagQDrawGraphInfo& record, OverlayKinds kinds)
     {
         const int type = record.iGraphType;
         const bool line = type == OVEL_GRAPH_POLYLINE || IsOutline(type);
@@ -64,15 +66,27 @@ public:
         const int count = std::min<int>(record.iPointNum, OVEL_GRAPH_POINTS);
         for (int i = 0; i < count; ++i)
             m_points[static_cast<size_t>(i)] = Map(record.stPoint[i]);
-        const Color color = ColorOf(record);
+        m_color = ColorOf(record);
+        MakeRoom();
         if (line)
-            AddLines(record, count, color, triangles);
+            AddLines(record, count);
         else
-            AddStrip(count, color, triangles);
+            AddStrip(static_cast<size_t>(count));
     }
 
 private:
+    // A closed outline through all points has the most triangles.
+    static constexpr size_t MostVertices = OVEL_GRAPH_POINTS * 6;
+
     static bool IsOutline(int type) { return type == OVEL_GRAPH_OUTLINE || type == 2; }
+
+    // Checked once per record, not per vertex: frames carry records by the thousand.
+    void MakeRoom()
+    {
+        if (m_mesh.vertices.size() < m_mesh.count + MostVertices)
+            m_mesh.vertices.resize(2 * m_mesh.count + MostVertices);
+        m_next = m_mesh.vertices.data() + m_mesh.count;
+    }
 
     Position Map(const tagQPOINT& point) const
     {
@@ -81,22 +95,19 @@ private:
             {static_cast<float>(point.x) / m.kx + m.offX, m.offY - static_cast<float>(point.y) / m.ky});
     }
 
-    void AddLines(const __tagQDrawGraphInfo& record, int count, Color color,
-                  std::vector<OverlayVertex>& triangles)
+    void AddLines(const __tagQDrawGraphInfo& record, int count)
     {
         // Beyond twice the viewport a wider line covers nothing more.
         const float widest = 2.0f * (m_view.viewportWidth + m_view.viewportHeight);
         const float width =
             std::min(static_cast<float>(std::max(record.iFontSize, 1)) * m_view.scale, widest);
-        for (int i = 0; i + 1 < count; ++i)
-            AddSegment(m_points[static_cast<size_t>(i)], m_points[static_cast<size_t>(i) + 1], width, color,
-                       triangles);
+        for (size_t i = 0; i + 1 < static_cast<size_t>(count); ++i)
+            AddSegment(m_points[i], m_points[i + 1], width);
         if (IsOutline(record.iGraphType) && count > 1)
-            AddSegment(m_points[static_cast<size_t>(count) - 1], m_points[0], width, color, triangles);
+            AddSegment(m_points[static_cast<size_t>(count) - 1], m_points[0], width);
     }
 
-    void AddSegment(Position p, Position q, float width, Color color,
-                    std::vector<OverlayVertex>& triangles) const
+    void AddSegment(Position p, Position q, float width)
     {
         if (!IsFinite(p) || !IsFinite(q))
             return;
@@ -104,31 +115,34 @@ private:
         const float dy = std::fabs(q.y - p.y) * m_view.viewportHeight;
         const Position o =
             dx >= dy ? Position{0, width / m_view.viewportHeight} : Position{width / m_view.viewportWidth, 0};
-        const Position corner[4] = {
-            {p.x + o.x, p.y + o.y}, {p.x - o.x, p.y - o.y}, {q.x + o.x, q.y + o.y}, {q.x - o.x, q.y - o.y}};
-        AddTriangle(corner[0], corner[1], corner[2], color, triangles);
-        AddTriangle(corner[2], corner[1], corner[3], color, triangles);
+        const Position before{p.x - o.x, p.y - o.y};
+        const Position after{q.x + o.x, q.y + o.y};
+        AddTriangle({p.x + o.x, p.y + o.y}, before, after);
+        AddTriangle(after, before, {q.x - o.x, q.y - o.y});
     }
 
-    void AddStrip(int count, Color color, std::vector<OverlayVertex>& triangles) const
+    void AddStrip(size_t count)
     {
-        for (size_t i = 2; i < static_cast<size_t>(count); ++i) {
+        for (size_t i = 2; i < count; ++i) {
             if (IsFinite(m_points[i - 2]) && IsFinite(m_points[i - 1]) && IsFinite(m_points[i]))
-                AddTriangle(m_points[i - 2], m_points[i - 1], m_points[i], color, triangles);
+                AddTriangle(m_points[i - 2], m_points[i - 1], m_points[i]);
         }
     }
 
     static bool IsFinite(Position p) { return std::isfinite(p.x) && std::isfinite(p.y); }
 
-    static void AddTriangle(Position a, Position b, Position c, Color color,
-                            std::vector<OverlayVertex>& triangles)
+    void AddTriangle(Position a, Position b, Position c)
     {
         for (const Position p : {a, b, c})
-            triangles.push_back({p.x, p.y, {color.value[0], color.value[1], color.value[2], color.value[3]}});
+            *m_next++ = {p.x, p.y, {m_color.red, m_color.green, m_color.blue, m_color.alpha}};
+        m_mesh.count += 3;
     }
 
     const OverlayView& m_view;
-    ViewTurn m_turn;
+    const ViewTurn m_turn;
+    OverlayMesh& m_mesh;
+    OverlayVertex* m_next = nullptr;
+    Color m_color = {};
     std::array<Position, OVEL_GRAPH_POINTS> m_points = {};
 };
 
@@ -142,16 +156,19 @@ bool IsTranslucent(const __tagQDrawGraphInfo& record)
 void BuildOverlayMesh(const __tagQDrawGraphInfo* records, int count, OverlayKinds kinds,
                       const OverlayView& view, OverlayMesh& mesh)
 {
-    mesh.opaque.clear();
-    mesh.translucent.clear();
-    RecordMesher mesher(view);
+    mesh.count = 0;
+    RecordMesher mesher(view, mesh);
     // Among opaque graphics the last-arrived wins, among translucent ones the first-arrived lies on top.
+    bool translucent = false;
     for (int i = 0; i < count; ++i) {
-        if (!IsTranslucent(records[i]))
-            mesher.Add(records[i], kinds, mesh.opaque);
-    }
-    for (int i = count - 1; i >= 0; --i) {
         if (IsTranslucent(records[i]))
-            mesher.Add(records[i], kinds, mesh.translucent);
+            translucent = true;
+        else
+            mesher.Add(records[i], kinds);
+    }
+    mesh.opaque = mesh.count;
+    for (int i = count - 1; i >= 0 && translucent; --i) {
+        if (IsTranslucent(records[i]))
+            mesher.Add(records[i], kinds);
     }
 }

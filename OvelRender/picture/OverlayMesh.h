@@ -23,9 +23,11 @@ struct OverlayView {
 
 enum class OverlayKinds { LinesAndShapes, LinesOnly };
 
+// Triangles; those drawn later lie on top. The storage grows and stays, for the next frame has as many.
 struct OverlayMesh {
-    std::vector<OverlayVertex> opaque;      // triangles, those drawn later lie on top
-    std::vector<OverlayVertex> translucent; // likewise; blended over everything
+    std::vector<OverlayVertex> vertices;
+    size_t opaque = 0; // vertices of the opaque triangles, which come first
+    size_t count = 0;  // vertices of all triangles
 };
 
 // Whether a record is painted by blending.

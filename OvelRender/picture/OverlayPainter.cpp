@@ -26,20 +26,14 @@ bool OverlayPainter::Prepare(const GlProfile& profile)
 void OverlayPainter::Load(const GlProfile& profile, const OverlayMesh& mesh)
 {
     m_opaque = m_translucent = 0;
-    if ((mesh.opaque.empty() && mesh.translucent.empty()) || !Prepare(profile))
+    if (mesh.count == 0 || !Prepare(profile))
         return;
-    const std::vector<OverlayVertex>* vertices = &mesh.opaque;
-    if (!mesh.translucent.empty()) {
-        m_vertices.assign(mesh.opaque.begin(), mesh.opaque.end());
-        m_vertices.insert(m_vertices.end(), mesh.translucent.begin(), mesh.translucent.end());
-        vertices = &m_vertices;
-    }
     // GL takes the size as an int; what lies beyond is not shown.
     constexpr size_t most = std::numeric_limits<int>::max() / sizeof(OverlayVertex) / 3 * 3;
-    const size_t count = std::min(vertices->size(), most);
-    m_opaque = static_cast<int>(std::min(mesh.opaque.size(), count));
+    const size_t count = std::min(mesh.count, most);
+    m_opaque = static_cast<int>(std::min(mesh.opaque, count));
     m_translucent = static_cast<int>(count) - m_opaque;
-    m_stream.Load(vertices->data(), static_cast<int>(count * sizeof(OverlayVertex)));
+    m_stream.Load(mesh.vertices.data(), static_cast<int>(count * sizeof(OverlayVertex)));
 }
 
 void OverlayPainter::Paint(int first, int count)

@@ -33,7 +33,6 @@ private:
     std::unique_ptr<QOpenGLShaderProgram> m_program;
     VertexStream m_stream;
     QString m_failure;
-    std::vector<OverlayVertex> m_vertices;
     int m_opaque = 0;
     int m_translucent = 0;
 };
