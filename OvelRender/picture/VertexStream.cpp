@@ -7,8 +7,10 @@ void VertexStream::Load(const void* vertices, int bytes)
 {
     if (!m_buffer.isCreated() && !m_buffer.create())
         return;
-    if (!m_array.isCreated())
-        m_array.create();
+    if (!m_array) {
+        m_array = std::make_unique<QOpenGLVertexArrayObject>();
+        m_array->create();
+    }
     m_buffer.setUsagePattern(QOpenGLBuffer::DynamicDraw);
     m_buffer.bind();
     m_buffer.allocate(vertices, bytes);
@@ -21,8 +23,9 @@ void VertexStream::Draw(const VertexLayout& layout, GLenum mode, int first, int 
         return;
     QOpenGLFunctions* gl = QOpenGLContext::currentContext()->functions();
     // Contexts without vertex array objects take the pointers directly.
-    if (m_array.isCreated())
-        m_array.bind();
+    const bool hasArray = m_array && m_array->isCreated();
+    if (hasArray)
+        m_array->bind();
     m_buffer.bind();
     gl->glEnableVertexAttribArray(0);
     gl->glEnableVertexAttribArray(1);
@@ -31,8 +34,8 @@ void VertexStream::Draw(const VertexLayout& layout, GLenum mode, int first, int 
                               layout.stride, reinterpret_cast<const void*>(2 * sizeof(float)));
     gl->glDrawArrays(mode, first, count);
     m_buffer.release();
-    if (m_array.isCreated()) {
-        m_array.release();
+    if (hasArray) {
+        m_array->release();
     } else {
         gl->glDisableVertexAttribArray(0);
         gl->glDisableVertexAttribArray(1);
@@ -42,5 +45,5 @@ void VertexStream::Draw(const VertexLayout& layout, GLenum mode, int first, int 
 void VertexStream::Free()
 {
     m_buffer.destroy();
-    m_array.destroy();
+    m_array.reset();
 }

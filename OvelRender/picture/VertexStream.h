@@ -5,6 +5,8 @@
 #include <QOpenGLBuffer>
 #include <QOpenGLVertexArrayObject>
 
+#include <memory>
+
 // How the second attribute follows the two floats of the position.
 struct VertexLayout {
     int stride;
@@ -23,5 +25,6 @@ public:
 
 private:
     QOpenGLBuffer m_buffer{QOpenGLBuffer::VertexBuffer};
-    QOpenGLVertexArrayObject m_array;
+    // Made anew for every context: Qt's object does not let go of an earlier context's functions.
+    std::unique_ptr<QOpenGLVertexArrayObject> m_array;
 };

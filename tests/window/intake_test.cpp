@@ -125,6 +125,8 @@ TEST_P(IntakeTest, DeclaredDataSizes)
         EXPECT_TRUE(!IsSubImage() || BlockFrame() == (declared > 0));
     }
     // NV12 after a small declared size: both planes need room.
+    std::vector<uint8_t> five(5);
+    frame.info.pYuvData = five.data();
     frame.info.iDataSize = 5;
     EXPECT_EQ(frame.Feed(renderer), 0);
     for (const int declared : {5, 0, 7}) {
