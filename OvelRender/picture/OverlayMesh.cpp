@@ -76,7 +76,7 @@ public:
 
 private:
     // A closed outline through all points has the most triangles.
-    static constexpr size_t MostVertices = OVEL_GRAPH_POINTS * 6;
+    static constexpr size_t MostVertices = size_t{OVEL_GRAPH_POINTS} * 6;
 
     static bool IsOutline(int type) { return type == OVEL_GRAPH_OUTLINE || type == 2; }
 
