@@ -115,15 +115,10 @@ void CLS_ShaderYuv::resizeGL(int width, int height)
 void CLS_ShaderYuv::InitGLYV12()
 {
     InnerFreeSource();
-    m_pShaderProgram = m_pState->BuildProgram(YuvLayout::ThreePlanes, YuvProgramKind::FullFrame,
-                                              "CLS_ShaderYuv", "InitGLYV12");
-    m_nLocTexY = m_pShaderProgram->uniformLocation("tex_y");
-    m_nLocTexU = m_pShaderProgram->uniformLocation("tex_u");
-    m_nLocTexV = m_pShaderProgram->uniformLocation("tex_v");
-    m_nLocDrawFlag = m_pShaderProgram->uniformLocation("u_iDrawFlag");
-    m_nLocDrawColor = m_pShaderProgram->uniformLocation("u_vDrawColor");
+    m_pShaderProgram = m_pState->BuildProgram(
+        YuvLayout::ThreePlanes, YuvProgramKind::FullFrame,
+        {m_nLocTexY, m_nLocTexU, m_nLocTexV, m_nLocDrawFlag, m_nLocDrawColor}, "CLS_ShaderYuv", "InitGLYV12");
     m_nLocDrawAlpha = m_pShaderProgram->uniformLocation("u_fDrawAlpha");
-    SetPictureUniforms(*m_pShaderProgram, {m_nLocTexY, m_nLocTexU, m_nLocTexV}, m_nLocDrawFlag);
     m_nTexIdY = NewTexture(m_pTextureY);
     m_nTexIdU = NewTexture(m_pTextureU);
     m_nTexIdV = NewTexture(m_pTextureV);
@@ -132,14 +127,10 @@ void CLS_ShaderYuv::InitGLYV12()
 void CLS_ShaderYuv::InitGLNV12()
 {
     InnerFreeSource();
-    m_pShaderProgram =
-        m_pState->BuildProgram(YuvLayout::Nv12, YuvProgramKind::FullFrame, "CLS_ShaderYuv", "InitGLNV12");
-    m_nLocDrawFlag = m_pShaderProgram->uniformLocation("u_iDrawFlag");
-    m_nLocDrawColor = m_pShaderProgram->uniformLocation("u_vDrawColor");
+    m_pShaderProgram = m_pState->BuildProgram(
+        YuvLayout::Nv12, YuvProgramKind::FullFrame,
+        {m_nLocTexY, m_nLocTexU, m_nLocTexV, m_nLocDrawFlag, m_nLocDrawColor}, "CLS_ShaderYuv", "InitGLNV12");
     m_nLocDrawAlpha = m_pShaderProgram->uniformLocation("u_fDrawAlpha");
-    m_nLocTexY = m_pShaderProgram->uniformLocation("tex_y");
-    m_nLocTexU = m_pShaderProgram->uniformLocation("tex_u");
-    SetPictureUniforms(*m_pShaderProgram, {m_nLocTexY, m_nLocTexU, -1}, m_nLocDrawFlag);
     m_nTexIdY = NewTexture(m_pTextureY);
     m_nTexIdU = NewTexture(m_pTextureU);
 }
@@ -182,7 +173,7 @@ int CLS_ShaderYuv::ShowYuvFrame(void* pFrame, int iSize)
     const std::optional<tagYuvFrameInfo> frame = ReadDescriptor(pFrame, iSize);
     if (!frame)
         return -1;
-    const QMutexLocker lock(&m_mutexYuvBuf);
+    QMutexLocker lock(&m_mutexYuvBuf);
     // With a picture there, a frame that cannot be taken must not change how that picture is read.
     const bool refused = m_pState->RefuseFrame(*frame, "CLS_ShaderYuv");
     if (refused && m_pYuvBuf)
@@ -197,6 +188,8 @@ int CLS_ShaderYuv::ShowYuvFrame(void* pFrame, int iSize)
     m_pState->Copy(*frame);
     InnerClearDrawInfo();
     DrawCallbackToPlayer(frame->uiFrameParam);
+    // First the lock: the GUI thread that wakes up may run in this one's place.
+    lock.unlock();
     Q_EMIT signalUpdate();
     return 0;
 }
@@ -241,22 +234,18 @@ void CLS_ShaderYuv::paintGL()
             displayType == OVEL_DISPLAY_NV12 ? InitGLNV12() : InitGLYV12();
             m_bGLInited = true;
         }
-        const PaintedView view = m_pState->CurrentView();
-        if (!m_pState->HasShown(view)) {
-            m_pState->FillFramebuffer();
-            m_pState->pictureDrawn = false;
-            if (displayType == OVEL_DISPLAY_NV12)
-                PaintNV12();
-            else if (displayType == OVEL_DISPLAY_YV12)
-                PaintYV12();
-            // The planes are in their textures: intake need not wait for what follows.
-            lock.Unlock();
-            if (!m_pState->pictureDrawn)
-                m_pState->Clear();
-            paintDraw(false);
-            paintDraw(true);
-            m_pState->SetShown(view);
-        }
+        m_pState->Compose(
+            lock,
+            [&] {
+                if (displayType == OVEL_DISPLAY_NV12)
+                    PaintNV12();
+                else if (displayType == OVEL_DISPLAY_YV12)
+                    PaintYV12();
+            },
+            [this] {
+                paintDraw(false);
+                paintDraw(true);
+            });
         lock.Unlock();
         DrawTextInfo();
         return 0;
@@ -265,34 +254,30 @@ void CLS_ShaderYuv::paintGL()
 
 void CLS_ShaderYuv::PaintYV12()
 {
-    if (!m_pYuvBuf || !m_pShaderProgram || !m_pShaderProgram->bind())
+    if (!m_pYuvBuf || !m_pShaderProgram)
         return;
     float vertices[8] = {};
     CalcuVertex(vertices);
-    VideoRotateMirror();
-    m_pState->DrawPicture(ThreePlanes(m_pYuvBuf, m_nVideoWidth, m_nVideoHeight),
-                          {m_nTexIdY, m_nTexIdU, m_nTexIdV}, vertices, TextureStorage::Respecified,
+    m_pState->DrawPicture(*m_pShaderProgram, ThreePlanes(m_pYuvBuf, m_nVideoWidth, m_nVideoHeight),
+                          {m_nTexIdY, m_nTexIdU, m_nTexIdV}, TextureStorage::Respecified, vertices,
                           m_pState->Parameters().rotate);
-    m_pShaderProgram->release();
 }
 
 void CLS_ShaderYuv::PaintNV12()
 {
-    if (!m_pNV12Y || !m_pNV12UV || !m_pShaderProgram || !m_pShaderProgram->bind())
+    if (!m_pNV12Y || !m_pNV12UV || !m_pShaderProgram)
         return;
     float vertices[8] = {};
     CalcuVertex(vertices);
-    VideoRotateMirror();
-    m_pState->DrawPicture(Nv12Planes(m_pNV12Y, m_pNV12UV, m_nVideoWidth, m_nVideoHeight),
-                          {m_nTexIdY, m_nTexIdU, 0}, vertices, TextureStorage::Respecified,
+    m_pState->DrawPicture(*m_pShaderProgram, Nv12Planes(m_pNV12Y, m_pNV12UV, m_nVideoWidth, m_nVideoHeight),
+                          {m_nTexIdY, m_nTexIdU, 0}, TextureStorage::Respecified, vertices,
                           m_pState->Parameters().rotate);
-    m_pShaderProgram->release();
 }
 
 void CLS_ShaderYuv::VideoRotateMirror()
 {
-    m_pShaderProgram->setUniformValue(m_pState->matrixLocation,
-                                      ComputeViewMatrix(m_pState->Parameters().rotate));
+    if (m_pShaderProgram)
+        m_pState->SetMatrix(*m_pShaderProgram, m_pState->Parameters().rotate);
 }
 
 void CLS_ShaderYuv::paintDraw(bool bBlendPass)

@@ -105,14 +105,10 @@ void CLS_ShaderYuvSubImage::InitGLYV12()
 {
     delete m_pShaderProgram;
     m_pShaderProgram = nullptr;
-    m_pShaderProgram = m_pState->BuildProgram(YuvLayout::ThreePlanes, YuvProgramKind::SubImage,
-                                              "CLS_ShaderYuvSubImage", "InitGLYV12");
-    m_nLocTexY = m_pShaderProgram->uniformLocation("tex_y");
-    m_nLocTexU = m_pShaderProgram->uniformLocation("tex_u");
-    m_nLocTexV = m_pShaderProgram->uniformLocation("tex_v");
-    m_nLocDrawFlag = m_pShaderProgram->uniformLocation("u_iDrawFlag");
-    m_nLocDrawColor = m_pShaderProgram->uniformLocation("u_vDrawColor");
-    SetPictureUniforms(*m_pShaderProgram, {m_nLocTexY, m_nLocTexU, m_nLocTexV}, m_nLocDrawFlag);
+    m_pShaderProgram =
+        m_pState->BuildProgram(YuvLayout::ThreePlanes, YuvProgramKind::SubImage,
+                               {m_nLocTexY, m_nLocTexU, m_nLocTexV, m_nLocDrawFlag, m_nLocDrawColor},
+                               "CLS_ShaderYuvSubImage", "InitGLYV12");
     if (!NewTexture(m_spTextureY, "InitGLYV12", 150) || !NewTexture(m_spTextureU, "InitGLYV12", 156) ||
         !NewTexture(m_spTextureV, "InitGLYV12", 162))
         return;
@@ -126,13 +122,10 @@ void CLS_ShaderYuvSubImage::InitGLNV12()
 {
     delete m_pShaderProgram;
     m_pShaderProgram = nullptr;
-    m_pShaderProgram = m_pState->BuildProgram(YuvLayout::Nv12, YuvProgramKind::SubImage,
-                                              "CLS_ShaderYuvSubImage", "InitGLNV12");
-    m_nLocDrawFlag = m_pShaderProgram->uniformLocation("u_iDrawFlag");
-    m_nLocDrawColor = m_pShaderProgram->uniformLocation("u_vDrawColor");
-    m_nLocTexY = m_pShaderProgram->uniformLocation("tex_y");
-    m_nLocTexU = m_pShaderProgram->uniformLocation("tex_u");
-    SetPictureUniforms(*m_pShaderProgram, {m_nLocTexY, m_nLocTexU, -1}, m_nLocDrawFlag);
+    m_pShaderProgram =
+        m_pState->BuildProgram(YuvLayout::Nv12, YuvProgramKind::SubImage,
+                               {m_nLocTexY, m_nLocTexU, m_nLocTexV, m_nLocDrawFlag, m_nLocDrawColor},
+                               "CLS_ShaderYuvSubImage", "InitGLNV12");
     if (!NewTexture(m_spTextureY, "InitGLNV12", 273) || !NewTexture(m_spTextureU, "InitGLNV12", 279))
         return;
     const PicturePlanes planes = Nv12Planes(m_pYuvBuf, m_pYuvBuf, m_nVideoWidth, m_nVideoHeight);
@@ -176,7 +169,7 @@ int CLS_ShaderYuvSubImage::ShowYuvFrame(void* pFrame, int iSize)
     const std::optional<tagYuvFrameInfo> frame = ReadDescriptor(pFrame, iSize);
     if (!frame)
         return -1;
-    const QMutexLocker lock(&m_mutexYuvBuf);
+    QMutexLocker lock(&m_mutexYuvBuf);
     // With a picture there, a frame that cannot be taken must not change how that picture is read.
     const bool refused = !ShaderBaseState::CanHold(*frame);
     if (refused && m_pYuvBuf)
@@ -195,6 +188,8 @@ int CLS_ShaderYuvSubImage::ShowYuvFrame(void* pFrame, int iSize)
         m_blBlockFrame = copied == CopiedFrame::DeclaredBlock;
     InnerClearDrawInfo();
     DrawCallbackToPlayer(frame->uiFrameParam);
+    // First the lock: the GUI thread that wakes up may run in this one's place.
+    lock.unlock();
     Q_EMIT signalUpdate();
     return 0;
 }
@@ -226,21 +221,15 @@ void CLS_ShaderYuvSubImage::paintGL()
             displayType == OVEL_DISPLAY_NV12 ? InitGLNV12() : InitGLYV12();
             m_bGLInited = true;
         }
-        const PaintedView view = m_pState->CurrentView();
-        if (!m_pState->HasShown(view)) {
-            m_pState->FillFramebuffer();
-            m_pState->pictureDrawn = false;
-            if (displayType == OVEL_DISPLAY_NV12)
-                PaintNV12();
-            else if (displayType == OVEL_DISPLAY_YV12)
-                PaintYV12();
-            // The planes are in their textures: intake need not wait for what follows.
-            lock.Unlock();
-            if (!m_pState->pictureDrawn)
-                m_pState->Clear();
-            paintDraw();
-            m_pState->SetShown(view);
-        }
+        m_pState->Compose(
+            lock,
+            [&] {
+                if (displayType == OVEL_DISPLAY_NV12)
+                    PaintNV12();
+                else if (displayType == OVEL_DISPLAY_YV12)
+                    PaintYV12();
+            },
+            [this] { paintDraw(); });
         lock.Unlock();
         DrawTextInfo();
         return 0;
@@ -249,24 +238,22 @@ void CLS_ShaderYuvSubImage::paintGL()
 
 void CLS_ShaderYuvSubImage::PaintYV12()
 {
-    if (!m_pYuvBuf || !m_pShaderProgram || !m_pShaderProgram->bind())
+    if (!m_pYuvBuf || !m_pShaderProgram)
         return;
     float vertices[8] = {};
     ComputeQuad(WholeArea, m_pState->Parameters().zoom, vertices);
-    m_pState->DrawPicture(ThreePlanes(m_pYuvBuf, m_nVideoWidth, m_nVideoHeight),
-                          {m_nTexIdY, m_nTexIdU, m_nTexIdV}, vertices, TextureStorage::Fixed);
-    m_pShaderProgram->release();
+    m_pState->DrawPicture(*m_pShaderProgram, ThreePlanes(m_pYuvBuf, m_nVideoWidth, m_nVideoHeight),
+                          {m_nTexIdY, m_nTexIdU, m_nTexIdV}, TextureStorage::Fixed, vertices, {});
 }
 
 void CLS_ShaderYuvSubImage::PaintNV12()
 {
-    if (!m_pNV12Y || !m_pNV12UV || !m_pShaderProgram || !m_pShaderProgram->bind())
+    if (!m_pNV12Y || !m_pNV12UV || !m_pShaderProgram)
         return;
     float vertices[8] = {};
     ComputeQuad(WholeArea, m_pState->Parameters().zoom, vertices);
-    m_pState->DrawPicture(Nv12Planes(m_pNV12Y, m_pNV12UV, m_nVideoWidth, m_nVideoHeight),
-                          {m_nTexIdY, m_nTexIdU, 0}, vertices, TextureStorage::Fixed);
-    m_pShaderProgram->release();
+    m_pState->DrawPicture(*m_pShaderProgram, Nv12Planes(m_pNV12Y, m_pNV12UV, m_nVideoWidth, m_nVideoHeight),
+                          {m_nTexIdY, m_nTexIdU, 0}, TextureStorage::Fixed, vertices, {});
 }
 
 void CLS_ShaderYuvSubImage::PaintDXGL() {}

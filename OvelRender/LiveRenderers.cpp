@@ -10,6 +10,7 @@ namespace
 struct LiveRenderer {
     int uses = 0;
     bool retiring = false;
+    RetireHandler retired = nullptr;
 };
 
 struct LiveTable {
@@ -37,7 +38,7 @@ void AddLiveRenderer(const void* renderer)
     table.renderers.emplace(renderer, LiveRenderer());
 }
 
-void RetireLiveRenderer(const void* renderer)
+void RetireLiveRenderer(void* renderer)
 {
     LiveTable& table = Table();
     std::unique_lock<std::mutex> lock(table.mutex);
@@ -46,7 +47,20 @@ void RetireLiveRenderer(const void* renderer)
         return;
     entry->second.retiring = true;
     table.useEnded.wait(lock, [&] { return entry->second.uses == 0; });
+    const RetireHandler retired = entry->second.retired;
     table.renderers.erase(entry);
+    lock.unlock();
+    if (retired)
+        retired(renderer);
+}
+
+void SetRetireHandler(const void* renderer, RetireHandler handler)
+{
+    LiveTable& table = Table();
+    const std::lock_guard<std::mutex> lock(table.mutex);
+    const auto entry = table.renderers.find(renderer);
+    if (entry != table.renderers.end())
+        entry->second.retired = handler;
 }
 
 RendererUse::RendererUse(const void* renderer) : m_renderer(nullptr)

@@ -7,7 +7,10 @@
 // Constructor and destructor of a renderer. Retire refuses new uses and returns when those on other threads
 // have ended; from then on the object can go.
 void AddLiveRenderer(const void* renderer);
-void RetireLiveRenderer(const void* renderer);
+void RetireLiveRenderer(void* renderer);
+// Called once with the renderer when it retires, before its object goes. Allocates nothing, cannot fail.
+using RetireHandler = void (*)(void* renderer);
+void SetRetireHandler(const void* renderer, RetireHandler handler);
 
 // Holds a renderer alive for a call into it, on any thread: false when it is gone or going.
 class RendererUse

@@ -160,15 +160,8 @@ CLS_ShaderBase* CreateRegistered(int type)
         s_mapRender[renderer.get()] = mutex.get();
     }
     static_cast<void>(mutex.release()); // the registry's now
-    CLS_ShaderBase* const registered = renderer.release();
-    try {
-        QObject::connect(registered, &QObject::destroyed, [registered] { ForgetRenderer(registered); });
-    } catch (...) {
-        ForgetRenderer(registered);
-        delete registered;
-        throw;
-    }
-    return registered;
+    SetRetireHandler(renderer.get(), &ForgetRenderer);
+    return renderer.release();
 }
 
 void* CreateHandle(int type, const char* function, void* pLayout)

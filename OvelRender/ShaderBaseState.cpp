@@ -12,6 +12,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <limits>
+#include <utility>
 
 namespace
 {
@@ -35,18 +36,6 @@ bool SameParameters(const ViewParameters& a, const ViewParameters& b)
 }
 
 } // namespace
-
-void SetPictureUniforms(QOpenGLShaderProgram& program, const int (&samplers)[3], int drawFlag)
-{
-    if (!program.bind())
-        return;
-    for (int unit = 0; unit < 3; ++unit) {
-        if (samplers[unit] >= 0)
-            program.setUniformValue(samplers[unit], unit);
-    }
-    program.setUniformValue(drawFlag, 0);
-    program.release();
-}
 
 bool PaintedView::operator==(const PaintedView& other) const
 {
@@ -180,7 +169,9 @@ CopiedFrame ShaderBaseState::Copy(const tagYuvFrameInfo& info)
                                                   static_cast<size_t>(widget.m_nVideoHeight);
     }
     ++frame;
-    return CopyFrame(info, widget.m_nVideoWidth, widget.m_nVideoHeight, widget.m_pYuvBuf, bufferBytes);
+    const Stores stores = std::exchange(bufferWasRead, false) ? Stores::PastCache : Stores::Cached;
+    return CopyFrame(info, widget.m_nVideoWidth, widget.m_nVideoHeight,
+                     {widget.m_pYuvBuf, bufferBytes, stores});
 }
 
 void ShaderBaseState::DropBuffer()
@@ -190,6 +181,7 @@ void ShaderBaseState::DropBuffer()
     widget.m_pNV12Y = nullptr;
     widget.m_pNV12UV = nullptr;
     bufferBytes = 0;
+    bufferWasRead = false;
     ++frame;
 }
 
@@ -292,12 +284,12 @@ bool ShaderBaseState::FitsContext(int width, int height)
     return fits;
 }
 
-void ShaderBaseState::DrawPicture(const PicturePlanes& planes, const unsigned int (&textures)[3],
-                                  const float (&vertices)[8], TextureStorage storage,
-                                  const tagOvelVideoRotate& rotate)
+void ShaderBaseState::DrawPicture(QOpenGLShaderProgram& program, const PicturePlanes& planes,
+                                  const unsigned int (&textures)[3], TextureStorage storage,
+                                  const float (&vertices)[8], const tagOvelVideoRotate& rotate)
 {
     const Plane& luma = planes.plane[0];
-    if (!FitsContext(luma.width, luma.height))
+    if (!program.isLinked() || !FitsContext(luma.width, luma.height))
         return;
     const QSize size(luma.width, luma.height);
     if (uploadedFrame != frame || uploadedSize != size) {
@@ -306,6 +298,7 @@ void ShaderBaseState::DrawPicture(const PicturePlanes& planes, const unsigned in
         UploadPlanes(gl, planes, textures, storageFits ? Upload::Update : Upload::Replace);
         uploadedFrame = frame;
         uploadedSize = size;
+        bufferWasRead = true;
     } else {
         BindPlanes(planes.count, textures);
     }
@@ -313,8 +306,21 @@ void ShaderBaseState::DrawPicture(const PicturePlanes& planes, const unsigned in
         return;
     if (!CoversViewport(vertices))
         Clear();
-    quad.Draw(gl, planes.count == 2 ? YuvLayout::Nv12 : YuvLayout::ThreePlanes, vertices, rotate);
+    if (quad.BindProgram(gl, planes.count == 2 ? YuvLayout::Nv12 : YuvLayout::ThreePlanes)) {
+        quad.Draw(vertices, rotate);
+    } else {
+        program.bind();
+        SetMatrix(program, rotate);
+        quad.Draw(vertices, {});
+    }
+    widget.glUseProgram(0);
     pictureDrawn = true;
+}
+
+void ShaderBaseState::SetMatrix(QOpenGLShaderProgram& program, const tagOvelVideoRotate& rotate)
+{
+    if (matrixLocation >= 0)
+        program.setUniformValue(matrixLocation, ComputeViewMatrix(rotate));
 }
 
 void ShaderBaseState::LoadOverlays(OverlayKinds kinds)
@@ -342,7 +348,8 @@ void ShaderBaseState::LoadOverlays(OverlayKinds kinds)
     meshOf = view;
 }
 
-QOpenGLShaderProgram* ShaderBaseState::BuildProgram(YuvLayout layout, YuvProgramKind kind, const char* source,
+QOpenGLShaderProgram* ShaderBaseState::BuildProgram(YuvLayout layout, YuvProgramKind kind,
+                                                    const PictureUniforms& uniforms, const char* source,
                                                     const char* function)
 {
     const BuiltProgram built = BuildYuvProgram(gl, layout, kind);
@@ -350,7 +357,22 @@ QOpenGLShaderProgram* ShaderBaseState::BuildProgram(YuvLayout layout, YuvProgram
         LogError(source, function, __LINE__, "picture program failed, %s", qPrintable(built.failure));
         programFailed = true;
     }
-    matrixLocation = built.program->uniformLocation("u_Matrix");
+    QOpenGLShaderProgram& program = *built.program;
+    uniforms.planeY = program.uniformLocation("tex_y");
+    uniforms.planeU = program.uniformLocation("tex_u");
+    if (layout == YuvLayout::ThreePlanes)
+        uniforms.planeV = program.uniformLocation("tex_v");
+    uniforms.drawFlag = program.uniformLocation("u_iDrawFlag");
+    uniforms.drawColor = program.uniformLocation("u_vDrawColor");
+    matrixLocation = program.uniformLocation("u_Matrix");
+    if (program.bind()) {
+        program.setUniformValue(uniforms.planeY, 0);
+        program.setUniformValue(uniforms.planeU, 1);
+        if (layout == YuvLayout::ThreePlanes)
+            program.setUniformValue(uniforms.planeV, 2);
+        program.setUniformValue(uniforms.drawFlag, 0);
+        program.release();
+    }
     uploadedFrame = 0; // the textures are new with the program
     return built.program;
 }

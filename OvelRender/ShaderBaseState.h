@@ -70,9 +70,14 @@ constexpr int PaintLockMilliseconds = 500;
 // into.
 enum class TextureStorage { Respecified, Fixed };
 
-// What never changes while a picture program lives: samplers at the units of their planes, overlays not drawn
-// with it.
-void SetPictureUniforms(QOpenGLShaderProgram& program, const int (&samplers)[3], int drawFlag);
+// Where a renderer keeps the uniform locations of its picture program.
+struct PictureUniforms {
+    int& planeY;
+    int& planeU;
+    int& planeV; // three planes only
+    int& drawFlag;
+    int& drawColor;
+};
 
 struct ShaderBaseState {
     explicit ShaderBaseState(CLS_ShaderBase& owner) : widget(owner), repaint(owner) {}
@@ -114,6 +119,23 @@ struct ShaderBaseState {
     void FreeContextObjects();
     bool HasShown(const PaintedView& view) const { return paintedIsValid && painted == view; }
     void SetShown(const PaintedView& view);
+    // Paints what is to be seen unless it is there already. The frame lock goes once the planes are in their
+    // textures: intake need not wait for what follows.
+    template <typename Picture, typename Overlays>
+    void Compose(FrameLock& lock, Picture&& paintPicture, Overlays&& paintOverlays)
+    {
+        const PaintedView view = CurrentView();
+        if (HasShown(view))
+            return;
+        FillFramebuffer();
+        pictureDrawn = false;
+        paintPicture();
+        lock.Unlock();
+        if (!pictureDrawn)
+            Clear();
+        paintOverlays();
+        SetShown(view);
+    }
     // Qt truncates the viewport of a fractional scale but rounds the framebuffer: without this a row stays
     // black.
     void FillFramebuffer();
@@ -123,17 +145,21 @@ struct ShaderBaseState {
     void PaintBlack();
     // Leaves the picture as it is; black where there is none yet.
     void KeepPicture();
-    // Uploads the planes if they are not in the textures yet and draws them, the surroundings black.
-    void DrawPicture(const PicturePlanes& planes, const unsigned int (&textures)[3],
-                     const float (&vertices)[8], TextureStorage storage,
-                     const tagOvelVideoRotate& rotate = {});
+    // Uploads the planes if they are not in the textures yet and draws them, the surroundings black. Nothing
+    // is drawn without a linked program.
+    void DrawPicture(QOpenGLShaderProgram& program, const PicturePlanes& planes,
+                     const unsigned int (&textures)[3], TextureStorage storage, const float (&vertices)[8],
+                     const tagOvelVideoRotate& rotate);
+    // Hands the view's rotation to the program, which must be bound, if it has a matrix.
+    void SetMatrix(QOpenGLShaderProgram& program, const tagOvelVideoRotate& rotate);
     // Whether the context can show a picture of this size; logs it once when it cannot.
     bool FitsContext(int width, int height);
     // Meshes the overlay records for the current view if they or it changed.
     void LoadOverlays(OverlayKinds kinds);
-    // Builds a program and logs, once per context, why it failed.
-    QOpenGLShaderProgram* BuildProgram(YuvLayout layout, YuvProgramKind kind, const char* source,
-                                       const char* function);
+    // Builds a program, with the samplers at the units of their planes and no overlay colour, and logs, once
+    // per context, why it failed.
+    QOpenGLShaderProgram* BuildProgram(YuvLayout layout, YuvProgramKind kind, const PictureUniforms& uniforms,
+                                       const char* source, const char* function);
 
     // Labels; GUI thread, no lock held.
     void SyncLabels();
@@ -150,6 +176,7 @@ struct ShaderBaseState {
 
     // [frame]
     size_t bufferBytes = 0;        // real size of the frame buffer
+    bool bufferWasRead = false;    // a paint has read the buffer since the last frame
     std::atomic<quint64> frame{0}; // counts pictures; atomic for a glance without the lock
     bool refusedFrame = false;     // the last frame was refused for its size: said once
     // [draw], atomic for a glance without the lock

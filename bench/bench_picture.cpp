@@ -44,7 +44,7 @@ void Copy(benchmark::State& state, Size size, int displayType, int pitch, bool p
     const auto bytes = static_cast<size_t>(PictureBytes(size.width, size.height));
     std::vector<uint8_t> buffer(bytes);
     for (auto _ : state) {
-        CopyFrame(source.info, size.width, size.height, buffer.data(), bytes);
+        CopyFrame(source.info, size.width, size.height, {buffer.data(), bytes});
         benchmark::ClobberMemory();
     }
     state.SetBytesProcessed(static_cast<int64_t>(static_cast<uint64_t>(state.iterations()) * bytes));

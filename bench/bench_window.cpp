@@ -269,7 +269,7 @@ IntakeSeries Intake(Display& display, const std::vector<Frame>& clip, int ticks,
         if (pause > 0)
             QMetaObject::invokeMethod(qApp, read, Qt::BlockingQueuedConnection);
         due = std::max(due + pause, WallMilliseconds());
-        usleep(static_cast<useconds_t>((due - WallMilliseconds()) * 1000));
+        usleep(static_cast<useconds_t>(std::max(due - WallMilliseconds(), 0.0) * 1000));
     }
     return result;
 }
@@ -284,7 +284,7 @@ void CellIntake()
             const std::string name = (size.width() > 1920 ? "4K, " : "1080p, ") + std::string(layout.name);
             Stage stage(1, {1280, 720}, false, [] { return NewLibraryDisplay(); });
             IntakeSeries hidden;
-            RunWith([&] { hidden = Intake(stage.First(), clip, 5 * s_rounds, 5, 0); });
+            RunWith([&] { hidden = Intake(stage.First(), clip, 40 * s_rounds, 5, 0); });
             PrintRow(name + ", hidden" + hidden.counts.Text(), hidden.cpu, "ms", layout.target);
             stage.Show(clip[0]);
             IntakeSeries painting;

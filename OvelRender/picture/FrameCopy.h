@@ -2,6 +2,7 @@
 #pragma once
 
 #include "OvelInterface.h"
+#include "RowCopy.h"
 
 #include <optional>
 
@@ -22,7 +23,12 @@ enum class CopiedFrame {
     DeclaredBlock, // as many bytes as the host declared
 };
 
+struct FrameBuffer {
+    uint8_t* bytes;
+    size_t size;
+    Stores stores = Stores::Cached;
+};
+
 // Copies the picture of a frame into a buffer that holds the layout of a width x height picture. The sources
 // must cover what the descriptor says; writes end at the buffer's end whatever it says.
-CopiedFrame CopyFrame(const tagYuvFrameInfo& frame, int width, int height, uint8_t* buffer,
-                      size_t bufferBytes);
+CopiedFrame CopyFrame(const tagYuvFrameInfo& frame, int width, int height, const FrameBuffer& buffer);

@@ -118,7 +118,7 @@ void BindPlanes(int count, const unsigned int (&textures)[3])
 PictureQuad::PictureQuad() = default;
 PictureQuad::~PictureQuad() = default;
 
-bool PictureQuad::Prepare(const GlProfile& profile, YuvLayout layout)
+bool PictureQuad::BindProgram(const GlProfile& profile, YuvLayout layout)
 {
     if (!profile.fullPrecision)
         return false;
@@ -132,21 +132,16 @@ bool PictureQuad::Prepare(const GlProfile& profile, YuvLayout layout)
                 m_program->setUniformValue("tex_v", 2);
         }
     }
-    return m_program->isLinked();
+    return m_program->bind();
 }
 
-void PictureQuad::Draw(const GlProfile& profile, YuvLayout layout, const float (&vertices)[8],
-                       const tagOvelVideoRotate& rotate)
+void PictureQuad::Draw(const float (&vertices)[8], const tagOvelVideoRotate& rotate)
 {
+    const QMatrix4x4 turn = ComputeViewMatrix(rotate);
     float v[8];
-    std::copy(vertices, vertices + 8, v);
-    // The program that is bound otherwise turns by itself.
-    if (Prepare(profile, layout) && m_program->bind()) {
-        const QMatrix4x4 turn = ComputeViewMatrix(rotate);
-        for (int i = 0; i < 8; i += 2) {
-            v[i] = turn(0, 0) * vertices[i] + turn(0, 1) * vertices[i + 1];
-            v[i + 1] = turn(1, 0) * vertices[i] + turn(1, 1) * vertices[i + 1];
-        }
+    for (int i = 0; i < 8; i += 2) {
+        v[i] = turn(0, 0) * vertices[i] + turn(0, 1) * vertices[i + 1];
+        v[i + 1] = turn(1, 0) * vertices[i] + turn(1, 1) * vertices[i + 1];
     }
     if (!m_isLoaded || !std::equal(v, v + 8, m_loaded)) {
         const float quad[16] = {v[0], v[1], 0, 1, v[2], v[3], 1, 1, v[4], v[5], 0, 0, v[6], v[7], 1, 0};

@@ -49,15 +49,14 @@ public:
     PictureQuad();
     ~PictureQuad(); // needs Free first
 
-    // Draws the strip, turned and mirrored, with a program that does nothing else; with the program that is
-    // bound where that one cannot be built.
-    void Draw(const GlProfile& profile, YuvLayout layout, const float (&vertices)[8],
-              const tagOvelVideoRotate& rotate);
+    // Binds a program that does nothing but show the picture. False where there is none that gives the same
+    // pixels as the full one.
+    bool BindProgram(const GlProfile& profile, YuvLayout layout);
+    // Draws the strip, turned and mirrored, with the program that is bound.
+    void Draw(const float (&vertices)[8], const tagOvelVideoRotate& rotate);
     void Free();
 
 private:
-    bool Prepare(const GlProfile& profile, YuvLayout layout);
-
     std::unique_ptr<QOpenGLShaderProgram> m_program;
     YuvLayout m_layout = YuvLayout::ThreePlanes;
     VertexStream m_stream;

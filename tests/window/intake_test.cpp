@@ -53,7 +53,8 @@ TEST_P(IntakeTest, CopyRules)
         {8, 4, Nv12, 0, Frame::Block}, {8, 4, Nv12, 0, Frame::Planes}, {8, 16, Nv12, 8, Frame::Block},
         {8, 16, Nv12, 8, Frame::Planes}, {8, 10, Nv12, 8, Frame::Block}, {8, 10, Nv12, 8, Frame::Planes},
         {8, 10, Nv12, 11, Frame::Block}, {8, 10, Nv12, 11, Frame::Planes}, {9, 17, Nv12, 2048, Frame::Block},
-        {9, 17, Nv12, 2048, Frame::Planes}, {2, 1, Nv12, 16, Frame::Planes}, {1280, 720, Nv12, 1280, Frame::Block},
+        {9, 17, Nv12, 2048, Frame::Planes}, {2, 1, Nv12, 16, Frame::Planes}, {70, 18, Nv12, 99, Frame::Block},
+        {150, 20, Yv12, 0, Frame::Block}, {1280, 720, Nv12, 1280, Frame::Block},
         {1920, 1080, Nv12, 2048, Frame::Block}};
     // clang-format on
     for (const Case& c : cases) {
@@ -77,6 +78,10 @@ TEST_P(IntakeTest, CopyRules)
         EXPECT_EQ(Buffer(expected.size()), expected) << "the caller's memory is his own again";
         EXPECT_EQ(frame.Feed(renderer), 0);
         EXPECT_EQ(renderer->m_pYuvBuf, first) << "the same size reuses the buffer";
+        static_cast<void>(renderer->grabFramebuffer());
+        const Picture next = MakePicture(c.width, c.height, 9);
+        EXPECT_EQ(Frame(next, c.type, c.pitch, c.source).Feed(renderer), 0);
+        EXPECT_EQ(Buffer(expected.size()), BufferBytes(next, c.type)) << "over a picture that was painted";
     }
 }
 
