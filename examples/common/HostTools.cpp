@@ -1,6 +1,8 @@
 #include "HostTools.h"
 
+#include <QCoreApplication>
 #include <QEvent>
+#include <QFileInfo>
 #include <QImage>
 #include <QMouseEvent>
 #include <QPixmap>
@@ -151,6 +153,21 @@ bool SavePicture(QWidget* window, const QString& file)
         image.reinterpretAsFormat(QImage::Format_RGB32);
     }
     return image.save(file, "PNG");
+}
+
+void CloseWithPicture(QWidget* window, const QString& file)
+{
+    if (!file.isEmpty()) {
+        const QString path = QFileInfo(file).absoluteFilePath();
+        if (!SavePicture(window, path)) {
+            std::fprintf(stderr, "%s: cannot write %s\n", qPrintable(QCoreApplication::applicationName()),
+                         qPrintable(path));
+            QCoreApplication::exit(1);
+            return;
+        }
+        std::printf("picture: %s\n", qPrintable(path));
+    }
+    window->close();
 }
 
 int GridColumns(int tiles)

@@ -66,6 +66,10 @@ QString RunReport(qint64 shown, qint64 dropped, const ProcessMeter& meter);
 // Writes what the window shows as a PNG. False when the file cannot be written.
 bool SavePicture(QWidget* window, const QString& file);
 
+// Ends a run: closes the window, after writing what it shows to the file, if one is named, and saying where.
+// A file that cannot be written ends the program with exit code 1.
+void CloseWithPicture(QWidget* window, const QString& file);
+
 // Columns of the squarest grid that holds so many tiles of 16:9.
 int GridColumns(int tiles);
 

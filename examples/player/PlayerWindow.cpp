@@ -2,7 +2,6 @@
 
 #include "PlayerKeys.h"
 
-#include <QApplication>
 #include <QDateTime>
 #include <QFileInfo>
 #include <QGridLayout>
@@ -244,16 +243,7 @@ void PlayerWindow::resizeEvent(QResizeEvent* event)
 void PlayerWindow::Finish()
 {
     m_statusTimer.stop(); // making the picture is no part of what is measured
-    if (!m_options.Picture.isEmpty()) {
-        const QString file = QFileInfo(m_options.Picture).absoluteFilePath();
-        if (!SavePicture(this, file)) {
-            std::fprintf(stderr, "player: cannot write %s\n", qPrintable(file));
-            QApplication::exit(1);
-            return;
-        }
-        std::printf("picture: %s\n", qPrintable(file));
-    }
-    close();
+    CloseWithPicture(this, m_options.Picture);
 }
 
 void PlayerWindow::PrintReport() const

@@ -1,8 +1,6 @@
 #include "WallWindow.h"
 
-#include <QApplication>
 #include <QEvent>
-#include <QFileInfo>
 #include <QGridLayout>
 #include <QKeyEvent>
 #include <QLabel>
@@ -166,16 +164,7 @@ void WallWindow::keyPressEvent(QKeyEvent* event)
 void WallWindow::Finish(const QString& picture)
 {
     m_timer.stop(); // making the picture is no part of what is measured
-    if (!picture.isEmpty()) {
-        const QString file = QFileInfo(picture).absoluteFilePath();
-        if (!SavePicture(this, file)) {
-            std::fprintf(stderr, "wall: cannot write %s\n", qPrintable(file));
-            QApplication::exit(1);
-            return;
-        }
-        std::printf("picture: %s\n", qPrintable(file));
-    }
-    close();
+    CloseWithPicture(this, picture);
 }
 
 void WallWindow::PrintReport() const

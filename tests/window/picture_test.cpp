@@ -2,6 +2,7 @@
 #include "Harness.h"
 
 #include <cmath>
+#include <thread>
 
 using namespace OvelTest;
 
@@ -170,6 +171,19 @@ TEST_P(PictureTest, SizesAndPitches)
     }
 }
 
+TEST_P(PictureTest, WithoutAChromaSampleItIsGrey)
+{
+    for (const QSize& size : {QSize(1, 1), QSize(1, 40), QSize(40, 1)})
+        for (const int layout : Layouts) {
+            SCOPED_TRACE(testing::Message() << size.width() << "x" << size.height() << " type " << layout);
+            const Picture picture = MakePicture(size.width(), size.height());
+            Picture grey = picture;
+            grey.u = grey.v = Plane{1, 1, {128}};
+            ASSERT_TRUE(window.Show(picture, layout));
+            ExpectShown(grey, layout, View());
+        }
+}
+
 TEST_P(PictureTest, RefusedFramesChangeNothing)
 {
     for (const int layout : Layouts) {
@@ -243,9 +257,14 @@ TEST_P(PictureTest, ScreenShowsTheFramebuffer)
 TEST_P(PictureTest, FollowsTheStream)
 {
     for (int i = 0; i < 12; ++i) {
-        const Picture picture = MakePicture(30 + 6 * (i % 4), 20 + 4 * (i % 3), 40 * i);
+        Picture picture = MakePicture(30 + 6 * (i % 4), 20 + 4 * (i % 3), 40 * i);
         const int layout = Layouts[i / 2 % 2];
         ASSERT_TRUE(window.Show(picture, layout));
+        ExpectShown(picture, layout, View());
+        // The next one of the same size, from a thread of its own.
+        picture = MakePicture(picture.width, picture.height, 40 * i + 9);
+        Frame next(picture, layout);
+        ASSERT_TRUE(window.Painted([&] { std::thread([&] { next.Feed(window.handle); }).join(); }));
         ExpectShown(picture, layout, View());
         ASSERT_TRUE(window.Resize(WindowSize + QSize(8 * i + 8, 8 * i + 8)));
         ExpectShown(picture, layout, View());
