@@ -190,6 +190,11 @@ TEST_P(LabelTest, ParentChangesAndDies)
     ASSERT_TRUE(window.Repaint());
     ASSERT_NE(Slot(0), nullptr);
     EXPECT_EQ(Slot(0)->parentWidget(), window.renderer);
+    auto gone = std::make_unique<QWidget>();
+    EXPECT_EQ(Ovel_SetParam(window.handle, OVELCMD_SET_LABEL_PARENT, gone.get(), one), 0);
+    gone.reset();
+    ASSERT_TRUE(Show({Label("alone", {10, 20, 90, 40})}));
+    EXPECT_EQ(Slot(0)->parentWidget(), window.renderer) << "never seen alive";
     Clear(true);
     RunEvents();
 }
