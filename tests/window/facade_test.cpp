@@ -108,8 +108,10 @@ TEST(Facade, UnknownHandles)
     int number = 0;
     void* released = Create(7);
     EXPECT_EQ(Ovel_Release(released), 0);
+    void* known = Create(0);
+    void* below = static_cast<char*>(known) - 8;
     TakeLogLines();
-    for (void* handle : {static_cast<void*>(nullptr), static_cast<void*>(&number), released}) {
+    for (void* handle : {static_cast<void*>(nullptr), static_cast<void*>(&number), released, below}) {
         EXPECT_EQ(SmallFrame().Feed(handle), -1);
         EXPECT_EQ(Ovel_SetParam(handle, OVELCMD_SET_STOPDRAW_PARA, &number, 4), -1);
         EXPECT_EQ(Ovel_GetParam(handle, OVELCMD_SET_STOPDRAW_PARA, &number, 4), -1);
@@ -120,6 +122,7 @@ TEST(Facade, UnknownHandles)
     EXPECT_TRUE(TakeLogLines().empty());
     EXPECT_EQ(Ovel_Release(released), 0) << "released twice";
     EXPECT_EQ(TakeLogLines().size(), 1u);
+    EXPECT_EQ(Ovel_Release(known), 0);
 }
 
 TEST(Facade, ShowGivesUpOnABusyRenderer)
@@ -206,6 +209,22 @@ TEST_P(FacadeLife, CallbackBlocksOthersButNotItself)
     EXPECT_EQ(SmallFrame().Feed(handle), 0);
     EXPECT_EQ(source.calls.size(), 1u);
     EXPECT_EQ(Ovel_Release(handle), 0);
+}
+
+// Released on another thread, the widget lives until the event loop deletes it.
+TEST_P(FacadeLife, ReleaseElsewhereEndsTheCallback)
+{
+    Ovel_Release(handle);
+    RenderWindow window(GetParam());
+    OverlaySource source;
+    source.Attach(window.handle);
+    ASSERT_TRUE(window.Show(MakePicture(8, 8), OVEL_DISPLAY_YV12));
+    window.renderer->resize(60, 50);
+    const size_t calls = source.calls.size();
+    ASSERT_GT(calls, 1u) << "a resize asks";
+    std::thread([&] { EXPECT_EQ(Ovel_Release(window.handle), 0); }).join();
+    window.renderer->resize(70, 40);
+    EXPECT_EQ(source.calls.size(), calls);
 }
 
 TEST_P(FacadeLife, SinkRefusesRenderersThatAreGone)
