@@ -289,7 +289,7 @@ void CellIntake()
             stage.Show(clip[0]);
             IntakeSeries painting;
             const int paintedBefore = stage.First().swaps;
-            RunWith([&] { painting = Intake(stage.First(), clip, 8 * s_rounds, 1, 40); });
+            RunWith([&] { painting = Intake(stage.First(), clip, 20 * s_rounds, 1, 40); });
             const int painted = stage.First().swaps - paintedBefore;
             PrintRow(name + ", painting" + painting.counts.Text() + ", " + std::to_string(painted) +
                          " paints",
