@@ -176,9 +176,9 @@ struct ShaderBaseState {
 
     // [frame]
     size_t bufferBytes = 0;        // real size of the frame buffer
-    bool bufferWasRead = false;    // a paint has read the buffer since the last frame
     std::atomic<quint64> frame{0}; // counts pictures; atomic for a glance without the lock
     bool refusedFrame = false;     // the last frame was refused for its size: said once
+    bool bufferWasRead = false;    // a paint has read the buffer since the last frame
     // [draw], atomic for a glance without the lock
     std::atomic<quint64> overlays{1};  // counts changes of the overlay list
     std::atomic<bool> hasTexts{false}; // text records in the list, or labels with text
