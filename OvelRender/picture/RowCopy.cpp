@@ -115,7 +115,7 @@ private:
 
     uint8_t* m_target;   // where the bytes in m_line belong
     size_t m_filled = 0; // of m_line
-    alignas(LineBytes) uint8_t m_line[LineBytes];
+    alignas(LineBytes) uint8_t m_line[LineBytes] = {};
 };
 
 void StreamRows(uint8_t* target, const uint8_t* source, ptrdiff_t pitch, size_t rowBytes, int count)
