@@ -8,7 +8,8 @@
 // have ended; from then on the object can go.
 void AddLiveRenderer(const void* renderer);
 void RetireLiveRenderer(void* renderer);
-// Called once with the renderer when it retires, before its object goes. Allocates nothing, cannot fail.
+// Called once with the renderer when it retires, on the thread that destroys it and before its object goes;
+// nothing for a renderer that is not listed. Allocates nothing, cannot fail.
 using RetireHandler = void (*)(void* renderer);
 void SetRetireHandler(const void* renderer, RetireHandler handler);
 
