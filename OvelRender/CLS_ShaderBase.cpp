@@ -90,6 +90,18 @@ bool CLS_ShaderBase::event(QEvent* e)
     });
 }
 
+void CLS_ShaderBase::connectNotify(const QMetaMethod& signal)
+{
+    m_pState->NoteConnection(signal);
+    QOpenGLWidget::connectNotify(signal);
+}
+
+void CLS_ShaderBase::disconnectNotify(const QMetaMethod& signal)
+{
+    m_pState->NoteConnection(signal);
+    QOpenGLWidget::disconnectNotify(signal);
+}
+
 QSize CLS_ShaderBase::sizeHint() const
 {
     return {200, 200};
@@ -138,11 +150,7 @@ int CLS_ShaderBase::InnerResetYuvBuf(int iWidth, int iHeight, int iSize)
     const int64_t bytes = iSize >= 1 ? iSize : PictureBytes(iWidth, iHeight);
     if (bytes > std::numeric_limits<int>::max())
         return -1;
-    m_pYuvBuf = static_cast<uint8_t*>(std::calloc(static_cast<size_t>(std::max<int64_t>(bytes, 1)), 1));
-    if (!m_pYuvBuf)
-        return -1;
-    m_pState->bufferBytes = static_cast<size_t>(bytes);
-    return 0;
+    return m_pState->AllocateBuffer(static_cast<size_t>(bytes)) ? 0 : -1;
 }
 
 void CLS_ShaderBase::InnerClearDrawInfo()

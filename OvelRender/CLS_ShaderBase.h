@@ -85,6 +85,10 @@ public:
 Q_SIGNALS:
     void signalDrawTextInfo();
 
+protected:
+    void connectNotify(const QMetaMethod& signal) override;
+    void disconnectNotify(const QMetaMethod& signal) override;
+
 public Q_SLOTS:
     // Deletes every label. GUI thread.
     void DeleteLabels();
@@ -94,7 +98,7 @@ public:
     QMutex m_mutexDrawInfo;
     int m_nVideoWidth;                               // [frame], written under the renderer mutex too
     int m_nVideoHeight;                              // [frame], written under the renderer mutex too
-    uint8_t* m_pYuvBuf;                              // [frame] malloc
+    uint8_t* m_pYuvBuf;                              // [frame] in a block from malloc
     uint8_t* m_pNV12Y;                               // [frame] into m_pYuvBuf, or null
     uint8_t* m_pNV12UV;                              // [frame] into m_pYuvBuf, or null
     std::atomic<int> m_nDisplayType;                 // written under [frame]; -1: no picture

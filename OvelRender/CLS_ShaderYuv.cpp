@@ -73,6 +73,7 @@ CLS_ShaderYuv::CLS_ShaderYuv()
     connect(
         this, &CLS_ShaderYuv::signalUpdate, this, [this] { m_pState->RequestRepaint(); },
         Qt::DirectConnection);
+    m_pState->updateIsObserved = false;
     api_sdk_log_msg("CreateShader CLS_ShaderYuv.");
 }
 
@@ -190,7 +191,10 @@ int CLS_ShaderYuv::ShowYuvFrame(void* pFrame, int iSize)
     DrawCallbackToPlayer(frame->uiFrameParam);
     // First the lock: the GUI thread that wakes up may run in this one's place.
     lock.unlock();
-    Q_EMIT signalUpdate();
+    if (m_pState->updateIsObserved)
+        Q_EMIT signalUpdate();
+    else
+        m_pState->RequestRepaint();
     return 0;
 }
 
@@ -291,12 +295,14 @@ void CLS_ShaderYuv::paintDraw(bool bBlendPass)
 
 int CLS_ShaderYuv::DrawCallbackToPlayer(unsigned int uiFrameParam)
 {
-    const tagOvelZoomArea destination = m_pState->Parameters().destination;
-    const QSize size = m_pState->WidgetSize();
-    const tagQRECT rect{
-        TruncateToInt(destination.left * size.width()), TruncateToInt(destination.top * size.height()),
-        TruncateToInt(destination.right * size.width()), TruncateToInt(destination.bottom * size.height())};
-    return m_pState->CallPlayer(uiFrameParam, m_uiDrawFrameParam, rect, &CLS_ShaderYuv::DrawCallbackToRender);
+    const auto destination = [this]() -> tagQRECT {
+        const tagOvelZoomArea part = m_pState->Parameters().destination;
+        const QSize size = m_pState->WidgetSize();
+        return {TruncateToInt(part.left * size.width()), TruncateToInt(part.top * size.height()),
+                TruncateToInt(part.right * size.width()), TruncateToInt(part.bottom * size.height())};
+    };
+    return m_pState->CallPlayer(uiFrameParam, m_uiDrawFrameParam, destination,
+                                &CLS_ShaderYuv::DrawCallbackToRender);
 }
 
 int CLS_ShaderYuv::DrawCallbackToRender(void* pData, int iLen, void* pRender)

@@ -58,6 +58,7 @@ CLS_ShaderYuvSubImage::CLS_ShaderYuvSubImage()
     connect(
         this, &CLS_ShaderYuvSubImage::signalUpdate, this, [this] { m_pState->RequestRepaint(); },
         Qt::DirectConnection);
+    m_pState->updateIsObserved = false;
     m_nDisplayType = NoPicture;
     api_sdk_log_msg("CreateShader CLS_ShaderYuvSubImage.");
 }
@@ -190,7 +191,10 @@ int CLS_ShaderYuvSubImage::ShowYuvFrame(void* pFrame, int iSize)
     DrawCallbackToPlayer(frame->uiFrameParam);
     // First the lock: the GUI thread that wakes up may run in this one's place.
     lock.unlock();
-    Q_EMIT signalUpdate();
+    if (m_pState->updateIsObserved)
+        Q_EMIT signalUpdate();
+    else
+        m_pState->RequestRepaint();
     return 0;
 }
 
@@ -266,8 +270,11 @@ void CLS_ShaderYuvSubImage::paintDraw()
 
 int CLS_ShaderYuvSubImage::DrawCallbackToPlayer(unsigned int uiFrameParam)
 {
-    const QSize size = m_pState->WidgetSize();
-    return m_pState->CallPlayer(uiFrameParam, m_uiDrawFrameParam, {0, 0, size.width() - 1, size.height() - 1},
+    const auto destination = [this]() -> tagQRECT {
+        const QSize size = m_pState->WidgetSize();
+        return {0, 0, size.width() - 1, size.height() - 1};
+    };
+    return m_pState->CallPlayer(uiFrameParam, m_uiDrawFrameParam, destination,
                                 &CLS_ShaderYuvSubImage::DrawCallbackToRender);
 }
 

@@ -80,8 +80,10 @@ RendererUse::~RendererUse()
         return;
     LiveTable& table = Table();
     const std::lock_guard<std::mutex> lock(table.mutex);
-    --table.renderers.find(m_renderer)->second.uses;
-    table.useEnded.notify_all();
+    LiveRenderer& renderer = table.renderers.find(m_renderer)->second;
+    --renderer.uses;
+    if (renderer.retiring)
+        table.useEnded.notify_all();
 }
 
 void RendererUse::Retire() const

@@ -97,10 +97,23 @@ struct ShaderBaseState {
             repaint.Send(hasTexts);
     }
 
+    // What the renderer's connections tell it; not valid when all of an object went.
+    void NoteConnection(const QMetaMethod& signal);
+
     // Overlays and the host's callback; any thread.
     int StoreRecord(const void* pData, int iLen);
-    int CallPlayer(unsigned int uiFrameParam, std::atomic<unsigned int>& lastParam, const tagQRECT& rect,
-                   OvelDrawToRender sink);
+    // Asks the host's callback, if there is one, for the graphics of the rectangle that destination() gives.
+    template <typename Destination>
+    int CallPlayer(unsigned int uiFrameParam, std::atomic<unsigned int>& lastParam, Destination&& destination,
+                   OvelDrawToRender sink)
+    {
+        const std::lock_guard<std::recursive_mutex> lock(mutexCallback);
+        if (!widget.m_pfnDrawCallback)
+            return 0;
+        lastParam = uiFrameParam;
+        return RunCallback(uiFrameParam, destination(), sink);
+    }
+    int RunCallback(unsigned int uiFrameParam, const tagQRECT& rect, OvelDrawToRender sink); // [call] held
     void ForgetCallback();
 
     // Intake; need the frame lock.
@@ -111,6 +124,8 @@ struct ShaderBaseState {
     // a buffer.
     bool ResetBufferFor(const tagYuvFrameInfo& frame);
     CopiedFrame Copy(const tagYuvFrameInfo& frame);
+    // A zero-filled buffer in the place of none.
+    bool AllocateBuffer(size_t bytes);
     void DropBuffer();
 
     // Painting; GUI thread, context current unless said otherwise.
@@ -175,6 +190,7 @@ struct ShaderBaseState {
     mutable std::mutex mutexParameters;
 
     // [frame]
+    void* bufferBlock = nullptr;   // malloc; the frame buffer lies in it
     size_t bufferBytes = 0;        // real size of the frame buffer
     std::atomic<quint64> frame{0}; // counts pictures; atomic for a glance without the lock
     bool refusedFrame = false;     // the last frame was refused for its size: said once
@@ -206,4 +222,7 @@ struct ShaderBaseState {
     // any thread
     std::atomic<qint64> visibleSize{-1}; // the visible widget's size, -1 when it is hidden
     RepaintRequest repaint;
+    // Whether somebody but the renderer may hear signalUpdate. To emit it for oneself costs a feeding thread
+    // whose caches a paint has emptied 7 us, a quarter of what a hand-over takes beside its copy.
+    std::atomic<bool> updateIsObserved{false};
 };

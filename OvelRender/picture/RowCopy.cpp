@@ -47,92 +47,40 @@ __attribute__((target("avx2"))) void CopyRowsAvx2(uint8_t* target, const uint8_t
     }
 }
 
-// Gathers bytes into cache lines and stores each line past the cache.
-class LineStream
+// Whole lines go past the cache; where a row begins or ends within a line, that line is written in it.
+__attribute__((target("avx2"))) void StreamRowsAvx2(uint8_t* target, const uint8_t* source, ptrdiff_t pitch,
+                                                    size_t rowBytes, int count)
 {
-public:
-    explicit LineStream(uint8_t* target) : m_target(target) {}
-
-    void Append(const uint8_t* source, size_t bytes)
-    {
-        while (bytes > 0) {
-            const size_t room = RoomInLine();
-            if (m_filled == 0 && room == LineBytes && bytes >= LineBytes) {
-                const size_t whole = bytes - bytes % LineBytes;
-                StoreLines(source, whole);
-                source += whole;
-                bytes -= whole;
-                continue;
-            }
-            const size_t part = std::min(room - m_filled, bytes);
-            std::memcpy(m_line + m_filled, source, part);
-            m_filled += part;
-            source += part;
-            bytes -= part;
-            if (m_filled == room)
-                FlushLine(room);
+    constexpr size_t line = 2 * sizeof(__m256i);
+    for (int row = 0; row < count; ++row) {
+        const size_t toBoundary = (line - reinterpret_cast<uintptr_t>(target) % line) % line;
+        const size_t head = std::min(toBoundary, rowBytes);
+        const size_t tail = (rowBytes - head) % line;
+        if (head > 0)
+            std::memcpy(target, source, head);
+        for (size_t i = head; i < rowBytes - tail; i += line) {
+            const auto* from = reinterpret_cast<const __m256i*>(source + i);
+            auto* to = reinterpret_cast<__m256i*>(target + i);
+            const __m256i a = _mm256_loadu_si256(from);
+            const __m256i b = _mm256_loadu_si256(from + 1);
+            _mm256_stream_si256(to, a);
+            _mm256_stream_si256(to + 1, b);
         }
+        if (tail > 0)
+            std::memcpy(target + rowBytes - tail, source + rowBytes - tail, tail);
+        target += rowBytes;
+        source += pitch;
     }
-    // Stores what is left of a line, and makes the order of stores what whoever takes a lock expects.
-    void Finish()
-    {
-        std::memcpy(m_target, m_line, m_filled);
-        _mm_sfence();
-    }
-
-private:
-    static constexpr size_t LineBytes = 64;
-
-    // Less than a line only before the first boundary.
-    size_t RoomInLine() const { return LineBytes - reinterpret_cast<uintptr_t>(m_target) % LineBytes; }
-
-    void FlushLine(size_t room)
-    {
-        if (room == LineBytes) {
-            StoreLines(m_line, LineBytes);
-        } else {
-            std::memcpy(m_target, m_line, room);
-            m_target += room;
-        }
-        m_filled = 0;
-    }
-    void StoreLines(const uint8_t* source, size_t bytes)
-    {
-        for (const uint8_t* const end = source + bytes; source != end; source += LineBytes) {
-            const auto* from = reinterpret_cast<const __m128i*>(source);
-            auto* to = reinterpret_cast<__m128i*>(m_target);
-            const __m128i a = _mm_loadu_si128(from);
-            const __m128i b = _mm_loadu_si128(from + 1);
-            const __m128i c = _mm_loadu_si128(from + 2);
-            const __m128i d = _mm_loadu_si128(from + 3);
-            _mm_stream_si128(to, a);
-            _mm_stream_si128(to + 1, b);
-            _mm_stream_si128(to + 2, c);
-            _mm_stream_si128(to + 3, d);
-            m_target += LineBytes;
-        }
-    }
-
-    uint8_t* m_target;   // where the bytes in m_line belong
-    size_t m_filled = 0; // of m_line
-    alignas(LineBytes) uint8_t m_line[LineBytes] = {};
-};
-
-void StreamRows(uint8_t* target, const uint8_t* source, ptrdiff_t pitch, size_t rowBytes, int count)
-{
-    LineStream stream(target);
-    for (int row = 0; row < count; ++row)
-        stream.Append(source + row * pitch, rowBytes);
-    stream.Finish();
+    _mm_sfence(); // makes the order of stores what whoever takes a lock expects
 }
 
 using RowCopy = void (*)(uint8_t* target, const uint8_t* source, ptrdiff_t pitch, size_t rowBytes, int count);
 
 RowCopy BestRowCopy(Stores stores)
 {
-    if (stores == Stores::PastCache)
-        return StreamRows;
-    return __builtin_cpu_supports("avx2") ? CopyRowsAvx2 : CopyRowByRow;
+    if (!__builtin_cpu_supports("avx2"))
+        return CopyRowByRow;
+    return stores == Stores::PastCache ? StreamRowsAvx2 : CopyRowsAvx2;
 }
 
 #endif

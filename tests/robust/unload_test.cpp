@@ -1,5 +1,6 @@
 // A host that is not linked with the library: loads it, uses it, lets go of it while Qt still holds what was
-// posted, and ends its application only after everything of the library is gone. unload_test LIBRARY
+// posted, and ends its application only after everything of the library is gone; all that with two
+// applications, one after the other. unload_test LIBRARY
 #include "OvelInterface.h"
 
 #include <QApplication>
@@ -12,6 +13,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
+#include <thread>
 
 namespace
 {
@@ -56,6 +58,25 @@ int ShowFrame(const Library& library, void* renderer)
     return library.show(renderer, &frame, sizeof(frame));
 }
 
+struct PaintCounter : QObject {
+    bool eventFilter(QObject*, QEvent* event) override
+    {
+        count += event->type() == QEvent::Paint;
+        return false;
+    }
+    int count = 0;
+};
+
+bool PaintsFromAThread(const Library& library, void* renderer)
+{
+    PaintCounter paints;
+    static_cast<QWidget*>(renderer)->installEventFilter(&paints);
+    std::thread([&] { ShowFrame(library, renderer); }).join();
+    for (int i = 0; i < 200 && paints.count == 0; ++i)
+        QCoreApplication::processEvents(QEventLoop::AllEvents | QEventLoop::WaitForMoreEvents, 20);
+    return paints.count > 0;
+}
+
 // Calls as late as a program can: after the static objects of a library that was loaded later are gone.
 struct LateCalls {
     ~LateCalls()
@@ -69,16 +90,8 @@ struct LateCalls {
     tagYuvFrameInfo frame = {};
 } lateCalls;
 
-} // namespace
-
-int main(int argc, char** argv)
+void RunApplication(int& argc, char** argv)
 {
-    if (argc < 2 || qEnvironmentVariableIsEmpty("DISPLAY"))
-        return 77;
-    {
-        const Library library(argv[1]);
-        Expect(library.create(nullptr) == nullptr, "no renderer without an application");
-    }
     const QApplication application(argc, argv);
     std::unique_ptr<QWidget> window;
     for (int round = 0; round < 3; ++round) {
@@ -89,6 +102,7 @@ int main(int argc, char** argv)
             const Library library(argv[1]);
             void* const renderer = library.create(layout);
             RunEvents();
+            Expect(PaintsFromAThread(library, renderer), "a frame from another thread is painted");
             Expect(ShowFrame(library, renderer) == 0, "a frame is taken");
             RunEvents();
             ShowFrame(library, renderer); // a repaint and a deletion are on their way when the library closes
@@ -98,6 +112,21 @@ int main(int argc, char** argv)
         if (round < 2)
             RunEvents();
     }
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    if (argc < 2 || qEnvironmentVariableIsEmpty("DISPLAY"))
+        return 77;
+    {
+        const Library library(argv[1]);
+        Expect(library.create(nullptr) == nullptr, "no renderer without an application");
+    }
+    for (int life = 0; life < 2; ++life)
+        RunApplication(argc, argv);
+    const QApplication application(argc, argv);
     const Library library(argv[1]);
     lateCalls.renderer = library.create(nullptr);
     lateCalls.release = library.release;

@@ -1,7 +1,9 @@
 // The picture on the screen, pixel by pixel, against the reference.
 #include "Harness.h"
 
+#include <atomic>
 #include <cmath>
+#include <functional>
 #include <thread>
 
 using namespace OvelTest;
@@ -251,6 +253,43 @@ TEST_P(PictureTest, ScreenShowsTheFramebuffer)
         EXPECT_TRUE(WaitUntil([&] { return bool(ShowsCanvas(window.Screen(), expected)); }, 2000))
             << ShowsCanvas(window.Screen(), expected).message();
     }
+}
+
+// Calls action(renderer, &itsClass::signalUpdate).
+template <typename Action> void WithUpdateSignal(CLS_ShaderBase* renderer, const Action& action)
+{
+    if (auto* full = qobject_cast<CLS_ShaderYuv*>(renderer))
+        action(full, &CLS_ShaderYuv::signalUpdate);
+    else if (auto* sub = qobject_cast<CLS_ShaderYuvSubImage*>(renderer))
+        action(sub, &CLS_ShaderYuvSubImage::signalUpdate);
+}
+
+// Frames whose signal somebody hears, frames that nobody hears, a signal of the host's own.
+TEST_P(PictureTest, UpdatesFromOtherThreads)
+{
+    ASSERT_TRUE(window.Show(MakePicture(32, 24), Layouts[0]));
+    Frame frame(MakePicture(32, 24, 7), Layouts[0]);
+    const auto feed = [&] { frame.Feed(window.handle); };
+    const auto emitSignal = [&] {
+        WithUpdateSignal(window.renderer, [](auto* renderer, auto signal) { (renderer->*signal)(); });
+    };
+    const auto paintedFromAThread = [&](const std::function<void()>& action) {
+        return window.Painted([&] { std::thread(action).join(); });
+    };
+    EXPECT_TRUE(paintedFromAThread(emitSignal));
+    std::atomic<int> heard{0};
+    QMetaObject::Connection connection;
+    WithUpdateSignal(window.renderer, [&](auto* renderer, auto signal) {
+        connection = QObject::connect(renderer, signal, [&] { ++heard; });
+    });
+    EXPECT_TRUE(paintedFromAThread(feed));
+    feed();
+    EXPECT_EQ(heard, 2);
+    EXPECT_TRUE(paintedFromAThread(emitSignal));
+    EXPECT_EQ(heard, 3);
+    QObject::disconnect(connection);
+    EXPECT_TRUE(paintedFromAThread(feed));
+    EXPECT_EQ(heard, 3);
 }
 
 // Every frame in a row arrives, none is one behind, and a lonely repaint loses nothing.
