@@ -16,6 +16,13 @@
 #include <memory>
 #include <utility>
 
+// Sanitized builds see an access behind the frame buffer, which the room for its alignment would hide.
+#if __has_include(<sanitizer/asan_interface.h>)
+#include <sanitizer/asan_interface.h>
+#else
+#define ASAN_POISON_MEMORY_REGION(address, bytes) static_cast<void>(0)
+#endif
+
 namespace
 {
 
@@ -99,10 +106,11 @@ int ShaderBaseState::StoreRecord(const void* pData, int iLen)
 {
     if (!pData || iLen < 1)
         return -1;
-    __tagQDrawGraphInfo record = {};
-    std::memcpy(&record, pData, std::min(static_cast<size_t>(iLen), sizeof(record)));
     const QMutexLocker lock(&widget.m_mutexDrawInfo);
-    widget.m_vecDrawGraphInfo.append(record);
+    QVector<__tagQDrawGraphInfo>& records = widget.m_vecDrawGraphInfo;
+    records.resize(records.size() + 1); // zero: frames carry records by the thousand, one copy is enough
+    __tagQDrawGraphInfo& record = records.last();
+    std::memcpy(&record, pData, std::min(static_cast<size_t>(iLen), sizeof(record)));
     ++overlays;
     if (record.iGraphType == OVEL_GRAPH_TEXT)
         hasTexts = true;
@@ -189,6 +197,7 @@ bool ShaderBaseState::AllocateBuffer(size_t bytes)
     void* buffer = bufferBlock;
     widget.m_pYuvBuf = static_cast<uint8_t*>(std::align(CacheLine, bytes, buffer, room));
     bufferBytes = bytes;
+    ASAN_POISON_MEMORY_REGION(widget.m_pYuvBuf + bytes, room - bytes);
     return true;
 }
 
