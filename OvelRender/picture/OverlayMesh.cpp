@@ -75,8 +75,8 @@ public:
     }
 
 private:
-    // A closed outline through all points has the most triangles.
-    static constexpr size_t MostVertices = size_t{OVEL_GRAPH_POINTS} * 6;
+    // A closed outline through all points has the most quads.
+    static constexpr size_t MostVertices = size_t{OVEL_GRAPH_POINTS} * 4;
 
     static bool IsOutline(int type) { return type == OVEL_GRAPH_OUTLINE || type == 2; }
 
@@ -115,27 +115,32 @@ private:
         const float dy = std::fabs(q.y - p.y) * m_view.viewportHeight;
         const Position o =
             dx >= dy ? Position{0, width / m_view.viewportHeight} : Position{width / m_view.viewportWidth, 0};
-        const Position before{p.x - o.x, p.y - o.y};
-        const Position after{q.x + o.x, q.y + o.y};
-        AddTriangle({p.x + o.x, p.y + o.y}, before, after);
-        AddTriangle(after, before, {q.x - o.x, q.y - o.y});
+        AddQuad({p.x + o.x, p.y + o.y}, {p.x - o.x, p.y - o.y}, {q.x + o.x, q.y + o.y},
+                {q.x - o.x, q.y - o.y});
     }
 
     void AddStrip(size_t count)
     {
-        for (size_t i = 2; i < count; ++i) {
-            if (IsFinite(m_points[i - 2]) && IsFinite(m_points[i - 1]) && IsFinite(m_points[i]))
-                AddTriangle(m_points[i - 2], m_points[i - 1], m_points[i]);
+        // Two triangles at a time; one that is left alone is a quad with two corners in one place.
+        for (size_t i = 2; i < count;) {
+            const Position a = m_points[i - 2];
+            const Position b = m_points[i - 1];
+            const Position c = m_points[i];
+            const bool isWhole = IsFinite(a) && IsFinite(b) && IsFinite(c);
+            const bool isPair = isWhole && i + 1 < count && IsFinite(m_points[i + 1]);
+            if (isWhole)
+                AddQuad(a, b, c, isPair ? m_points[i + 1] : c);
+            i += isPair ? 2 : 1;
         }
     }
 
     static bool IsFinite(Position p) { return std::isfinite(p.x) && std::isfinite(p.y); }
 
-    void AddTriangle(Position a, Position b, Position c)
+    void AddQuad(Position a, Position b, Position c, Position d)
     {
-        for (const Position p : {a, b, c})
+        for (const Position p : {a, b, c, d})
             *m_next++ = {p.x, p.y, {m_color.red, m_color.green, m_color.blue, m_color.alpha}};
-        m_mesh.count += 3;
+        m_mesh.count += 4;
     }
 
     const OverlayView& m_view;

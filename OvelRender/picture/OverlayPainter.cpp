@@ -29,7 +29,7 @@ void OverlayPainter::Load(const GlProfile& profile, const OverlayMesh& mesh)
     if (mesh.count == 0 || !Prepare(profile))
         return;
     // GL takes the size as an int; what lies beyond is not shown.
-    constexpr size_t most = std::numeric_limits<int>::max() / sizeof(OverlayVertex) / 3 * 3;
+    constexpr size_t most = std::numeric_limits<int>::max() / sizeof(OverlayVertex) / 4 * 4;
     const size_t count = std::min(mesh.count, most);
     m_opaque = static_cast<int>(std::min(mesh.opaque, count));
     m_translucent = static_cast<int>(count) - m_opaque;
@@ -39,7 +39,7 @@ void OverlayPainter::Load(const GlProfile& profile, const OverlayMesh& mesh)
 void OverlayPainter::Paint(int first, int count)
 {
     m_program->bind();
-    m_stream.Draw({sizeof(OverlayVertex), 4, GL_UNSIGNED_BYTE, true}, GL_TRIANGLES, first, count);
+    m_stream.DrawQuads({sizeof(OverlayVertex), 4, GL_UNSIGNED_BYTE, true}, first, count);
     m_program->release();
 }
 

@@ -149,7 +149,7 @@ void PictureQuad::Draw(const float (&vertices)[8], const tagOvelVideoRotate& rot
         std::copy(v, v + 8, m_loaded);
         m_isLoaded = true;
     }
-    m_stream.Draw({4 * sizeof(float), 2, GL_FLOAT, false}, GL_TRIANGLE_STRIP, 0, 4);
+    m_stream.DrawStrip({4 * sizeof(float), 2, GL_FLOAT, false}, 4);
 }
 
 void PictureQuad::Free()

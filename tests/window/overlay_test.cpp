@@ -94,6 +94,7 @@ std::vector<__tagQDrawGraphInfo> Scene()
             Graph(2, White, 6, {{-30, 40}, {70, 10}, {200, 130}}, 0.5f),
             Graph(OVEL_GRAPH_FILLED, Green, 0, {{60, 5}, {150, 20}, {70, 60}}, 0.5f),
             Graph(OVEL_GRAPH_FILLED, Red, 0, {{80, 2}, {156, 50}, {60, 110}}, 0.25f),
+            Graph(OVEL_GRAPH_FILLED, White, 0, {{4, 84}, {18, 80}, {8, 96}, {30, 90}, {12, 112}}),
             Graph(OVEL_GRAPH_POLYLINE, 0x4080B0, 9, {{10, 110}, {150, 60}})};
 }
 
@@ -245,11 +246,12 @@ TEST_P(OverlayTest, WidthsDoNotLeak)
 TEST_P(OverlayTest, RecordsByTheThousand)
 {
     std::vector<__tagQDrawGraphInfo> records;
-    for (int i = 0; i < 3000; ++i) {
+    // More quads than one draw call takes.
+    for (int i = 0; i < 12000; ++i) {
         const int x = 8 * (i % 20);
         const int y = 6 * (i / 20 % 20);
         records.push_back(Graph(i % 3 == 0 && GetParam() == 0 ? OVEL_GRAPH_FILLED : OVEL_GRAPH_POLYLINE,
-                                i < 2600 ? Red : (i % 2 ? Blue : Green), 5,
+                                i < 11600 ? Red : (i % 2 ? Blue : Green), 5,
                                 {{x, y + 3}, {x + 7, y + 3}, {x + 3, y + 6}}));
     }
     records.push_back(Graph(OVEL_GRAPH_POLYLINE, White, 31, {{0, 60}, {159, 60}}));
