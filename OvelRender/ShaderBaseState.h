@@ -198,6 +198,9 @@ struct ShaderBaseState {
     // [draw], atomic for a glance without the lock
     std::atomic<quint64> overlays{1};  // counts changes of the overlay list
     std::atomic<bool> hasTexts{false}; // text records in the list, or labels with text
+    // Any thread: whether somebody but the renderer may hear signalUpdate. To emit it for oneself costs a
+    // feeding thread whose caches a paint has emptied 7 us, a quarter of a hand-over beside its copy.
+    std::atomic<bool> updateIsObserved{false};
     // [gui]
     GlProfile gl;
     OverlayMesh mesh;
@@ -222,7 +225,4 @@ struct ShaderBaseState {
     // any thread
     std::atomic<qint64> visibleSize{-1}; // the visible widget's size, -1 when it is hidden
     RepaintRequest repaint;
-    // Whether somebody but the renderer may hear signalUpdate. To emit it for oneself costs a feeding thread
-    // whose caches a paint has emptied 7 us, a quarter of what a hand-over takes beside its copy.
-    std::atomic<bool> updateIsObserved{false};
 };
