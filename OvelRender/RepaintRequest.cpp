@@ -123,9 +123,9 @@ RepaintBell& TheBell()
 
 void RepaintBell::Add(RepaintRequest& request)
 {
-    m_requests.push_back(&request);
     if (!m_isHeard && QAbstractEventDispatcher::instance())
         Listen();
+    m_requests.push_back(&request); // last: what throws must leave nothing behind
 }
 
 void RepaintBell::Remove(RepaintRequest& request)
