@@ -128,17 +128,9 @@ double Series::High() const
     return Quantile(0.75);
 }
 
-Series Series::Minus(const Series& base) const
+void Alternate(Series& series, int rounds, const std::function<double()>& limit,
+               const std::function<double()>& library)
 {
-    Series rest;
-    for (size_t i = 0; i < m_limit.size(); ++i)
-        rest.Add(m_limit[i] - base.Limit(), m_library[i] - base.Library());
-    return rest;
-}
-
-Series Alternate(int rounds, const std::function<double()>& limit, const std::function<double()>& library)
-{
-    Series series;
     for (int round = 0; round <= rounds; ++round) {
         const bool limitFirst = round % 2 == 0;
         const double first = limitFirst ? limit() : library();
@@ -146,6 +138,12 @@ Series Alternate(int rounds, const std::function<double()>& limit, const std::fu
         if (round > 0)
             limitFirst ? series.Add(first, second) : series.Add(second, first);
     }
+}
+
+Series Alternate(int rounds, const std::function<double()>& limit, const std::function<double()>& library)
+{
+    Series series;
+    Alternate(series, rounds, limit, library);
     return series;
 }
 

@@ -28,7 +28,6 @@ public:
     double Ratio() const; // median of the ratios of neighbours
     double Low() const;   // quartiles of the same: how noisy the cell is
     double High() const;
-    Series Minus(const Series& base) const;
 
 private:
     double Quantile(double part) const;
@@ -38,6 +37,8 @@ private:
 };
 
 // Measures both `rounds` times in turn, each first every other time; the first round is thrown away.
+void Alternate(Series& series, int rounds, const std::function<double()>& limit,
+               const std::function<double()>& library);
 Series Alternate(int rounds, const std::function<double()>& limit, const std::function<double()>& library);
 
 void PrintTitle(const std::string& title, const char* limitColumn = "limit");
