@@ -14,7 +14,6 @@
 #include <QThread>
 
 #include <algorithm>
-#include <cstdlib>
 #include <cstring>
 #include <limits>
 

@@ -191,10 +191,7 @@ int CLS_ShaderYuv::ShowYuvFrame(void* pFrame, int iSize)
     DrawCallbackToPlayer(frame->uiFrameParam);
     // First the lock: the GUI thread that wakes up may run in this one's place.
     lock.unlock();
-    if (m_pState->updateIsObserved)
-        Q_EMIT signalUpdate();
-    else
-        m_pState->RequestRepaint();
+    m_pState->AnnounceFrame([this] { Q_EMIT signalUpdate(); });
     return 0;
 }
 

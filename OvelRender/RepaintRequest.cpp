@@ -5,10 +5,12 @@
 #include <QSocketNotifier>
 #include <QWidget>
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <mutex>
 #include <new>
+#include <vector>
 
 #include <sys/eventfd.h>
 #include <unistd.h>

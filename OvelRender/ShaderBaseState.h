@@ -97,6 +97,15 @@ struct ShaderBaseState {
             repaint.Send(hasTexts);
     }
 
+    // Asks for the repaint of a new frame by the signal, or without it when only the renderer itself would
+    // hear it.
+    template <typename Emit> void AnnounceFrame(const Emit& emitUpdate)
+    {
+        if (updateIsObserved)
+            emitUpdate();
+        else
+            RequestRepaint();
+    }
     // What the renderer's connections tell it; not valid when all of an object went.
     void NoteConnection(const QMetaMethod& signal);
 

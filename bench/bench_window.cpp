@@ -277,7 +277,7 @@ void Intake(IntakeSeries& result, Display& display, const std::vector<Frame>& cl
 
 void CellIntake()
 {
-    mallopt(M_MMAP_THRESHOLD, 1 << 20);
+    mallopt(M_MMAP_THRESHOLD, 1 << 20); // new buffers are new memory
     PrintTitle("Intake of one frame, CPU time of the feeding thread (wall time where it says so)", "memcpy");
     for (const QSize size : {QSize(1920, 1080), QSize(3840, 2160)}) {
         for (const IntakeLayout& layout : IntakeLayouts) {

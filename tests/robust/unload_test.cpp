@@ -10,6 +10,7 @@
 #include <dlfcn.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
@@ -72,8 +73,10 @@ bool PaintsFromAThread(const Library& library, void* renderer)
     PaintCounter paints;
     static_cast<QWidget*>(renderer)->installEventFilter(&paints);
     std::thread([&] { ShowFrame(library, renderer); }).join();
-    for (int i = 0; i < 200 && paints.count == 0; ++i)
-        QCoreApplication::processEvents(QEventLoop::AllEvents | QEventLoop::WaitForMoreEvents, 20);
+    for (int i = 0; i < 2000 && paints.count == 0; ++i) {
+        QCoreApplication::processEvents();
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
     return paints.count > 0;
 }
 
