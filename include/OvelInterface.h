@@ -114,7 +114,32 @@ enum {
     OVELCMD_SET_DRAW_RATIO_MODE = 6,
     /** Payload #tagQRECT in widget pixels, at least 2 x 2 (smaller: -1, the picture stays where it is); not
      *  clipped. Full-frame renderer only. */
-    OVELCMD_SET_DRAW_DST_RECT = 7
+    OVELCMD_SET_DRAW_DST_RECT = 7,
+    /** Extension. Payload #tagOvelColor; repaints at once. A value that its enumeration does not list: -1, and
+     *  nothing changes. */
+    OVELCMD_SET_COLOR = 0x1001
+};
+
+/** Extension: matrices from YUV to RGB (tagOvelColor::iMatrix). */
+enum {
+    OVEL_MATRIX_FORMULA = 0, /**< the display type's own coefficients (see Colours) */
+    OVEL_MATRIX_BT601 = 1,   /**< BT.601, SD video */
+    OVEL_MATRIX_BT709 = 2,   /**< BT.709, HD video */
+    OVEL_MATRIX_BT2020 = 3   /**< BT.2020 with non-constant luminance, UHD video */
+};
+
+/** Extension: ranges of the samples (tagOvelColor::iRange). */
+enum {
+    OVEL_RANGE_FORMULA = 0, /**< the display type's own offsets, no gain (see Colours) */
+    OVEL_RANGE_LIMITED = 1, /**< luma 16 to 235, chroma 16 to 240 around 128 */
+    OVEL_RANGE_FULL = 2     /**< 0 to 255, chroma around 128 */
+};
+
+/** Extension: where a chroma sample lies among its four luma samples (tagOvelColor::iChromaSiting). */
+enum {
+    OVEL_SITING_CENTER = 0,  /**< between all four */
+    OVEL_SITING_LEFT = 1,    /**< between the two left ones: H.264 and H.265 unless they say otherwise */
+    OVEL_SITING_TOP_LEFT = 2 /**< on the top left one: BT.2020 */
 };
 
 /** Kinds of overlay graphics (__tagQDrawGraphInfo::iGraphType). */
@@ -239,6 +264,15 @@ typedef struct tagOvelVideoRotate {
     int32_t iMirrorType; /**< +8 1: left and right swapped, 2: upside down, else not mirrored */
 } tagOvelVideoRotate;
 
+/** Extension. Payload of #OVELCMD_SET_COLOR: what the samples of the stream mean. All zero, as every renderer
+ * begins and as a release leaves it, shows them by the display type's own formula. Kept over frames, changes
+ * of size or display type, and new parents. */
+typedef struct tagOvelColor {
+    int32_t iMatrix;       /**< +0 OVEL_MATRIX_ code */
+    int32_t iRange;        /**< +4 OVEL_RANGE_ code */
+    int32_t iChromaSiting; /**< +8 OVEL_SITING_ code */
+} tagOvelColor;
+
 OVEL_STATIC_ASSERT(sizeof(tagQRECT) == 16, "tagQRECT is 16 bytes");
 OVEL_STATIC_ASSERT(sizeof(tagYuvFrameInfo) == 112, "tagYuvFrameInfo is 112 bytes");
 OVEL_STATIC_ASSERT(offsetof(tagYuvFrameInfo, uiFrameParam) == 12, "uiFrameParam");
@@ -262,6 +296,8 @@ OVEL_STATIC_ASSERT(offsetof(__tagQDrawCallbackInfo, pRender) == 80, "pRender");
 OVEL_STATIC_ASSERT(sizeof(tagOvelDrawCallback) == 16, "tagOvelDrawCallback is 16 bytes");
 OVEL_STATIC_ASSERT(sizeof(tagOvelZoomArea) == 32, "tagOvelZoomArea is 32 bytes");
 OVEL_STATIC_ASSERT(sizeof(tagOvelVideoRotate) == 12, "tagOvelVideoRotate is 12 bytes");
+OVEL_STATIC_ASSERT(sizeof(tagOvelColor) == 12, "tagOvelColor is 12 bytes");
+OVEL_STATIC_ASSERT(offsetof(tagOvelColor, iChromaSiting) == 8, "iChromaSiting");
 
 /**
  * Creates a full-frame renderer. GUI thread only.

@@ -21,7 +21,7 @@ for target in $(cmake --build "$build" --target help | grep -oE '[A-Za-z_]+_auto
     nice cmake --build "$build" --target "$target" >>"$build/log" 2>&1
 done
 # Only files that this machine can build: without FFmpeg the player is left out.
-sources 'OvelRender/*.cpp' 'examples/*.cpp' | while read -r file; do
+sources 'OvelRender/*.cpp' 'apps/*.cpp' 'examples/*.cpp' | while read -r file; do
     if grep -qF "\"file\": \"$PWD/$file\"" "$build/compile_commands.json"; then echo "$file"; fi
 done | nice xargs -P2 -n4 clang-tidy --quiet -p "$build" 2>"$build/tidy.log" || {
     grep -vE 'warnings? generated|^Suppressed|^Use -header-filter' "$build/tidy.log" >&2 || true
@@ -31,5 +31,5 @@ echo "lint: clang-tidy"
 
 nice cppcheck --quiet --error-exitcode=1 --std=c++17 --language=c++ --inline-suppr \
     --enable=warning,performance,portability --library=qt --suppress=missingIncludeSystem \
-    -Iinclude -IOvelRender OvelRender examples
+    -Iinclude -IOvelRender OvelRender apps examples
 echo "lint: cppcheck"
