@@ -138,6 +138,7 @@ int CLS_ShaderYuv::Release()
     m_nVideoHeight = 0;
     CLS_ShaderBase::Release();
     m_pState->ResetZoom();
+    m_pState->ResetColor();
     m_pState->ResetDestination();
     Q_EMIT signalUpdate();
     return 0;
@@ -298,7 +299,7 @@ int CLS_ShaderYuv::SaveDrawGrapInfo(void* pData, int iLen)
 int CLS_ShaderYuv::SetParam(int iCmd, void* pData, int iLen)
 {
     const int result = CLS_ShaderBase::SetParam(iCmd, pData, iLen);
-    if (iCmd == OVELCMD_SET_EZOOM_AREA)
+    if (iCmd == OVELCMD_SET_EZOOM_AREA || (iCmd == OVELCMD_SET_COLOR && result == 0))
         Q_EMIT signalUpdate();
     return result;
 }

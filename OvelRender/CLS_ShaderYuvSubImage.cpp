@@ -144,6 +144,7 @@ int CLS_ShaderYuvSubImage::Release()
     m_nVideoHeight = 0;
     CLS_ShaderBase::Release();
     m_pState->ResetZoom();
+    m_pState->ResetColor();
     return 0;
 }
 
@@ -279,7 +280,7 @@ int CLS_ShaderYuvSubImage::SaveDrawGrapInfo(void* pData, int iLen)
 int CLS_ShaderYuvSubImage::SetParam(int iCmd, void* pData, int iLen)
 {
     const int result = CLS_ShaderBase::SetParam(iCmd, pData, iLen);
-    if (iCmd == OVELCMD_SET_EZOOM_AREA)
+    if (iCmd == OVELCMD_SET_EZOOM_AREA || (iCmd == OVELCMD_SET_COLOR && result == 0))
         Q_EMIT signalUpdate();
     return result;
 }

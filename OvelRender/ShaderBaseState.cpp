@@ -44,7 +44,7 @@ bool SameRotation(const tagOvelVideoRotate& a, const tagOvelVideoRotate& b)
 bool SameParameters(const ViewParameters& a, const ViewParameters& b)
 {
     return SameArea(a.zoom, b.zoom) && SameArea(a.destination, b.destination) &&
-           SameRotation(a.rotate, b.rotate);
+           SameRotation(a.rotate, b.rotate) && IsSameColor(a.color, b.color);
 }
 
 } // namespace
@@ -61,13 +61,20 @@ ViewParameters ShaderBaseState::Parameters() const
     const std::lock_guard<std::mutex> lock(mutexParameters);
     return {widget.m_stEZoomArea,
             widget.m_stDrawDstNorm,
-            {widget.m_nVideoRotateDirection, widget.m_nVideoRotateAngle, widget.mirrorType}};
+            {widget.m_nVideoRotateDirection, widget.m_nVideoRotateAngle, widget.mirrorType},
+            pictureColor};
 }
 
 void ShaderBaseState::ResetZoom()
 {
     const std::lock_guard<std::mutex> lock(mutexParameters);
     widget.m_stEZoomArea = WholeArea;
+}
+
+void ShaderBaseState::ResetColor()
+{
+    const std::lock_guard<std::mutex> lock(mutexParameters);
+    pictureColor = {};
 }
 
 void ShaderBaseState::ResetDestination()
@@ -327,7 +334,10 @@ void ShaderBaseState::DrawPicture(QOpenGLShaderProgram& program, const PictureLa
         return;
     if (!CoversViewport(vertices))
         Clear();
-    picturePainter.Draw(gl, layout, {program, matrixLocation}, vertices, rotate);
+    picturePainter.Draw(gl, layout, Parameters().color, {program, matrixLocation}, vertices, rotate);
+    const QString failure = picturePainter.TakeFailure();
+    if (!failure.isEmpty())
+        LogError("PicturePainter", "Draw", __LINE__, "color program failed, %s", qPrintable(failure));
     pictureDrawn = true;
 }
 

@@ -20,6 +20,7 @@ struct ViewParameters {
     tagOvelZoomArea zoom;
     tagOvelZoomArea destination;
     tagOvelVideoRotate rotate;
+    tagOvelColor color;
 };
 
 // Everything that decides what a paint puts into the framebuffer.
@@ -78,6 +79,7 @@ struct ShaderBaseState {
     // Any thread.
     ViewParameters Parameters() const;
     void ResetZoom();
+    void ResetColor();
     void ResetDestination();
     // Stores the rectangle, and its fractions of the widget unless that is empty; returns the fractions now
     // stored.
@@ -191,6 +193,7 @@ struct ShaderBaseState {
     // Locks; their order is in CLS_ShaderBase.h.
     std::recursive_mutex mutexCallback; // recursive: a callback may replace itself through the object
     mutable std::mutex mutexParameters;
+    tagOvelColor pictureColor = {}; // [param]
 
     // [frame]
     void* bufferBlock = nullptr;   // malloc; the frame buffer lies in it

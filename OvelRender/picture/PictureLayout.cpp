@@ -24,7 +24,10 @@ constexpr LayoutTexts ThreePlaneTexts = {
     "yuv.x = texture2D(tex_y, textureOut).r;\n"
     "yuv.y = texture2D(tex_u, textureOut).r - 0.5;\n"
     "yuv.z = texture2D(tex_v, textureOut).r - 0.5;\n"
-    "rgb = mat3(1.0, 1.0, 1.0, 0.0, -0.3455, 1.779, 1.4075, -0.7169, 0) * yuv;\n"};
+    "rgb = mat3(1.0, 1.0, 1.0, 0.0, -0.3455, 1.779, 1.4075, -0.7169, 0) * yuv;\n",
+    "vec3(texture2D(tex_y, textureOut.st).r, texture2D(tex_u, textureOut.pq).r, "
+    "texture2D(tex_v, textureOut.pq).r)"};
+constexpr YuvFormula ThreePlaneFormula = {0.0, 1.4075, -0.3455, -0.7169, 1.779};
 
 constexpr LayoutTexts Nv12Texts = {
     "vec4",
@@ -37,21 +40,24 @@ constexpr LayoutTexts Nv12Texts = {
     "yuv.x = texture2D(tex_y, textureOut.st).r - 0.0625;\n"
     "yuv.y = texture2D(tex_u, textureOut.st).r - 0.5;\n"
     "yuv.z = texture2D(tex_u, textureOut.st).g - 0.5;\n"
-    "rgb = mat3(1, 1, 1, 0, -0.39465, 2.03211, 1.13983, -0.58060, 0) * yuv;\n"};
+    "rgb = mat3(1, 1, 1, 0, -0.39465, 2.03211, 1.13983, -0.58060, 0) * yuv;\n",
+    "vec3(texture2D(tex_y, textureOut.st).r, texture2D(tex_u, textureOut.pq).rg)"};
+constexpr YuvFormula Nv12Formula = {0.0625, 1.13983, -0.39465, -0.58060, 2.03211};
 
 constexpr PictureLayout Layouts[] = {
     {OVEL_DISPLAY_YV12,
      3,
      {{1, 1, 0}, {1, 2, 4}, {1, 2, 5}},
      ThreePlaneTexts,
+     ThreePlaneFormula,
      SoftwareMessage,
      SoftwareMessage},
-    {OVEL_DISPLAY_NV12, 2, {{1, 1, 0}, {2, 2, 4}, {}}, Nv12Texts, DxvaMessage, DxvaMessage},
-    {5, 0, {}, {}, ToolboxMessage, SoftwareMessage},
-    {6, 0, {}, {}, D3d11Message, D3d11Message},
-    {8, 0, {}, {}, ToolboxMessage, SoftwareMessage},
+    {OVEL_DISPLAY_NV12, 2, {{1, 1, 0}, {2, 2, 4}, {}}, Nv12Texts, Nv12Formula, DxvaMessage, DxvaMessage},
+    {5, 0, {}, {}, {}, ToolboxMessage, SoftwareMessage},
+    {6, 0, {}, {}, {}, D3d11Message, D3d11Message},
+    {8, 0, {}, {}, {}, ToolboxMessage, SoftwareMessage},
 };
-constexpr PictureLayout OtherLayout = {-1, 0, {}, {}, SoftwareMessage, SoftwareMessage};
+constexpr PictureLayout OtherLayout = {-1, 0, {}, {}, {}, SoftwareMessage, SoftwareMessage};
 
 } // namespace
 

@@ -1,7 +1,7 @@
 // The layouts that frames come in, one row each: a new format is a row and its shader text. No GL, no widget.
 #pragma once
 
-#include "OvelInterface.h"
+#include "ColorConversion.h"
 
 struct PlaneShape {
     int channels; // 1, or 2 that are interleaved
@@ -9,11 +9,12 @@ struct PlaneShape {
     int start;    // in the frame buffer, in quarters of the luma plane
 };
 
-// What the fragment shader of a layout is made of.
+// What the fragment shaders of a layout are made of: that of its own formula and those of a described colour.
 struct LayoutTexts {
     const char* textureType; // of the texture coordinates
     const char* inputs;      // varyings and samplers
     const char* conversion;  // statements from the samples to vec3 rgb
+    const char* samples;     // vec3 of Y, U, V; luma at textureOut.st, chroma at textureOut.pq
 };
 
 struct PictureLayout {
@@ -21,6 +22,7 @@ struct PictureLayout {
     int planes; // 0: frames are taken, but not painted
     PlaneShape plane[3];
     LayoutTexts texts;
+    YuvFormula formula;           // the same as in the text
     const char* fullFrameMessage; // what a change to this display type writes into the log
     const char* subImageMessage;
 

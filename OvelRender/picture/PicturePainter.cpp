@@ -6,7 +6,7 @@
 #include <QOpenGLFunctions>
 #include <QOpenGLShaderProgram>
 
-#include <algorithm>
+#include <utility>
 
 bool PicturePainter::Upload(const GlProfile& profile, const PicturePlanes& planes,
                             const unsigned int (&textures)[3], TextureStorage storage, quint64 serial)
@@ -23,49 +23,65 @@ bool PicturePainter::Upload(const GlProfile& profile, const PicturePlanes& plane
     return true;
 }
 
-// A program that does nothing but show the picture, where it gives the same pixels as the renderer's.
-bool PicturePainter::BindOwnProgram(const GlProfile& profile, const PictureLayout& layout)
+// A program that does nothing but show the picture: that of a described colour, or one that gives the same
+// pixels as the renderer's.
+bool PicturePainter::BindOwnProgram(const GlProfile& profile, const PictureLayout& layout,
+                                    const tagOvelColor& color)
 {
-    if (!profile.fullPrecision)
+    const bool isPlain = IsPlainColor(color);
+    if (isPlain && !profile.fullPrecision)
         return false;
-    if (m_own && m_ownType == layout.displayType)
-        return m_own->program->bind();
+    if (m_own && m_ownType == layout.displayType && IsSameColor(m_ownColor, color))
+        return m_own->program->isLinked() && m_own->program->bind();
     m_own = std::make_unique<ShaderProgram>(
-        BuildPictureProgram(profile, layout, PictureProgramKind::PictureOnly));
+        isPlain ? BuildPictureProgram(profile, layout, PictureProgramKind::PictureOnly)
+                : BuildColorProgram(profile, layout, color));
     m_ownType = layout.displayType;
+    m_ownColor = color;
+    m_failure = isPlain ? QString() : m_own->failure;
     return BindSamplers(*m_own->program, layout);
 }
 
-void PicturePainter::Draw(const GlProfile& profile, const PictureLayout& layout,
+void PicturePainter::Draw(const GlProfile& profile, const PictureLayout& layout, const tagOvelColor& color,
                           const RendererProgram& renderer, const float (&vertices)[8],
                           const tagOvelVideoRotate& rotate)
 {
-    if (BindOwnProgram(profile, layout)) {
-        DrawQuad(vertices, rotate);
+    const ChromaSpan chroma =
+        ChromaSpanOf(color.iChromaSiting, m_uploadedSize.width(), m_uploadedSize.height());
+    if (BindOwnProgram(profile, layout, color)) {
+        DrawQuad(vertices, rotate, chroma);
     } else {
         renderer.program.bind();
         if (renderer.matrixLocation >= 0)
             renderer.program.setUniformValue(renderer.matrixLocation, ComputeViewMatrix(rotate));
-        DrawQuad(vertices, {});
+        DrawQuad(vertices, {}, chroma);
     }
     QOpenGLContext::currentContext()->functions()->glUseProgram(0);
 }
 
-void PicturePainter::DrawQuad(const float (&vertices)[8], const tagOvelVideoRotate& rotate)
+void PicturePainter::DrawQuad(const float (&vertices)[8], const tagOvelVideoRotate& rotate,
+                              const ChromaSpan& chroma)
 {
+    // Position, luma coordinates, chroma coordinates: programs that know one pair take the luma's for both.
     const QMatrix4x4 turn = ComputeViewMatrix(rotate);
-    float v[8];
+    std::array<float, 24> quad;
+    float* next = quad.data();
     for (int i = 0; i < 8; i += 2) {
-        v[i] = turn(0, 0) * vertices[i] + turn(0, 1) * vertices[i + 1];
-        v[i + 1] = turn(1, 0) * vertices[i] + turn(1, 1) * vertices[i + 1];
+        const bool isRight = i % 4 == 2;
+        const bool isTop = i >= 4;
+        *next++ = turn(0, 0) * vertices[i] + turn(0, 1) * vertices[i + 1];
+        *next++ = turn(1, 0) * vertices[i] + turn(1, 1) * vertices[i + 1];
+        *next++ = isRight ? 1.0f : 0.0f;
+        *next++ = isTop ? 0.0f : 1.0f;
+        *next++ = isRight ? chroma.right : chroma.left;
+        *next++ = isTop ? chroma.top : chroma.bottom;
     }
-    if (!m_isLoaded || !std::equal(v, v + 8, m_loaded)) {
-        const float quad[16] = {v[0], v[1], 0, 1, v[2], v[3], 1, 1, v[4], v[5], 0, 0, v[6], v[7], 1, 0};
-        m_stream.Load(quad, sizeof(quad));
-        std::copy(v, v + 8, m_loaded);
+    if (!m_isLoaded || quad != m_loaded) {
+        m_stream.Load(quad.data(), sizeof(quad));
+        m_loaded = quad;
         m_isLoaded = true;
     }
-    m_stream.DrawStrip({4 * sizeof(float), 2, GL_FLOAT, false}, 4);
+    m_stream.DrawStrip({6 * sizeof(float), 4, GL_FLOAT, false}, 4);
 }
 
 void PicturePainter::Free()
@@ -74,4 +90,9 @@ void PicturePainter::Free()
     m_own.reset();
     m_stream.Free();
     m_isLoaded = false;
+}
+
+QString PicturePainter::TakeFailure()
+{
+    return std::exchange(m_failure, QString());
 }

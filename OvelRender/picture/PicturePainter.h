@@ -7,6 +7,8 @@
 
 #include <QSize>
 
+#include <array>
+
 // How the textures are kept: specified anew when the size changes, or of fixed size and only written into.
 enum class TextureStorage { Respecified, Fixed };
 
@@ -28,23 +30,29 @@ public:
     // The textures are others now, without a picture.
     void ForgetUpload() { m_uploaded = 0; }
 
-    // Draws the uploaded picture, turned and mirrored, row 0 of the frame at the top edge of the quad. No
-    // program is in use afterwards.
-    void Draw(const GlProfile& profile, const PictureLayout& layout, const RendererProgram& renderer,
-              const float (&vertices)[8], const tagOvelVideoRotate& rotate);
+    // Draws the uploaded picture in its colours, turned and mirrored, row 0 of the frame at the top edge of
+    // the quad. No program is in use afterwards.
+    void Draw(const GlProfile& profile, const PictureLayout& layout, const tagOvelColor& color,
+              const RendererProgram& renderer, const float (&vertices)[8], const tagOvelVideoRotate& rotate);
+
+    // Why the program of a colour could not be built, once per program; else empty. The picture is then shown
+    // by the layout's own formula.
+    QString TakeFailure();
 
     // Before the context goes, and before the end.
     void Free();
 
 private:
-    bool BindOwnProgram(const GlProfile& profile, const PictureLayout& layout);
-    void DrawQuad(const float (&vertices)[8], const tagOvelVideoRotate& rotate);
+    bool BindOwnProgram(const GlProfile& profile, const PictureLayout& layout, const tagOvelColor& color);
+    void DrawQuad(const float (&vertices)[8], const tagOvelVideoRotate& rotate, const ChromaSpan& chroma);
 
     quint64 m_uploaded = 0; // the picture in the textures; 0: none
     QSize m_uploadedSize;
     std::unique_ptr<ShaderProgram> m_own;
     int m_ownType = 0; // display type that it shows
+    tagOvelColor m_ownColor = {};
+    QString m_failure;
     VertexStream m_stream;
-    float m_loaded[8] = {};
+    std::array<float, 24> m_loaded = {};
     bool m_isLoaded = false;
 };

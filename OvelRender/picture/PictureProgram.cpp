@@ -59,7 +59,59 @@ QByteArray FragmentText(const LayoutTexts& texts, const KindTexts& kind)
            texts.conversion + "gl_FragColor = vec4(rgb, 1);\n" + kind.color + "}\n";
 }
 
+// Full precision where the context has it: limited range stretches every rounding.
+constexpr char BestPrecision[] = "#ifdef GL_ES\n"
+                                 "precision mediump int;\n"
+                                 "#ifdef GL_FRAGMENT_PRECISION_HIGH\n"
+                                 "precision highp float;\n"
+                                 "#else\n"
+                                 "precision mediump float;\n"
+                                 "#endif\n"
+                                 "#endif\n";
+
+// Always with a point, whatever the locale.
+QByteArray NumberText(double value)
+{
+    return QByteArray::number(value, 'f', 9);
+}
+
+// mat3 is filled column by column.
+QByteArray ConversionText(const char* samples, const ColorConversion& conversion)
+{
+    QByteArray matrix;
+    for (size_t column = 0; column < 3; ++column) {
+        for (const auto& row : conversion.matrix)
+            matrix += (matrix.isEmpty() ? "" : ", ") + NumberText(row[column]);
+    }
+    const auto& offset = conversion.offset;
+    return "vec3 rgb = mat3(" + matrix + ") * " + samples + " + vec3(" + NumberText(offset[0]) + ", " +
+           NumberText(offset[1]) + ", " + NumberText(offset[2]) + ");\n";
+}
+
+QByteArray SamplersText(int planes)
+{
+    QByteArray text;
+    for (int i = 0; i < planes; ++i)
+        text += QByteArray("uniform sampler2D ") + PlaneSamplers[i] + ";\n";
+    return text;
+}
+
 } // namespace
+
+ShaderProgram BuildColorProgram(const GlProfile& profile, const PictureLayout& layout,
+                                const tagOvelColor& color)
+{
+    const QByteArray conversion = ConversionText(layout.texts.samples, ConversionOf(layout.formula, color));
+    const QByteArray fragment = BestPrecision + ("varying vec4 textureOut;\n" + SamplersText(layout.planes)) +
+                                "void main(void)\n"
+                                "{\n" +
+                                conversion +
+                                "gl_FragColor = vec4(rgb, 1.0);\n"
+                                "}\n";
+    return BuildShaderProgram(profile,
+                              VertexText("vec4", Kinds[static_cast<int>(PictureProgramKind::PictureOnly)]),
+                              fragment, "textureIn");
+}
 
 ShaderProgram BuildPictureProgram(const GlProfile& profile, const PictureLayout& layout,
                                   PictureProgramKind kind)

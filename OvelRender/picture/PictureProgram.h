@@ -12,6 +12,11 @@ enum class PictureProgramKind { FullFrame, SubImage, PictureOnly };
 ShaderProgram BuildPictureProgram(const GlProfile& profile, const PictureLayout& layout,
                                   PictureProgramKind kind);
 
+// The program of a described colour, with its arithmetic as constants: nothing but the picture. Its textureIn
+// holds the luma coordinates and those of the chroma.
+ShaderProgram BuildColorProgram(const GlProfile& profile, const PictureLayout& layout,
+                                const tagOvelColor& color);
+
 // The samplers of the planes; plane i is read from texture unit i.
 constexpr const char* PlaneSamplers[3] = {"tex_y", "tex_u", "tex_v"};
 
