@@ -218,6 +218,8 @@ int CLS_ShaderBase::SetParam(int iCmd, void* pData, int iLen)
         return SetDrawRatioMode(pData, iLen);
     case OVELCMD_SET_DRAW_DST_RECT:
         return SetDrawDstRect(pData, iLen);
+    case OVELCMD_SET_COLOR:
+        return m_pState->view.SetColor(pData, iLen) ? 0 : -1;
     default:
         return -1;
     }

@@ -13,21 +13,6 @@
 namespace
 {
 
-const char* DisplayTypeMessage(int displayType)
-{
-    switch (displayType) {
-    case OVEL_DISPLAY_NV12:
-        return "ShowYuvFrame Display type is VIDEO_DISPLAY_NV12,The Player is DxvaPlayer";
-    case 5:
-    case 8:
-        return "ShowYuvFrame Display type is VIDEO_DISPLAY_VTB,The Player is HW VIDEOTOOLBOX Player";
-    case 6:
-        return "ShowYuvFrame Display type is VIDEO_DISPLAY_DXGL,The Player is D3D11Player";
-    default:
-        return "ShowYuvFrame Display type is VIDEO_DISPLAY_YV12,The Player is SoftWare Player";
-    }
-}
-
 const char* GlString(QOpenGLFunctions& gl, GLenum name)
 {
     const GLubyte* text = gl.glGetString(name);
@@ -64,7 +49,7 @@ protected:
     void ChangeDisplayType(int displayType) override
     {
         m_yuv.m_bNeedFreeSource = true;
-        api_sdk_log_msg("%s", DisplayTypeMessage(displayType));
+        api_sdk_log_msg("%s", LayoutOf(displayType).fullFrameMessage);
         m_yuv.m_nDisplayType = displayType == 4 ? 5 : displayType;
     }
     void NoteCopied(const tagYuvFrameInfo&, CopiedFrame) override {}
@@ -80,7 +65,7 @@ protected:
     void EmitUpdate() override { Q_EMIT m_yuv.signalUpdate(); }
     bool NeedsBuffer(int displayType) const override
     {
-        return displayType == OVEL_DISPLAY_YV12 || displayType == OVEL_DISPLAY_NV12;
+        return LayoutOf(displayType).IsPainted();
     }
     void FreeOutdated() override
     {
@@ -168,8 +153,8 @@ void CLS_ShaderYuv::InitGLYV12()
 {
     InnerFreeSource();
     m_pShaderProgram = m_pState->painter.BuildProgram(
-        YuvLayout::ThreePlanes, YuvProgramKind::FullFrame,
-        {m_nLocTexY, m_nLocTexU, m_nLocTexV, m_nLocDrawFlag, m_nLocDrawColor});
+        LayoutOf(OVEL_DISPLAY_YV12), PictureProgramKind::FullFrame,
+        {{&m_nLocTexY, &m_nLocTexU, &m_nLocTexV}, m_nLocDrawFlag, m_nLocDrawColor});
     m_nLocDrawAlpha = m_pShaderProgram->uniformLocation("u_fDrawAlpha");
     m_nTexIdY = NewTexture(m_pTextureY);
     m_nTexIdU = NewTexture(m_pTextureU);
@@ -180,8 +165,8 @@ void CLS_ShaderYuv::InitGLNV12()
 {
     InnerFreeSource();
     m_pShaderProgram = m_pState->painter.BuildProgram(
-        YuvLayout::Nv12, YuvProgramKind::FullFrame,
-        {m_nLocTexY, m_nLocTexU, m_nLocTexV, m_nLocDrawFlag, m_nLocDrawColor});
+        LayoutOf(OVEL_DISPLAY_NV12), PictureProgramKind::FullFrame,
+        {{&m_nLocTexY, &m_nLocTexU, &m_nLocTexV}, m_nLocDrawFlag, m_nLocDrawColor});
     m_nLocDrawAlpha = m_pShaderProgram->uniformLocation("u_fDrawAlpha");
     m_nTexIdY = NewTexture(m_pTextureY);
     m_nTexIdU = NewTexture(m_pTextureU);
@@ -207,6 +192,7 @@ int CLS_ShaderYuv::Release()
     m_nVideoHeight = 0;
     CLS_ShaderBase::Release();
     m_pState->view.ResetZoom();
+    m_pState->view.ResetColor();
     m_pState->view.ResetDestination();
     Q_EMIT signalUpdate();
     return 0;
@@ -300,7 +286,7 @@ int CLS_ShaderYuv::SaveDrawGrapInfo(void* pData, int iLen)
 int CLS_ShaderYuv::SetParam(int iCmd, void* pData, int iLen)
 {
     const int result = CLS_ShaderBase::SetParam(iCmd, pData, iLen);
-    if (iCmd == OVELCMD_SET_EZOOM_AREA)
+    if (iCmd == OVELCMD_SET_EZOOM_AREA || (iCmd == OVELCMD_SET_COLOR && result == 0))
         Q_EMIT signalUpdate();
     return result;
 }

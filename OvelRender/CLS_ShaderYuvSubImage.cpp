@@ -18,18 +18,6 @@ namespace
 
 constexpr int DisplayTypeDxgl = 6; // shown from elsewhere: paints its overlays without a buffer
 
-const char* DisplayTypeMessage(int displayType)
-{
-    switch (displayType) {
-    case OVEL_DISPLAY_NV12:
-        return "ShowYuvFrame Display type is VIDEO_DISPLAY_NV12,The Player is DxvaPlayer";
-    case DisplayTypeDxgl:
-        return "ShowYuvFrame Display type is VIDEO_DISPLAY_DXGL,The Player is D3D11Player";
-    default:
-        return "ShowYuvFrame Display type is VIDEO_DISPLAY_YV12,The Player is SoftWare Player";
-    }
-}
-
 // The line number is part of the text that log readers know.
 bool NewTexture(QSharedPointer<QOpenGLTexture>& texture, const char* function, int line)
 {
@@ -57,7 +45,7 @@ protected:
     void ChangeDisplayType(int displayType) override
     {
         m_yuv.InnerFreeSource();
-        api_sdk_log_msg("%s", DisplayTypeMessage(displayType));
+        api_sdk_log_msg("%s", LayoutOf(displayType).subImageMessage);
         m_yuv.m_nDisplayType = displayType;
     }
     void NoteCopied(const tagYuvFrameInfo& frame, CopiedFrame copied) override
@@ -175,12 +163,13 @@ void CLS_ShaderYuvSubImage::InitGLYV12()
     delete m_pShaderProgram;
     m_pShaderProgram = nullptr;
     m_pShaderProgram =
-        m_pState->painter.BuildProgram(YuvLayout::ThreePlanes, YuvProgramKind::SubImage,
-                               {m_nLocTexY, m_nLocTexU, m_nLocTexV, m_nLocDrawFlag, m_nLocDrawColor});
+        m_pState->painter.BuildProgram(LayoutOf(OVEL_DISPLAY_YV12), PictureProgramKind::SubImage,
+                               {{&m_nLocTexY, &m_nLocTexU, &m_nLocTexV}, m_nLocDrawFlag, m_nLocDrawColor});
     if (!NewTexture(m_spTextureY, "InitGLYV12", 150) || !NewTexture(m_spTextureU, "InitGLYV12", 156) ||
         !NewTexture(m_spTextureV, "InitGLYV12", 162))
         return;
-    const PicturePlanes planes = ThreePlanes(m_pYuvBuf, m_nVideoWidth, m_nVideoHeight);
+    const PicturePlanes planes =
+        PlanesInBuffer(LayoutOf(OVEL_DISPLAY_YV12), m_pYuvBuf, m_nVideoWidth, m_nVideoHeight);
     m_nTexIdY = AllocatePlane(m_pState->painter.Profile(), *m_spTextureY, planes.plane[0]);
     m_nTexIdU = AllocatePlane(m_pState->painter.Profile(), *m_spTextureU, planes.plane[1]);
     m_nTexIdV = AllocatePlane(m_pState->painter.Profile(), *m_spTextureV, planes.plane[2]);
@@ -191,11 +180,12 @@ void CLS_ShaderYuvSubImage::InitGLNV12()
     delete m_pShaderProgram;
     m_pShaderProgram = nullptr;
     m_pShaderProgram =
-        m_pState->painter.BuildProgram(YuvLayout::Nv12, YuvProgramKind::SubImage,
-                               {m_nLocTexY, m_nLocTexU, m_nLocTexV, m_nLocDrawFlag, m_nLocDrawColor});
+        m_pState->painter.BuildProgram(LayoutOf(OVEL_DISPLAY_NV12), PictureProgramKind::SubImage,
+                               {{&m_nLocTexY, &m_nLocTexU, &m_nLocTexV}, m_nLocDrawFlag, m_nLocDrawColor});
     if (!NewTexture(m_spTextureY, "InitGLNV12", 273) || !NewTexture(m_spTextureU, "InitGLNV12", 279))
         return;
-    const PicturePlanes planes = Nv12Planes(m_pYuvBuf, m_pYuvBuf, m_nVideoWidth, m_nVideoHeight);
+    const PicturePlanes planes =
+        PlanesInBuffer(LayoutOf(OVEL_DISPLAY_NV12), m_pYuvBuf, m_nVideoWidth, m_nVideoHeight);
     m_nTexIdY = AllocatePlane(m_pState->painter.Profile(), *m_spTextureY, planes.plane[0]);
     m_nTexIdU = AllocatePlane(m_pState->painter.Profile(), *m_spTextureU, planes.plane[1]);
 }
@@ -220,6 +210,7 @@ int CLS_ShaderYuvSubImage::Release()
     m_nVideoHeight = 0;
     CLS_ShaderBase::Release();
     m_pState->view.ResetZoom();
+    m_pState->view.ResetColor();
     return 0;
 }
 
@@ -283,7 +274,7 @@ int CLS_ShaderYuvSubImage::SaveDrawGrapInfo(void* pData, int iLen)
 int CLS_ShaderYuvSubImage::SetParam(int iCmd, void* pData, int iLen)
 {
     const int result = CLS_ShaderBase::SetParam(iCmd, pData, iLen);
-    if (iCmd == OVELCMD_SET_EZOOM_AREA)
+    if (iCmd == OVELCMD_SET_EZOOM_AREA || (iCmd == OVELCMD_SET_COLOR && result == 0))
         Q_EMIT signalUpdate();
     return result;
 }

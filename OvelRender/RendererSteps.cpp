@@ -4,16 +4,6 @@
 
 #include <utility>
 
-namespace
-{
-
-bool IsPainted(int displayType)
-{
-    return displayType == OVEL_DISPLAY_YV12 || displayType == OVEL_DISPLAY_NV12;
-}
-
-} // namespace
-
 RendererSteps::Taken RendererSteps::TakeFrame(const void* pFrame, int iSize, tagYuvFrameInfo& frame)
 {
     const std::optional<tagYuvFrameInfo> read = ReadDescriptor(pFrame, iSize);
@@ -126,10 +116,11 @@ void RendererSteps::Paint()
         return;
     FreeOutdated();
     const int displayType = m_renderer.m_nDisplayType;
+    const bool isPainted = LayoutOf(displayType).IsPainted();
     const bool hasBuffer = m_renderer.m_pYuvBuf || !NeedsBuffer(displayType);
     if (displayType == NoPicture || (!hasBuffer && !m_parts.frames.IsLost()))
         PaintBlack();
-    else if (!hasBuffer || (IsPainted(displayType) && !m_parts.frames.HoldsPicture(displayType)))
+    else if (!hasBuffer || (isPainted && !m_parts.frames.HoldsPicture(displayType)))
         m_parts.painter.KeepPicture(CurrentSurface());
     else
         Compose(lock, displayType);
@@ -144,14 +135,15 @@ void RendererSteps::PaintBlack()
 // What belongs together is taken together under the frame lock: picture, overlays and texts.
 void RendererSteps::Compose(FrameLock& lock, int displayType)
 {
-    if (IsPainted(displayType))
+    const bool isPainted = LayoutOf(displayType).IsPainted();
+    if (isPainted)
         PreparePicture(displayType);
     ContextPainter& painter = m_parts.painter;
     PaintedView view = CurrentView();
     const bool labelsChange = TakeOverlays(view);
     if (!painter.HasShown(view)) {
         painter.FillFramebuffer(view.surface);
-        if (!IsPainted(displayType) || !PaintPlanes(displayType, view.parameters))
+        if (!isPainted || !PaintPlanes(displayType, view.parameters))
             painter.Clear();
         lock.Unlock(); // intake need not wait for what follows
         painter.PaintOpaqueOverlays();
@@ -188,13 +180,11 @@ bool RendererSteps::PaintPlanes(int displayType, const ViewParameters& view)
     const PictureTarget target = Target(view);
     if (!target.program || !m_parts.frames.HoldsPicture(displayType))
         return false;
-    const int width = m_renderer.m_nVideoWidth;
-    const int height = m_renderer.m_nVideoHeight;
-    const PicturePlanes planes = displayType == OVEL_DISPLAY_NV12
-                                     ? Nv12Planes(m_renderer.m_pNV12Y, m_renderer.m_pNV12UV, width, height)
-                                     : ThreePlanes(m_renderer.m_pYuvBuf, width, height);
+    const PictureLayout& layout = LayoutOf(displayType);
+    const PicturePlanes planes = PlanesInBuffer(layout, m_renderer.m_pYuvBuf, m_renderer.m_nVideoWidth,
+                                                m_renderer.m_nVideoHeight);
     const ContextPainter::Drawn drawn =
-        m_parts.painter.DrawPicture(target, planes, m_parts.frames.Serial(), view.zoom);
+        m_parts.painter.DrawPicture(target, layout, planes, m_parts.frames.Serial(), view);
     if (drawn == ContextPainter::Drawn::Uploaded)
         m_parts.frames.NoteRead();
     return drawn != ContextPainter::Drawn::Nothing;

@@ -20,7 +20,7 @@ void ContextPainter::Enter()
     m_functions = QOpenGLContext::currentContext()->functions();
     m_profile = GlProfile::OfCurrentContext();
     m_paintedIsValid = false;
-    m_uploaded = 0;
+    m_picturePainter.ForgetUpload();
     m_refusedSize = false;
     m_programFailed = false;
 }
@@ -28,10 +28,9 @@ void ContextPainter::Enter()
 void ContextPainter::Free()
 {
     m_overlayPainter.Free();
-    m_quad.Free();
+    m_picturePainter.Free();
     m_meshOf = PaintedView();
     m_paintedIsValid = false;
-    m_uploaded = 0;
 }
 
 void ContextPainter::SetShown(const PaintedView& view)
@@ -65,32 +64,27 @@ void ContextPainter::FillFramebuffer(const Surface& surface)
     m_functions->glViewport(0, 0, pixels.width(), pixels.height());
 }
 
-QOpenGLShaderProgram* ContextPainter::BuildProgram(YuvLayout layout, YuvProgramKind kind,
+QOpenGLShaderProgram* ContextPainter::BuildProgram(const PictureLayout& layout, PictureProgramKind kind,
                                                    const PictureUniforms& uniforms)
 {
-    const BuiltProgram built = BuildYuvProgram(m_profile, layout, kind);
+    ShaderProgram built = BuildPictureProgram(m_profile, layout, kind);
     if (!built.failure.isEmpty() && !m_programFailed) {
-        LogError("ContextPainter", __func__, __LINE__, "picture program failed, %s", qPrintable(built.failure));
+        LogError("ContextPainter", __func__, __LINE__, "picture program failed, %s",
+                 qPrintable(built.failure));
         m_programFailed = true;
     }
     QOpenGLShaderProgram& program = *built.program;
-    uniforms.planeY = program.uniformLocation("tex_y");
-    uniforms.planeU = program.uniformLocation("tex_u");
-    if (layout == YuvLayout::ThreePlanes)
-        uniforms.planeV = program.uniformLocation("tex_v");
+    for (int i = 0; i < layout.planes; ++i)
+        *uniforms.plane[i] = program.uniformLocation(PlaneSamplers[i]);
     uniforms.drawFlag = program.uniformLocation("u_iDrawFlag");
     uniforms.drawColor = program.uniformLocation("u_vDrawColor");
     m_matrixLocation = program.uniformLocation("u_Matrix");
-    if (program.bind()) {
-        program.setUniformValue(uniforms.planeY, 0);
-        program.setUniformValue(uniforms.planeU, 1);
-        if (layout == YuvLayout::ThreePlanes)
-            program.setUniformValue(uniforms.planeV, 2);
+    if (BindSamplers(program, layout)) {
         program.setUniformValue(uniforms.drawFlag, 0);
         program.release();
     }
-    m_uploaded = 0; // the textures are new with the program
-    return built.program;
+    m_picturePainter.ForgetUpload(); // the textures are new with the program
+    return built.program.release();
 }
 
 void ContextPainter::SetMatrix(QOpenGLShaderProgram& program, const tagOvelVideoRotate& rotate)
@@ -110,43 +104,27 @@ bool ContextPainter::FitsContext(int width, int height)
     return fits;
 }
 
-ContextPainter::Drawn ContextPainter::DrawPicture(const PictureTarget& target, const PicturePlanes& planes,
-                                                  quint64 serial, const tagOvelZoomArea& zoom)
+ContextPainter::Drawn ContextPainter::DrawPicture(const PictureTarget& target, const PictureLayout& layout,
+                                                  const PicturePlanes& planes, quint64 serial,
+                                                  const ViewParameters& view)
 {
     const Plane& luma = planes.plane[0];
     if (!target.program->isLinked() || !FitsContext(luma.width, luma.height))
         return Drawn::Nothing;
-    const bool isUploaded = UploadPicture(target, planes, serial);
+    const bool isUploaded =
+        m_picturePainter.Upload(m_profile, planes, target.textures, target.storage, serial);
     float vertices[8] = {};
-    ComputeQuad(target.destination, zoom, vertices);
+    ComputeQuad(target.destination, view.zoom, vertices);
     if (!IsDrawable(vertices))
         return Drawn::Nothing;
     if (!CoversViewport(vertices))
         Clear();
-    if (m_quad.BindProgram(m_profile, planes.count == 2 ? YuvLayout::Nv12 : YuvLayout::ThreePlanes)) {
-        m_quad.Draw(vertices, target.rotate);
-    } else {
-        target.program->bind();
-        SetMatrix(*target.program, target.rotate);
-        m_quad.Draw(vertices, {});
-    }
-    m_functions->glUseProgram(0);
+    m_picturePainter.Draw(m_profile, layout, view.color, {*target.program, m_matrixLocation}, vertices,
+                          target.rotate);
+    const QString failure = m_picturePainter.TakeFailure();
+    if (!failure.isEmpty())
+        LogError("ContextPainter", __func__, __LINE__, "color program failed, %s", qPrintable(failure));
     return isUploaded ? Drawn::Uploaded : Drawn::Again;
-}
-
-bool ContextPainter::UploadPicture(const PictureTarget& target, const PicturePlanes& planes, quint64 serial)
-{
-    const QSize size(planes.plane[0].width, planes.plane[0].height);
-    if (m_uploaded == serial && m_uploadedSize == size) {
-        BindPlanes(planes.count, target.textures);
-        return false;
-    }
-    const bool storageFits =
-        target.storage == TextureStorage::Fixed || (m_uploaded != 0 && m_uploadedSize == size);
-    UploadPlanes(m_profile, planes, target.textures, storageFits ? Upload::Update : Upload::Replace);
-    m_uploaded = serial;
-    m_uploadedSize = size;
-    return true;
 }
 
 void ContextPainter::MeshOverlays(const QVector<__tagQDrawGraphInfo>& records, OverlayKinds kinds,

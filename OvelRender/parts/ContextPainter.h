@@ -5,8 +5,7 @@
 #include "ViewStore.h"
 #include "picture/GlProfile.h"
 #include "picture/OverlayPainter.h"
-#include "picture/PlaneTextures.h"
-#include "picture/YuvProgram.h"
+#include "picture/PicturePainter.h"
 
 #include <QVector>
 
@@ -37,15 +36,9 @@ struct PaintedView {
     bool operator==(const PaintedView& other) const;
 };
 
-// How a renderer keeps its textures: specified anew when the size changes, or of fixed size and only written
-// into.
-enum class TextureStorage { Respecified, Fixed };
-
 // Where a renderer keeps the uniform locations of its picture program.
 struct PictureUniforms {
-    int& planeY;
-    int& planeU;
-    int& planeV; // three planes only
+    int* plane[3]; // those that the layout has are written
     int& drawFlag;
     int& drawColor;
 };
@@ -84,17 +77,18 @@ public:
 
     // Builds a program, with the samplers at the units of their planes and no overlay colour. An error says
     // why it failed, once per context; the program then draws nothing.
-    QOpenGLShaderProgram* BuildProgram(YuvLayout layout, YuvProgramKind kind, const PictureUniforms& uniforms);
+    QOpenGLShaderProgram* BuildProgram(const PictureLayout& layout, PictureProgramKind kind,
+                                       const PictureUniforms& uniforms);
     // Hands the rotation to the program, which must be bound, if it has a matrix.
     void SetMatrix(QOpenGLShaderProgram& program, const tagOvelVideoRotate& rotate);
     // Whether the context can show a picture of this size; logs it once when it cannot.
     bool FitsContext(int width, int height);
     // What became of a picture: it is in the textures from now on, was there already, or cannot be shown.
     enum class Drawn { Uploaded, Again, Nothing };
-    // Uploads the planes of the picture with this serial if they are not in the textures yet and draws them,
-    // the surroundings black.
-    Drawn DrawPicture(const PictureTarget& target, const PicturePlanes& planes, quint64 serial,
-                      const tagOvelZoomArea& zoom);
+    // Uploads the planes of the picture with this serial, of this layout, if they are not in the textures yet
+    // and draws them, the surroundings black.
+    Drawn DrawPicture(const PictureTarget& target, const PictureLayout& layout, const PicturePlanes& planes,
+                      quint64 serial, const ViewParameters& view);
 
     // Meshes the records unless the mesh is of this view already. Needs no context; the caller holds the
     // records' lock.
@@ -104,20 +98,17 @@ public:
     void PaintTranslucentOverlays();
 
 private:
-    bool UploadPicture(const PictureTarget& target, const PicturePlanes& planes, quint64 serial);
     void LoadMesh();
 
     QOpenGLFunctions* m_functions = nullptr; // the context's
     GlProfile m_profile;
-    PictureQuad m_quad;
+    PicturePainter m_picturePainter;
     OverlayMesh m_mesh;
     PaintedView m_meshOf;
     bool m_meshIsLoaded = true;
     OverlayPainter m_overlayPainter;
     PaintedView m_painted;
     bool m_paintedIsValid = false;
-    quint64 m_uploaded = 0; // serial of the picture in the textures; 0: none
-    QSize m_uploadedSize;
     bool m_refusedSize = false;   // said that the picture is too large
     bool m_programFailed = false; // said that a program cannot be built
     int m_matrixLocation = -1;

@@ -1,5 +1,6 @@
 #include "ViewStore.h"
 
+#include "picture/ColorConversion.h"
 #include "picture/DisplayGeometry.h"
 
 #include <algorithm>
@@ -24,7 +25,7 @@ bool SameRotation(const tagOvelVideoRotate& a, const tagOvelVideoRotate& b)
 bool operator==(const ViewParameters& a, const ViewParameters& b)
 {
     return SameArea(a.zoom, b.zoom) && SameArea(a.destination, b.destination) &&
-           SameRotation(a.rotate, b.rotate);
+           SameRotation(a.rotate, b.rotate) && IsSameColor(a.color, b.color);
 }
 
 void CopyPayload(void* value, size_t bytes, const void* data, int length)
@@ -37,7 +38,8 @@ ViewParameters ViewStore::Get() const
     const std::lock_guard<std::mutex> lock(m_mutex);
     return {m_fields.zoom,
             m_fields.destination,
-            {m_fields.rotateDirection, m_fields.rotateAngle, m_fields.mirrorType}};
+            {m_fields.rotateDirection, m_fields.rotateAngle, m_fields.mirrorType},
+            m_color};
 }
 
 QRect ViewStore::DestinationPixels() const
@@ -73,10 +75,27 @@ tagOvelZoomArea ViewStore::SetDestination(const tagQRECT& rect, const QSize& wid
     return m_fields.destination;
 }
 
+bool ViewStore::SetColor(const void* data, int length)
+{
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    tagOvelColor color = m_color;
+    CopyPayload(color, data, length);
+    if (!IsKnownColor(color))
+        return false;
+    m_color = color;
+    return true;
+}
+
 void ViewStore::ResetZoom()
 {
     const std::lock_guard<std::mutex> lock(m_mutex);
     m_fields.zoom = WholeArea;
+}
+
+void ViewStore::ResetColor()
+{
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    m_color = {};
 }
 
 void ViewStore::ResetDestination()

@@ -14,6 +14,7 @@ struct ViewParameters {
     tagOvelZoomArea zoom;
     tagOvelZoomArea destination;
     tagOvelVideoRotate rotate;
+    tagOvelColor color;
 };
 // By bytes where numbers may be none, so that such a view equals itself.
 bool operator==(const ViewParameters& a, const ViewParameters& b);
@@ -43,7 +44,10 @@ public:
     tagOvelVideoRotate SetRotation(const void* data, int length);
     // The rectangle, and its fractions of the widget unless that is empty; returns the fractions stored now.
     tagOvelZoomArea SetDestination(const tagQRECT& rect, const QSize& widgetSize);
+    // False, and nothing is stored, when that would be no known description.
+    bool SetColor(const void* data, int length);
     void ResetZoom();
+    void ResetColor();
     void ResetDestination();
 
     // What the GUI thread saw last. A hidden widget is resized without an event: only Qt knows its size.
@@ -55,6 +59,7 @@ public:
 private:
     mutable std::mutex m_mutex; // a leaf, held only to copy
     const ViewFields m_fields;
+    tagOvelColor m_color = {};
     std::atomic<qint64> m_visibleSize{-1};
 };
 
