@@ -11,14 +11,14 @@
 #include <dlfcn.h>
 
 #if defined(__SANITIZE_THREAD__)
-#define OVEL_UNLOCK_IS_TAKEN 1
+#define OVEL_LOCKS_ARE_TAKEN 1
 #elif defined(__has_feature)
 #if __has_feature(thread_sanitizer)
-#define OVEL_UNLOCK_IS_TAKEN 1
+#define OVEL_LOCKS_ARE_TAKEN 1
 #endif
 #endif
-#if QT_VERSION_MAJOR >= 6 // an inline function
-#define OVEL_UNLOCK_IS_TAKEN 1
+#if QT_VERSION_MAJOR >= 6 // inline functions
+#define OVEL_LOCKS_ARE_TAKEN 1
 #endif
 
 using namespace OvelTest;
@@ -26,11 +26,14 @@ using namespace OvelTest;
 namespace
 {
 
-// Does something once when the GUI thread lets go of a mutex.
-struct UnlockWatch {
-    std::atomic<QMutex*> mutex{nullptr};
-    std::function<void()> action;
-} unlockWatch;
+// Does something once when the GUI thread lets go of a mutex, and around each of its tries to get one.
+struct LockWatch {
+    std::atomic<QMutex*> released{nullptr};
+    std::function<void()> onRelease;
+    std::atomic<QMutex*> wanted{nullptr};
+    std::function<void()> onTry;
+    std::function<void()> onGot;
+} lockWatch;
 
 // Frames tell their numbers by the brightness of picture and overlay and by the label's text.
 constexpr int Numbers = 7;
@@ -142,7 +145,7 @@ protected:
 };
 OVEL_FOR_BOTH_RENDERERS(Together);
 
-#ifndef OVEL_UNLOCK_IS_TAKEN
+#ifndef OVEL_LOCKS_ARE_TAKEN
 // The next frame comes at the very moment the paint lets its lock go, and its callback is fast or slow.
 TEST_P(Together, APaintTakesAllOfAFrame)
 {
@@ -174,13 +177,13 @@ TEST_P(Together, APaintTakesAllOfAFrame)
             bool eventFilter(QObject*, QEvent* event) override
             {
                 if (event->type() == QEvent::Paint)
-                    unlockWatch.mutex = mutex;
+                    lockWatch.released = mutex;
                 return false;
             }
             QMutex* mutex = nullptr;
         } arming;
         arming.mutex = &window.renderer->m_mutexYuvBuf;
-        unlockWatch.action = [&] {
+        lockWatch.onRelease = [&] {
             feeder = std::make_unique<HostThread>([&] { EXPECT_EQ(second.Feed(window.handle), 0); });
             (slow ? inSecond : feeder->done).Wait(1000);
         };
@@ -195,6 +198,44 @@ TEST_P(Together, APaintTakesAllOfAFrame)
         Ovel_ClearDraw(window.handle);
         RunEvents();
     }
+}
+
+// Feeders without pauses, more than there are processors: a paint that waits for its frame is next.
+TEST_P(Together, AWaitingPaintGoesBeforeFurtherFrames)
+{
+    std::vector<std::unique_ptr<RenderWindow>> others;
+    std::vector<std::unique_ptr<HostThread>> feeders;
+    std::atomic<bool> stop{false};
+    const auto feed = [&](void* handle) {
+        feeders.push_back(std::make_unique<HostThread>([&stop, handle] {
+            Frame frame(MakePicture(1280, 720), OVEL_DISPLAY_YV12);
+            while (!stop)
+                frame.Feed(handle);
+        }));
+    };
+    std::atomic<int> begun{0};
+    ScriptedHost host([&](const ScriptedHost::Run&) { ++begun; });
+    host.Attach(window.handle);
+    int begunAtTry = 0;
+    int waits = 0;
+    int overtook = 0;
+    lockWatch.onTry = [&] { begunAtTry = begun; };
+    lockWatch.onGot = [&] {
+        ++waits;
+        overtook += begun - begunAtTry;
+    };
+    lockWatch.wanted = &window.renderer->m_mutexYuvBuf;
+    for (int i = 0; i < 3; ++i) {
+        others.push_back(std::make_unique<RenderWindow>(GetParam()));
+        feed(others.back()->handle);
+    }
+    feed(window.handle);
+    EXPECT_TRUE(WaitUntil([&] { return waits >= 20 || overtook > 400; }, 10000));
+    stop = true;
+    feeders.clear();
+    lockWatch.wanted = nullptr;
+    EXPECT_LE(overtook, 2 * waits) << "one is being copied, one is past the gate";
+    Ovel_ClearDraw(window.handle);
 }
 #endif
 
@@ -383,16 +424,29 @@ TEST(TogetherUnderLoad, EveryPictureIsWhole)
 
 } // namespace
 
-#ifndef OVEL_UNLOCK_IS_TAKEN
-// Takes the place of Qt's own.
+#ifndef OVEL_LOCKS_ARE_TAKEN
+// Take the places of Qt's own.
 void QMutex::unlock() noexcept
 {
     using Unlock = void (*)(QMutex*);
     static const auto real = reinterpret_cast<Unlock>(dlsym(RTLD_NEXT, "_ZN6QMutex6unlockEv"));
     real(this);
-    if (unlockWatch.mutex != this || !OnGuiThread())
+    if (lockWatch.released != this || !OnGuiThread())
         return;
-    unlockWatch.mutex = nullptr;
-    unlockWatch.action();
+    lockWatch.released = nullptr;
+    lockWatch.onRelease();
+}
+
+bool QMutex::tryLock(int milliseconds) QT_MUTEX_LOCK_NOEXCEPT
+{
+    using TryLock = bool (*)(QMutex*, int);
+    static const auto real = reinterpret_cast<TryLock>(dlsym(RTLD_NEXT, "_ZN6QMutex7tryLockEi"));
+    const bool watched = milliseconds != 0 && lockWatch.wanted == this && OnGuiThread();
+    if (watched)
+        lockWatch.onTry();
+    const bool got = real(this, milliseconds);
+    if (watched)
+        lockWatch.onGot();
+    return got;
 }
 #endif
