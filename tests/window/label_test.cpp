@@ -103,7 +103,8 @@ TEST_P(LabelTest, Encodings)
     };
     const QString chinese = QString::fromUtf8("\xE4\xB8\xAD\xE6\x96\x87");
     const std::string filled(136, 'a');
-    const Case cases[] = {{"\xD6\xD0\xCE\xC4", OVEL_TEXT_GBK, chinese},
+    const Case cases[] = {{{}, false},
+                          {"\xD6\xD0\xCE\xC4", OVEL_TEXT_GBK, chinese},
                           {"\xE4\xB8\xAD\xE6\x96\x87", OVEL_TEXT_UTF8, chinese},
                           {"caf\xC3\xA9", 0, QString::fromLocal8Bit("caf\xC3\xA9")},
                           {"local", -77, "local"},
@@ -219,7 +220,7 @@ TEST_P(LabelTest, ClearDrawElsewhereSparesTheNextFrame)
                 EXPECT_EQ(Frame(MakePicture(32, 24), OVEL_DISPLAY_YV12).Feed(window.handle), 0);
             }).join();
             if (painted) // before anything that was posted
-                window.renderer->repaint();
+                static_cast<void>(window.Framebuffer());
             RunEventsFor(30);
             EXPECT_EQ(Texts(), (std::vector<std::string>{"after", ""}));
         }
@@ -265,6 +266,7 @@ TEST_P(LabelTest, NoLabelsWithoutAPicture)
         std::function<void()> act;
     };
     const Case cases[] = {
+        {{}, false},
         {"resize", [this] { window.top->resize(window.top->width() == 180 ? 200 : 180, 160); }},
         {"zoom",
          [this] {
