@@ -349,7 +349,7 @@ TEST_P(Together, NoTextIsMissed)
     int missed = 0;
     QElapsedTimer timer;
     timer.start();
-    while (wanted < 4000 && static_cast<double>(timer.elapsed()) < TestSeconds(2) * 500) {
+    while (wanted < 4000 && static_cast<double>(timer.elapsed()) < TestSeconds(2) * 1000) {
         window.renderer->InnerClearDrawInfo();
         window.renderer->DrawTextInfo();
         ++wanted;
@@ -360,7 +360,7 @@ TEST_P(Together, NoTextIsMissed)
     }
     stop = true;
     pusher.join();
-    EXPECT_EQ(missed, 0) << "of " << wanted;
+    EXPECT_EQ(missed, 0) << "of " << wanted;fprintf(stderr,"ROUNDS %d %d\n",missed,wanted.load());
 }
 
 // Six windows, each with a feeder whose callback takes its time; every picture that reaches the screen is
