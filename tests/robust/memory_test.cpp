@@ -19,6 +19,7 @@ using namespace OvelTest;
 extern "C" void* __libc_malloc(size_t bytes);
 extern "C" void* __libc_calloc(size_t count, size_t bytes);
 extern "C" void* __libc_realloc(void* memory, size_t bytes);
+extern "C" void* __libc_memalign(size_t alignment, size_t bytes);
 
 namespace
 {
@@ -79,6 +80,17 @@ extern "C" void* calloc(size_t count, size_t bytes) noexcept
 extern "C" void* realloc(void* memory, size_t bytes) noexcept
 {
     return Fails() ? nullptr : __libc_realloc(memory, bytes);
+}
+
+extern "C" void* aligned_alloc(size_t alignment, size_t bytes) noexcept
+{
+    return Fails() ? nullptr : __libc_memalign(alignment, bytes);
+}
+
+extern "C" int posix_memalign(void** memory, size_t alignment, size_t bytes) noexcept
+{
+    *memory = Fails() ? nullptr : __libc_memalign(alignment, bytes);
+    return *memory ? 0 : ENOMEM;
 }
 
 namespace
@@ -243,6 +255,30 @@ TEST_P(Memory, FrameRecordCommand)
     ASSERT_TRUE(window.Show(picture, OVEL_DISPLAY_NV12));
     EXPECT_TRUE(ShowsCanvas(window.Framebuffer(),
                             RenderPicture(picture, OVEL_DISPLAY_NV12, window.CurrentView()), 5));
+}
+
+// A frame that finds no memory is refused, and the picture before it stays on the screen, also when the
+// window is painted again. The sub-image renderer shows black without a buffer.
+TEST_P(Memory, ThePictureBeforeStays)
+{
+    RenderWindow window(GetParam());
+    for (const int layout : {OVEL_DISPLAY_YV12, OVEL_DISPLAY_NV12}) {
+        ASSERT_TRUE(window.Show(MakePicture(40, 30, layout), layout));
+        QImage expected = window.Framebuffer();
+        if (window.IsSubImage())
+            expected.fill(Qt::black);
+        Frame larger(MakePicture(80, 60), layout);
+        {
+            const FailingAllocations failing(1, false);
+            EXPECT_EQ(larger.Feed(window.handle), -1);
+        }
+        for (int i = 0; i < 3; ++i)
+            ASSERT_TRUE(window.Repaint());
+        EXPECT_TRUE(SameImage(window.Framebuffer(), expected));
+        ASSERT_TRUE(window.Show(std::move(larger)));
+        EXPECT_TRUE(ShowsCanvas(window.Framebuffer(),
+                                RenderPicture(MakePicture(80, 60), layout, window.CurrentView()), 5));
+    }
 }
 
 } // namespace

@@ -265,6 +265,8 @@ TEST_P(FacadeLife, ParentDeletesTheRenderer)
     SmallFrame().Feed(handle);
     RunEventsFor(20);
     delete parent;
+    QMutex* mutex = nullptr;
+    EXPECT_EQ(FindShader(handle, mutex, false), nullptr) << "it left the registry by itself";
     EXPECT_EQ(SmallFrame().Feed(handle), -1);
     const __tagQDrawCallbackInfo info = source.calls.at(0).info;
     __tagQDrawGraphInfo record{};

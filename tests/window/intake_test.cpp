@@ -2,8 +2,13 @@
 // shown.
 #include "Harness.h"
 
+#include <QMutexLocker>
+
+#include <array>
+#include <cstdlib>
 #include <cstring>
 #include <limits>
+#include <malloc.h>
 
 using namespace OvelTest;
 
@@ -212,7 +217,7 @@ TEST_P(IntakeTest, DisplayTypeLogLines)
     }
 }
 
-TEST_P(IntakeTest, RefusalsAreLoggedOncePerRun)
+TEST_P(IntakeTest, EveryRefusalIsLogged)
 {
     Frame bad(MakePicture(8, 4), Yv12);
     bad.info.iWidth = 0;
@@ -220,17 +225,47 @@ TEST_P(IntakeTest, RefusalsAreLoggedOncePerRun)
     EXPECT_EQ(renderer->m_pYuvBuf, nullptr);
     for (int run = 0; run < 2; ++run) {
         EXPECT_EQ(Frame(MakePicture(8, 4), Yv12).Feed(renderer), 0);
-        TakeLogLines();
-        for (int i = 0; i < 5; ++i)
+        for (const std::array<int, 2> size : {std::array{0, 4}, std::array{8, -1}, std::array{8, -1}}) {
+            bad.info.iWidth = size[0];
+            bad.info.iHeight = size[1];
+            TakeLogLines();
             EXPECT_EQ(bad.Feed(renderer), -1);
-        const auto lines = TakeLogLines();
-        if (IsSubImage())
-            EXPECT_LE(lines.size(), 1u);
-        else
-            EXPECT_EQ(
-                lines,
-                std::vector<std::string>{
-                    "E CLS_ShaderYuv|ShowYuvFrame|ShowYuvFrame iWidth = 0 iHeight = 4 is invalid param"});
+            const std::string entry =
+                "E CLS_ShaderYuv|ShowYuvFrame|ShowYuvFrame iWidth = " + std::to_string(size[0]) +
+                " iHeight = " + std::to_string(size[1]) + " is invalid param";
+            EXPECT_EQ(TakeLogLines(),
+                      IsSubImage() ? std::vector<std::string>{} : std::vector<std::string>{entry});
+        }
+    }
+}
+
+// The buffer is the heap's own: a host may hand it to free and put one of its own there.
+TEST_P(IntakeTest, TheBufferIsAHeapBlock)
+{
+    const Picture own = MakePicture(32, 24, 7);
+    renderer->resize(96, 64);
+    static_cast<void>(renderer->grabFramebuffer()); // the context is there before the frames
+    for (const int type : {Yv12, Nv12}) {
+        EXPECT_EQ(Frame(MakePicture(32, 24), type).Feed(renderer), 0);
+        const std::vector<uint8_t> bytes = BufferBytes(own, type);
+        EXPECT_GE(malloc_usable_size(renderer->m_pYuvBuf), bytes.size());
+        {
+            const QMutexLocker lock(&renderer->m_mutexYuvBuf);
+            std::free(renderer->m_pYuvBuf);
+            renderer->m_pYuvBuf = static_cast<uint8_t*>(std::malloc(bytes.size()));
+            std::memcpy(renderer->m_pYuvBuf, bytes.data(), bytes.size());
+        }
+        Frame nothing(own, type);
+        nothing.info.pYuvData = nullptr;
+        EXPECT_EQ(nothing.Feed(renderer), 0);
+        EXPECT_EQ(Buffer(bytes.size()), bytes);
+        QImage shown = renderer->grabFramebuffer();
+        shown.setDevicePixelRatio(1);
+        View view;
+        view.widget = renderer->size();
+        view.device = shown.size();
+        EXPECT_TRUE(ShowsCanvas(shown, RenderPicture(own, type, view)));
+        EXPECT_EQ(Frame(MakePicture(40, 30), type).Feed(renderer), 0) << "the library frees the host's block";
     }
 }
 
