@@ -266,7 +266,6 @@ TEST_P(LabelTest, NoLabelsWithoutAPicture)
         std::function<void()> act;
     };
     const Case cases[] = {
-        {{}, false},
         {"resize", [this] { window.top->resize(window.top->width() == 180 ? 200 : 180, 160); }},
         {"zoom",
          [this] {
