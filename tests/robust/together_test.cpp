@@ -360,7 +360,7 @@ TEST_P(Together, NoTextIsMissed)
     }
     stop = true;
     pusher.join();
-    EXPECT_EQ(missed, 0) << "of " << wanted;fprintf(stderr,"ROUNDS %d %d\n",missed,wanted.load());
+    EXPECT_EQ(missed, 0) << "of " << wanted;
 }
 
 // Six windows, each with a feeder whose callback takes its time; every picture that reaches the screen is

@@ -103,8 +103,7 @@ TEST_P(LabelTest, Encodings)
     };
     const QString chinese = QString::fromUtf8("\xE4\xB8\xAD\xE6\x96\x87");
     const std::string filled(136, 'a');
-    const Case cases[] = {{{}, false},
-                          {"\xD6\xD0\xCE\xC4", OVEL_TEXT_GBK, chinese},
+    const Case cases[] = {{"\xD6\xD0\xCE\xC4", OVEL_TEXT_GBK, chinese},
                           {"\xE4\xB8\xAD\xE6\x96\x87", OVEL_TEXT_UTF8, chinese},
                           {"caf\xC3\xA9", 0, QString::fromLocal8Bit("caf\xC3\xA9")},
                           {"local", -77, "local"},
