@@ -58,9 +58,14 @@ void RunLabelPassOnSignal(CLS_ShaderBase& renderer, ShaderBaseState& parts)
         renderer.update();
         return;
     }
-    const bool labelsChange = TakeTexts(parts);
+    // After a stop nothing but black is shown, also when a resize has brought new texts meanwhile.
+    const bool isStopped = renderer.m_nDisplayType == -1 && parts.frames.Serial() != 0;
+    const bool labelsChange = !isStopped && TakeTexts(parts);
     lock.Unlock();
-    parts.labels.FinishPass(labelsChange);
+    if (isStopped)
+        parts.labels.Hide();
+    else
+        parts.labels.FinishPass(labelsChange);
 }
 
 // What the Qt calls of the GUI thread can tell the others.
