@@ -120,7 +120,9 @@ ThinWidget::~ThinWidget()
 
 void ThinWidget::Feed(const Frame& frame, bool copies)
 {
+    m_gate.lock();
     const std::lock_guard<std::mutex> lock(m_mutex);
+    m_gate.unlock();
     m_bytes = static_cast<const uint8_t*>(frame.info.pYuvData);
     if (copies) {
         m_copy.resize(frame.PictureBytes());
@@ -205,7 +207,9 @@ void ThinWidget::Upload()
 void ThinWidget::paintGL()
 {
     static const float quad[16] = {-1, -1, 0, 1, 1, -1, 1, 1, -1, 1, 0, 0, 1, 1, 1, 0};
+    m_gate.lock();
     const std::lock_guard<std::mutex> lock(m_mutex);
+    m_gate.unlock();
     if (m_isNew)
         Upload();
     if (!m_hasStorage)
@@ -259,19 +263,23 @@ void ThinDisplay::Feed(const Frame& frame)
 {
     m_widget.Feed(frame, m_copies);
     if (QThread::currentThread() == m_widget.thread()) {
-        if (m_widget.records)
-            SetLabels();
-        m_widget.update();
-    } else {
+        ShowFrame();
+    } else if (!m_isAsked.exchange(true)) {
         QMetaObject::invokeMethod(
             &m_widget,
             [this] {
-                if (m_widget.records)
-                    SetLabels();
-                m_widget.update();
+                m_isAsked = false;
+                ShowFrame();
             },
             Qt::QueuedConnection);
     }
+}
+
+void ThinDisplay::ShowFrame()
+{
+    if (m_widget.records)
+        SetLabels();
+    m_widget.update();
 }
 
 void ThinDisplay::SetRecords(const Records* records)
