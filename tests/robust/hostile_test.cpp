@@ -1,6 +1,6 @@
 // Numbers that no sane host or stream sends, at the ends of their ranges: each has its documented result, and
 // the next ordinary frame shows as if nothing had been.
-#include "../../fuzz/FrameSources.h"
+#include "FrameSources.h"
 #include "Harness.h"
 
 #include <QLabel>

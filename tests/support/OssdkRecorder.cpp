@@ -47,8 +47,9 @@ RECORDER_API void sdk_log_buf_msg(const char* text, ...)
 {
     char source[64] = "";
     char function[64] = "";
-    if (std::sscanf(text, "file: %63[^,], func:%63[^,], line: ", source, function) == 2)
+    if (std::sscanf(text, "file: %63[^,], func:%63[^,], line: ", source, function) == 2) {
         location = std::string(source) + "|" + function + "|";
+    }
 }
 
 RECORDER_API void sdk_err_buf_msg_unlock(const char* text, ...)
