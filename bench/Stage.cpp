@@ -20,16 +20,18 @@ std::unique_ptr<Display> NewLibraryDisplay(int typeCode)
 
 std::unique_ptr<Display> NewLimitDisplay(bool copies, int typeCode)
 {
-    if (settings.againstPath.empty())
+    if (settings.againstPath.empty()) {
         return std::make_unique<ThinDisplay>(copies);
+    }
     static const Library against(settings.againstPath);
     return std::make_unique<LibraryDisplay>(against, typeCode);
 }
 
 void RunUntil(const std::function<bool()>& condition)
 {
-    while (!condition())
+    while (!condition()) {
         QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
+    }
 }
 
 void RunFor(double milliseconds)
@@ -57,8 +59,9 @@ void RunWith(const std::function<void()>& work)
 Stage::Stage(int count, QSize tile, bool onTheRight, const Make& make)
 {
     int columns = 1;
-    while (columns * columns < count)
+    while (columns * columns < count) {
         ++columns;
+    }
     top.setGeometry(onTheRight ? 2880 : 0, 0, columns * tile.width(),
                     (count + columns - 1) / columns * tile.height());
     for (int i = 0; i < count; ++i) {
@@ -74,8 +77,9 @@ Stage::Stage(int count, QSize tile, bool onTheRight, const Make& make)
 Stage::~Stage()
 {
     // The widgets belong to their displays.
-    for (const auto& display : displays)
+    for (const auto& display : displays) {
         display->Widget()->setParent(nullptr);
+    }
 }
 
 void Stage::Show(const Frame& frame)
@@ -88,15 +92,17 @@ void Stage::Show(const Frame& frame)
 
 void Stage::Together(const Frame& frame)
 {
-    for (const auto& display : displays)
+    for (const auto& display : displays) {
         display->Feed(frame);
+    }
     AwaitPaint(SwapsBefore());
 }
 
 void Stage::OneAfterAnother(const Frame& frame)
 {
-    for (const auto& display : displays)
+    for (const auto& display : displays) {
         FeedAndAwait(*display, frame);
+    }
 }
 
 void Stage::FeedAndAwait(Display& display, const Frame& frame)
@@ -109,8 +115,9 @@ void Stage::FeedAndAwait(Display& display, const Frame& frame)
 std::vector<int> Stage::SwapsBefore() const
 {
     std::vector<int> swaps;
-    for (const auto& display : displays)
+    for (const auto& display : displays) {
         swaps.push_back(display->swaps);
+    }
     return swaps;
 }
 
@@ -118,8 +125,9 @@ void Stage::AwaitPaint(const std::vector<int>& before) const
 {
     RunUntil([&] {
         for (size_t i = 0; i < displays.size(); ++i) {
-            if (displays[i]->swaps == before[i])
+            if (displays[i]->swaps == before[i]) {
                 return false;
+            }
         }
         return true;
     });
@@ -127,8 +135,9 @@ void Stage::AwaitPaint(const std::vector<int>& before) const
 
 PaintCounter::PaintCounter(const Stage& stage)
 {
-    for (const auto& display : stage.displays)
+    for (const auto& display : stage.displays) {
         display->Widget()->installEventFilter(this);
+    }
 }
 
 bool PaintCounter::eventFilter(QObject*, QEvent* event)

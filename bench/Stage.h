@@ -68,8 +68,9 @@ public:
 template <typename Step> double CpuOf(int batch, const Step& step)
 {
     const double start = ProcessCpuMilliseconds();
-    for (int i = 0; i < batch; ++i)
+    for (int i = 0; i < batch; ++i) {
         step(static_cast<size_t>(i));
+    }
     return (ProcessCpuMilliseconds() - start) / batch;
 }
 

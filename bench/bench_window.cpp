@@ -21,8 +21,9 @@ int Usage()
 {
     std::printf("bench_window [--rounds N] [--idle SECONDS] [--library FILE] [--against FILE] [CELL...]\n"
                 "--against measures another build of the library in the place of the thin widget.\nCells:");
-    for (const auto& cell : Cells)
+    for (const auto& cell : Cells) {
         std::printf(" %s", cell.first);
+    }
     std::printf("\n");
     return 2;
 }
@@ -39,25 +40,27 @@ int main(int argc, char** argv)
     for (int i = 1; i < argc; ++i) {
         const std::string option = argv[i];
         const auto value = [&] { return i + 1 < argc ? argv[++i] : ""; };
-        if (option == "--rounds")
+        if (option == "--rounds") {
             settings.rounds = std::max(5, std::atoi(value()));
-        else if (option == "--idle")
+        } else if (option == "--idle") {
             settings.idleSeconds = std::atoi(value());
-        else if (option == "--library")
+        } else if (option == "--library") {
             settings.libraryPath = value();
-        else if (option == "--against")
+        } else if (option == "--against") {
             settings.againstPath = value();
-        else if (option == "--child" && i + 4 < argc)
+        } else if (option == "--child" && i + 4 < argc) {
             return Bench::Child(argv[i + 1], std::atoi(argv[i + 2]), std::atoi(argv[i + 3]),
                                 std::atoi(argv[i + 4]));
-        else if (option[0] == '-')
+        } else if (option[0] == '-') {
             return Usage();
-        else
+        } else {
             wanted.push_back(option);
+        }
     }
     for (const auto& [name, cell] : Cells) {
-        if (wanted.empty() || std::find(wanted.begin(), wanted.end(), name) != wanted.end())
+        if (wanted.empty() || std::find(wanted.begin(), wanted.end(), name) != wanted.end()) {
             cell();
+        }
     }
     return 0;
 }

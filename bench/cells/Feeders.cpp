@@ -28,13 +28,14 @@ double LongestGap(Stage& stage, const std::vector<Frame>& clip, Tally& tally)
     std::atomic<int64_t> frames{0};
     std::vector<std::thread> feeders;
     const double start = WallMilliseconds();
-    for (const auto& display : stage.displays)
+    for (const auto& display : stage.displays) {
         feeders.emplace_back([&] {
             for (size_t frame = 0; !over; ++frame) {
                 display->Feed(clip[frame % clip.size()]);
                 ++frames;
             }
         });
+    }
     double last = start;
     double longest = 0;
     QTimer timer;
@@ -47,8 +48,9 @@ double LongestGap(Stage& stage, const std::vector<Frame>& clip, Tally& tally)
     timer.start(5);
     RunUntil([&] { return last - start >= Seconds * 1000; });
     over = true;
-    for (std::thread& feeder : feeders)
+    for (std::thread& feeder : feeders) {
         feeder.join();
+    }
     tally.frames += frames;
     tally.paints += paints.count;
     tally.seconds += (last - start) / 1000;

@@ -13,8 +13,9 @@ void CellIdle()
 {
     const auto clip = Clip(OVEL_DISPLAY_YV12, 1920, 1080);
     Records records = Labels(5, 0);
-    for (int i = 0; i < 20; ++i)
+    for (int i = 0; i < 20; ++i) {
         records.push_back(Graphic(OVEL_GRAPH_OUTLINE, i, 4));
+    }
     PrintNote("Idle with picture, 20 overlays and 5 labels for " + std::to_string(settings.idleSeconds) +
               " s");
     for (const bool isLibrary : {false, true}) {

@@ -59,14 +59,16 @@ void Intake(IntakeSeries& result, Display& display, const std::vector<Frame>& cl
     const auto timed = [&](const auto& step) -> Cost {
         const double wall = WallMilliseconds();
         const double cpu = ThreadCpuMilliseconds();
-        for (int i = 0; i < batch; ++i)
+        for (int i = 0; i < batch; ++i) {
             step(clip[next++ % clip.size()]);
+        }
         return {(ThreadCpuMilliseconds() - cpu) / batch, (WallMilliseconds() - wall) / batch};
     };
     const auto read = [&] {
         unsigned int sum = 0;
-        for (size_t i = 0; i < buffer.size(); i += 64)
+        for (size_t i = 0; i < buffer.size(); i += 64) {
             sum += buffer[i];
+        }
         asm volatile("" : : "r"(sum));
     };
     const auto copy = [&] {
@@ -97,8 +99,9 @@ void Intake(IntakeSeries& result, Display& display, const std::vector<Frame>& cl
         const Cost& library = copyFirst ? second : first;
         result.cpu.Add(limit.cpu, library.cpu);
         result.wall.Add(limit.wall, library.wall);
-        if (pause > 0)
+        if (pause > 0) {
             QMetaObject::invokeMethod(qApp, read, Qt::BlockingQueuedConnection);
+        }
         due = std::max(due + pause, WallMilliseconds());
         usleep(static_cast<useconds_t>(std::max(due - WallMilliseconds(), 0.0) * 1000));
     }

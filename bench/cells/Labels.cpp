@@ -15,8 +15,9 @@ void CellLabels()
     const auto clip = Clip(OVEL_DISPLAY_YV12, 1920, 1080);
     for (const int count : {0, 5, 48}) {
         for (const bool changing : {false, true}) {
-            if (count == 0 && changing)
+            if (count == 0 && changing) {
                 continue;
+            }
             Stage limit(1, {1280, 720}, false, [] { return NewLimitDisplay(); });
             Stage library(1, {1280, 720}, true, [] { return NewLibraryDisplay(); });
             Records records = Labels(count, 0);
@@ -34,8 +35,9 @@ void CellLabels()
             }
             const auto cost = [&](int side) {
                 return CpuOf(10, [&](size_t i) {
-                    if (changing)
+                    if (changing) {
                         records = Labels(count, ++round);
+                    }
                     Stage::FeedAndAwait(stages[side]->First(), clip[i % clip.size()]);
                     QCoreApplication::processEvents();
                     ++frames[side];

@@ -20,8 +20,9 @@ void CellLatency()
         const int before = stage.First().swaps;
         const double start = WallMilliseconds();
         stage.First().Feed(clip[++next % clip.size()]);
-        while (stage.First().swaps == before)
+        while (stage.First().swaps == before) {
             usleep(200);
+        }
         const double result = stage.First().lastSwap - start;
         usleep(20000);
         return result;

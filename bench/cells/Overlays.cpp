@@ -27,11 +27,12 @@ void OverlayRow(const std::string& name, Stage& limit, Stage& library, const std
         Alternate(
             settings.rounds, [&] { return frame(limit, records); }, [&] { return frame(library, records); }),
         "ms");
-    if (records.size() >= 1000)
+    if (records.size() >= 1000) {
         PrintRow(name + ", overlays alone",
                  Alternate(
                      settings.rounds, [&] { return alone(limit); }, [&] { return alone(library); }),
                  "ms", 1.1);
+    }
     limit.First().SetRecords(nullptr);
     library.First().SetRecords(nullptr);
 }
@@ -48,8 +49,9 @@ void CellOverlays()
     library.Show(clip[0]);
     for (const int count : {0, 10, 100, 1000, 10000}) {
         Records records;
-        for (int i = 0; i < count; ++i)
+        for (int i = 0; i < count; ++i) {
             records.push_back(Graphic(OVEL_GRAPH_OUTLINE, i, 4));
+        }
         OverlayRow(std::to_string(count) + " boxes", limit, library, clip, records);
     }
     for (const int count : {1000, 10000}) {

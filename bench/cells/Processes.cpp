@@ -17,8 +17,9 @@ double ResidentMegabytes()
     std::string line;
     while (std::getline(file, line)) {
         double kilobytes = 0;
-        if (std::sscanf(line.c_str(), "Pss: %lf kB", &kilobytes) == 1)
+        if (std::sscanf(line.c_str(), "Pss: %lf kB", &kilobytes) == 1) {
             return kilobytes / 1024;
+        }
     }
     return 0;
 }
@@ -37,11 +38,13 @@ ChildResult RunChild(bool library, int count, int width, int height)
     ChildResult result;
     const double start = WallMilliseconds();
     FILE* pipe = popen(command.c_str(), "r");
-    if (!pipe || std::fscanf(pipe, "%lf %lf", &result.cpu, &result.megabytes) != 2)
+    if (!pipe || std::fscanf(pipe, "%lf %lf", &result.cpu, &result.megabytes) != 2) {
         std::fprintf(stderr, "no result from %s\n", command.c_str());
+    }
     result.wall = WallMilliseconds() - start;
-    if (pipe)
+    if (pipe) {
         pclose(pipe);
+    }
     return result;
 }
 
@@ -56,8 +59,9 @@ int Child(const std::string& side, int count, int width, int height)
     stage.top.show();
     stage.Together(clip[0]);
     const double cpu = ProcessCpuMilliseconds();
-    for (size_t i = 0; i < 8; ++i)
+    for (size_t i = 0; i < 8; ++i) {
         stage.Together(clip[i % clip.size()]);
+    }
     std::printf("%f %f\n", cpu, ResidentMegabytes());
     std::fflush(stdout);
     _exit(0);

@@ -19,18 +19,21 @@ void Rate(Stage& stage, const std::vector<Frame>& clip, const char* name, int se
     const double start = ProcessCpuMilliseconds();
     RunWith([&] {
         std::vector<std::thread> feeders;
-        for (size_t feeder = 0; feeder < 4; ++feeder)
+        for (size_t feeder = 0; feeder < 4; ++feeder) {
             feeders.emplace_back([&, feeder] {
                 double due = WallMilliseconds();
                 for (int frame = 0; frame < seconds * 10; ++frame) {
-                    for (size_t i = feeder; i < stage.displays.size(); i += 4)
+                    for (size_t i = feeder; i < stage.displays.size(); i += 4) {
                         stage.displays[i]->Feed(clip[static_cast<size_t>(frame) % clip.size()]);
+                    }
                     due += 100;
                     usleep(static_cast<useconds_t>(std::max(0.0, due - WallMilliseconds()) * 1000));
                 }
             });
-        for (std::thread& feeder : feeders)
+        }
+        for (std::thread& feeder : feeders) {
             feeder.join();
+        }
     });
     RunFor(300);
     char text[200];
