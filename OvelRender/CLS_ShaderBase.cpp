@@ -42,13 +42,15 @@ void RepaintOnRequest(CLS_ShaderBase& renderer, ShaderBaseState& parts)
 {
     renderer.update();
     const bool hasLabels = parts.overlays.HasTexts() || parts.labels.IsInUse();
-    if (!hasLabels || renderer.m_nDisplayType == -1)
+    if (!hasLabels || renderer.m_nDisplayType == -1) {
         return;
+    }
     FrameLock lock = FrameLock::IfFree(parts.gate);
     const bool labelsChange = lock && TakeTexts(parts);
     lock.Unlock();
-    if (labelsChange)
+    if (labelsChange) {
         parts.labels.Show(); // last: a host's event filter may end the renderer
+    }
 }
 
 void RunLabelPassOnSignal(CLS_ShaderBase& renderer, ShaderBaseState& parts)
@@ -62,10 +64,11 @@ void RunLabelPassOnSignal(CLS_ShaderBase& renderer, ShaderBaseState& parts)
     const bool isStopped = renderer.m_nDisplayType == -1 && parts.frames.Serial() != 0;
     const bool labelsChange = !isStopped && TakeTexts(parts);
     lock.Unlock();
-    if (isStopped)
+    if (isStopped) {
         parts.labels.Hide();
-    else
+    } else {
         parts.labels.FinishPass(labelsChange);
+    }
 }
 
 // What the Qt calls of the GUI thread can tell the others.
@@ -78,8 +81,9 @@ void NoteWidget(const CLS_ShaderBase& renderer, ShaderBaseState& parts)
 void NoteConnection(const QMetaMethod& signal, ShaderBaseState& parts)
 {
     // Not valid when all of an object went.
-    if (!signal.isValid() || signal.name() == "signalUpdate")
+    if (!signal.isValid() || signal.name() == "signalUpdate") {
         parts.updateIsHeard = true;
+    }
 }
 
 } // namespace
@@ -89,7 +93,7 @@ CLS_ShaderBase::CLS_ShaderBase(QWidget* parent)
       m_pNV12UV(nullptr), m_nDisplayType(0), m_bGLInited(false), m_nYuvBufSize(0), m_pfnDrawCallback(nullptr),
       m_pDrawCallbackUser(nullptr), m_stEZoomArea(WholeArea), m_pLabelParent(nullptr), m_pLabel{},
       m_bLabelShown(false), blReserveLastFrm(0), m_bNeedFreeSource(false), m_nVideoRotateDirection(0),
-      m_nVideoRotateAngle(0), mirrorType(0), 
+      m_nVideoRotateAngle(0), mirrorType(0),
       m_pState(std::make_unique<ShaderBaseState>(*this, [this] { RepaintOnRequest(*this, *m_pState); }))
 {
     // A paint that draws nothing keeps the picture, and Qt clears nothing that is painted over anyway.
@@ -99,7 +103,8 @@ CLS_ShaderBase::CLS_ShaderBase(QWidget* parent)
     QSurfaceFormat surface = format();
     surface.setSamples(0);
     setFormat(surface);
-    connect(this, &CLS_ShaderBase::signalDrawTextInfo, this, [this] { RunLabelPassOnSignal(*this, *m_pState); });
+    connect(this, &CLS_ShaderBase::signalDrawTextInfo, this,
+            [this] { RunLabelPassOnSignal(*this, *m_pState); });
     AddLiveRenderer(this);
     m_stDrawDstNorm = m_stEZoomArea;
 }
@@ -113,10 +118,12 @@ CLS_ShaderBase::~CLS_ShaderBase()
 bool CLS_ShaderBase::event(QEvent* e)
 {
     return Guarded(false, [&] {
-        if (e->type() == QEvent::Show)
+        if (e->type() == QEvent::Show) {
             update();
-        if (e->type() == QEvent::DeferredDelete)
+        }
+        if (e->type() == QEvent::DeferredDelete) {
             return QOpenGLWidget::event(e); // when it returns there is no object any more
+        }
         const bool handled = QOpenGLWidget::event(e);
         NoteWidget(*this, *m_pState);
         return handled;
@@ -152,8 +159,9 @@ void CLS_ShaderBase::resizeGL(int width, int height)
 
 int CLS_ShaderBase::Create(void* pLayout)
 {
-    if (!pLayout)
+    if (!pLayout) {
         return -1;
+    }
     static_cast<QLayout*>(pLayout)->addWidget(this);
     return 0;
 }
@@ -189,8 +197,9 @@ bool CLS_ShaderBase::isOpenGLES()
 
 int CLS_ShaderBase::SetParam(int iCmd, void* pData, int iLen)
 {
-    if (!pData || iLen < 1)
+    if (!pData || iLen < 1) {
         return -1;
+    }
     switch (iCmd) {
     case OVELCMD_SET_DRAW_CALLBACK: {
         tagOvelDrawCallback callback = m_pState->callback.Get();
@@ -206,8 +215,9 @@ int CLS_ShaderBase::SetParam(int iCmd, void* pData, int iLen)
     }
     case OVELCMD_SET_LABEL_PARENT:
         m_pState->labels.SetParent(static_cast<QWidget*>(pData));
-        if (m_pState->repaintRequest.IsGuiThread())
+        if (m_pState->repaintRequest.IsGuiThread()) {
             m_pState->labels.FindParent();
+        }
         return 0;
     case OVELCMD_SET_STOPDRAW_PARA: {
         int reserve = blReserveLastFrm;
@@ -232,8 +242,9 @@ int CLS_ShaderBase::SetParam(int iCmd, void* pData, int iLen)
 
 void CLS_ShaderBase::OnSetVideoRotatePara(void* pData, int iLen)
 {
-    if (!pData || iLen < 1)
+    if (!pData || iLen < 1) {
         return;
+    }
     const tagOvelVideoRotate rotate = m_pState->view.SetRotation(pData, iLen);
     // The line number is part of the text that log readers know.
     api_sdk_log_msg(
@@ -243,16 +254,18 @@ void CLS_ShaderBase::OnSetVideoRotatePara(void* pData, int iLen)
 
 int CLS_ShaderBase::SetDrawRatioMode(void* payload, int size)
 {
-    if (!payload || size < 1)
+    if (!payload || size < 1) {
         return -1;
+    }
     int mode = 0;
     CopyPayload(mode, payload, size);
     const QSize widget = m_pState->WidgetSize(*this);
     tagQRECT rect{0, 0, widget.width() - 1, widget.height() - 1};
     api_sdk_log_msg("[CLS_ShaderBase::SetDrawRatioMode] before l=%d, t=%d, r=%d, b=%d", rect.left, rect.top,
                     rect.right, rect.bottom);
-    if (mode == 0)
+    if (mode == 0) {
         FitAspect(rect, m_nVideoWidth, m_nVideoHeight);
+    }
     m_pState->view.SetDestination(rect, widget);
     api_sdk_log_msg("[CLS_ShaderBase::SetDrawRatioMode]after l=%d, t=%d, r=%d, b=%d", rect.left, rect.top,
                     rect.right, rect.bottom);
@@ -261,8 +274,9 @@ int CLS_ShaderBase::SetDrawRatioMode(void* payload, int size)
 
 int CLS_ShaderBase::SetDrawDstRect(void* payload, int size)
 {
-    if (!payload || size < 1)
+    if (!payload || size < 1) {
         return -1;
+    }
     const QSize widget = m_pState->WidgetSize(*this);
     api_sdk_log_msg("[CLS_ShaderBase::SetDrawDstRect] width=%d, height=%d", widget.width(), widget.height());
     tagQRECT rect = {};
@@ -272,8 +286,9 @@ int CLS_ShaderBase::SetDrawDstRect(void* payload, int size)
     const tagOvelZoomArea norm = m_pState->view.SetDestination(rect, visible ? widget : QSize());
     api_sdk_log_msg("[CLS_ShaderBase::SetDrawDstRect] left=%d, top=%d , right =%d ,bottom = %d", rect.left,
                     rect.top, rect.right, rect.bottom);
-    if (!visible)
+    if (!visible) {
         return -1;
+    }
     api_sdk_log_msg("[CLS_ShaderBase::SetDrawDstRect] left=%.2f, top=%.2f , right =%.2f ,bottom = %.2f",
                     norm.left, norm.top, norm.right, norm.bottom);
     return 0;
@@ -302,11 +317,13 @@ void CLS_ShaderBase::DrawTextInfo()
 
 void CLS_ShaderBase::AddLabel(int iIndex, __tagQDrawGraphInfo* pInfo)
 {
-    if (static_cast<unsigned int>(iIndex) >= OVEL_LABELS || !pInfo || pInfo->iPointNum < 2)
+    if (static_cast<unsigned int>(iIndex) >= OVEL_LABELS || !pInfo || pInfo->iPointNum < 2) {
         return;
+    }
     PullBelowTop(*pInfo);
-    if (pInfo->iFontSize <= 0)
+    if (pInfo->iFontSize <= 0) {
         WarnOfMissingFontSize();
+    }
     m_pState->labels.ShowRecord(iIndex, *pInfo);
 }
 
@@ -322,8 +339,9 @@ void CLS_ShaderBase::DeleteLabels()
 
 int DrawAdjustDstSurfaceRect(tagQRECT* rect, int width, int height)
 {
-    if (!rect)
+    if (!rect) {
         return -1;
+    }
     FitAspect(*rect, width, height);
     return 0;
 }

@@ -30,8 +30,9 @@ unsigned int NewTexture(QOpenGLTexture*& texture)
 
 void DeleteTexture(QOpenGLTexture*& texture)
 {
-    if (texture)
+    if (texture) {
         texture->destroy();
+    }
     delete texture;
     texture = nullptr;
 }
@@ -63,20 +64,19 @@ protected:
     OvelDrawToRender Sink() const override { return &CLS_ShaderYuv::DrawCallbackToRender; }
     std::atomic<unsigned int>& LastFrameParam() const override { return m_yuv.m_uiDrawFrameParam; }
     void EmitUpdate() override { Q_EMIT m_yuv.signalUpdate(); }
-    bool NeedsBuffer(int displayType) const override
-    {
-        return LayoutOf(displayType).IsPainted();
-    }
+    bool NeedsBuffer(int displayType) const override { return LayoutOf(displayType).IsPainted(); }
     void FreeOutdated() override
     {
-        if (m_yuv.m_bNeedFreeSource)
+        if (m_yuv.m_bNeedFreeSource) {
             m_yuv.InnerFreeSource();
+        }
         m_yuv.m_bNeedFreeSource = false;
     }
     void PreparePicture(int displayType) override
     {
-        if (m_yuv.m_bGLInited)
+        if (m_yuv.m_bGLInited) {
             return;
+        }
         displayType == OVEL_DISPLAY_NV12 ? m_yuv.InitGLNV12() : m_yuv.InitGLYV12();
         m_yuv.m_bGLInited = true;
     }
@@ -107,8 +107,8 @@ CLS_ShaderYuv::CLS_ShaderYuv()
     connect(this, &QObject::destroyed, this, &CLS_ShaderYuv::onDestroyed);
     // Direct, because the request itself crosses to the GUI thread, and does so without an allocation.
     connect(
-        this, &CLS_ShaderYuv::signalUpdate, this, [this] { FullFrameSteps(*this, *m_pState).RequestRepaint(); },
-        Qt::DirectConnection);
+        this, &CLS_ShaderYuv::signalUpdate, this,
+        [this] { FullFrameSteps(*this, *m_pState).RequestRepaint(); }, Qt::DirectConnection);
     m_pState->updateIsHeard = false;
     api_sdk_log_msg("CreateShader CLS_ShaderYuv.");
 }
@@ -200,35 +200,40 @@ int CLS_ShaderYuv::Release()
 
 void CLS_ShaderYuv::onDestroyed(QObject* obj)
 {
-    if (obj == this)
+    if (obj == this) {
         m_bDestroyed = true;
+    }
 }
 
 int CLS_ShaderYuv::ShowYuvFrame(void* pFrame, int iSize)
 {
     using Taken = RendererSteps::Taken;
-    if (m_bDestroyed)
+    if (m_bDestroyed) {
         return -1;
+    }
     tagYuvFrameInfo frame;
     const Taken taken = FullFrameSteps(*this, *m_pState).TakeFrame(pFrame, iSize, frame);
-    if (taken == Taken::BadSize)
-        LogError("CLS_ShaderYuv", __func__, __LINE__, "ShowYuvFrame iWidth = %d iHeight = %d is invalid param",
-                 frame.iWidth, frame.iHeight);
+    if (taken == Taken::BadSize) {
+        LogError("CLS_ShaderYuv", __func__, __LINE__,
+                 "ShowYuvFrame iWidth = %d iHeight = %d is invalid param", frame.iWidth, frame.iHeight);
+    }
     return taken == Taken::Yes ? 0 : -1;
 }
 
 bool CheckGreen(unsigned char* pYData, int iWidth, int iHeight)
 {
-    if (!pYData)
+    if (!pYData) {
         return true;
+    }
     const auto at = [&](int row, int column) {
         return pYData[static_cast<ptrdiff_t>(row) * iWidth + column];
     };
     for (int row = 0; row < 10; ++row) {
         for (int column = 0; column < 10; ++column) {
             if (at(row, column) || at(row, iWidth - 10 + column) || at(iHeight - 10 + row, column) ||
-                at(iHeight - 10 + row, iWidth - 10 + column))
+                at(iHeight - 10 + row, iWidth - 10 + column)) {
                 return false;
+            }
         }
     }
     return true;
@@ -254,17 +259,19 @@ void CLS_ShaderYuv::PaintNV12()
 
 void CLS_ShaderYuv::VideoRotateMirror()
 {
-    if (m_pShaderProgram)
+    if (m_pShaderProgram) {
         m_pState->painter.SetMatrix(*m_pShaderProgram, m_pState->view.Get().rotate);
+    }
 }
 
 void CLS_ShaderYuv::paintDraw(bool bBlendPass)
 {
     FullFrameSteps(*this, *m_pState).MeshOverlays();
-    if (bBlendPass)
+    if (bBlendPass) {
         m_pState->painter.PaintTranslucentOverlays();
-    else
+    } else {
         m_pState->painter.PaintOpaqueOverlays();
+    }
 }
 
 int CLS_ShaderYuv::DrawCallbackToPlayer(unsigned int uiFrameParam)
@@ -286,8 +293,9 @@ int CLS_ShaderYuv::SaveDrawGrapInfo(void* pData, int iLen)
 int CLS_ShaderYuv::SetParam(int iCmd, void* pData, int iLen)
 {
     const int result = CLS_ShaderBase::SetParam(iCmd, pData, iLen);
-    if (iCmd == OVELCMD_SET_EZOOM_AREA || (iCmd == OVELCMD_SET_COLOR && result == 0))
+    if (iCmd == OVELCMD_SET_EZOOM_AREA || (iCmd == OVELCMD_SET_COLOR && result == 0)) {
         Q_EMIT signalUpdate();
+    }
     return result;
 }
 
@@ -298,13 +306,15 @@ int CLS_ShaderYuv::GetParam(int iCmd, void* pData, int iLen)
 
 void CLS_ShaderYuv::ClearDraw()
 {
-    if (!FullFrameSteps(*this, *m_pState).ForgetOverlays())
+    if (!FullFrameSteps(*this, *m_pState).ForgetOverlays()) {
         return;
+    }
     Q_EMIT signalDrawTextInfo();
-    if (blReserveLastFrm == 0)
+    if (blReserveLastFrm == 0) {
         Release();
-    else
+    } else {
         Q_EMIT signalUpdate();
+    }
     api_sdk_log_msg("CLS_ShaderYuv::ClearDraw, blReserveLastFrm=%d", blReserveLastFrm.load());
 }
 

@@ -22,8 +22,9 @@ constexpr int DisplayTypeDxgl = 6; // shown from elsewhere: paints its overlays 
 bool NewTexture(QSharedPointer<QOpenGLTexture>& texture, const char* function, int line)
 {
     texture.reset(new (std::nothrow) QOpenGLTexture(QOpenGLTexture::Target2D));
-    if (!texture)
+    if (!texture) {
         LogError("CLS_ShaderYuvSubImage", function, line, "new QOpenGLTexture faild,can not malloc memory!");
+    }
     return !texture.isNull();
 }
 
@@ -50,10 +51,11 @@ protected:
     }
     void NoteCopied(const tagYuvFrameInfo& frame, CopiedFrame copied) override
     {
-        if (frame.iDisplayType == OVEL_DISPLAY_NV12)
+        if (frame.iDisplayType == OVEL_DISPLAY_NV12) {
             m_yuv.m_blBlockFrame = false;
-        else if (copied != CopiedFrame::Nothing)
+        } else if (copied != CopiedFrame::Nothing) {
             m_yuv.m_blBlockFrame = copied == CopiedFrame::DeclaredBlock;
+        }
     }
     tagQRECT PictureRect() const override
     {
@@ -67,8 +69,9 @@ protected:
     bool NeedsBuffer(int displayType) const override { return displayType != DisplayTypeDxgl; }
     void FreeOutdated() override
     {
-        if (m_yuv.m_bNeedFreeSource)
+        if (m_yuv.m_bNeedFreeSource) {
             DeleteProgram();
+        }
         m_yuv.m_bNeedFreeSource = false;
     }
     // The storage is fixed: another size needs other textures.
@@ -76,8 +79,9 @@ protected:
     {
         const bool isReady =
             m_yuv.m_bGLInited && Holds(m_yuv.m_spTextureY, m_yuv.m_nVideoWidth, m_yuv.m_nVideoHeight);
-        if (isReady || !m_parts.painter.FitsContext(m_yuv.m_nVideoWidth, m_yuv.m_nVideoHeight))
+        if (isReady || !m_parts.painter.FitsContext(m_yuv.m_nVideoWidth, m_yuv.m_nVideoHeight)) {
             return;
+        }
         displayType == OVEL_DISPLAY_NV12 ? m_yuv.InitGLNV12() : m_yuv.InitGLYV12();
         m_yuv.m_bGLInited = true;
     }
@@ -119,8 +123,8 @@ CLS_ShaderYuvSubImage::CLS_ShaderYuvSubImage()
     connect(this, &QObject::destroyed, this, &CLS_ShaderYuvSubImage::onDestroyed);
     // Direct, because the request itself crosses to the GUI thread, and does so without an allocation.
     connect(
-        this, &CLS_ShaderYuvSubImage::signalUpdate, this, [this] { SubImageSteps(*this, *m_pState).RequestRepaint(); },
-        Qt::DirectConnection);
+        this, &CLS_ShaderYuvSubImage::signalUpdate, this,
+        [this] { SubImageSteps(*this, *m_pState).RequestRepaint(); }, Qt::DirectConnection);
     m_pState->updateIsHeard = false;
     m_nDisplayType = NoPicture;
     api_sdk_log_msg("CreateShader CLS_ShaderYuvSubImage.");
@@ -162,12 +166,13 @@ void CLS_ShaderYuvSubImage::InitGLYV12()
 {
     delete m_pShaderProgram;
     m_pShaderProgram = nullptr;
-    m_pShaderProgram =
-        m_pState->painter.BuildProgram(LayoutOf(OVEL_DISPLAY_YV12), PictureProgramKind::SubImage,
-                               {{&m_nLocTexY, &m_nLocTexU, &m_nLocTexV}, m_nLocDrawFlag, m_nLocDrawColor});
+    m_pShaderProgram = m_pState->painter.BuildProgram(
+        LayoutOf(OVEL_DISPLAY_YV12), PictureProgramKind::SubImage,
+        {{&m_nLocTexY, &m_nLocTexU, &m_nLocTexV}, m_nLocDrawFlag, m_nLocDrawColor});
     if (!NewTexture(m_spTextureY, "InitGLYV12", 150) || !NewTexture(m_spTextureU, "InitGLYV12", 156) ||
-        !NewTexture(m_spTextureV, "InitGLYV12", 162))
+        !NewTexture(m_spTextureV, "InitGLYV12", 162)) {
         return;
+    }
     const PicturePlanes planes =
         PlanesInBuffer(LayoutOf(OVEL_DISPLAY_YV12), m_pYuvBuf, m_nVideoWidth, m_nVideoHeight);
     m_nTexIdY = AllocatePlane(m_pState->painter.Profile(), *m_spTextureY, planes.plane[0]);
@@ -179,11 +184,12 @@ void CLS_ShaderYuvSubImage::InitGLNV12()
 {
     delete m_pShaderProgram;
     m_pShaderProgram = nullptr;
-    m_pShaderProgram =
-        m_pState->painter.BuildProgram(LayoutOf(OVEL_DISPLAY_NV12), PictureProgramKind::SubImage,
-                               {{&m_nLocTexY, &m_nLocTexU, &m_nLocTexV}, m_nLocDrawFlag, m_nLocDrawColor});
-    if (!NewTexture(m_spTextureY, "InitGLNV12", 273) || !NewTexture(m_spTextureU, "InitGLNV12", 279))
+    m_pShaderProgram = m_pState->painter.BuildProgram(
+        LayoutOf(OVEL_DISPLAY_NV12), PictureProgramKind::SubImage,
+        {{&m_nLocTexY, &m_nLocTexU, &m_nLocTexV}, m_nLocDrawFlag, m_nLocDrawColor});
+    if (!NewTexture(m_spTextureY, "InitGLNV12", 273) || !NewTexture(m_spTextureU, "InitGLNV12", 279)) {
         return;
+    }
     const PicturePlanes planes =
         PlanesInBuffer(LayoutOf(OVEL_DISPLAY_NV12), m_pYuvBuf, m_nVideoWidth, m_nVideoHeight);
     m_nTexIdY = AllocatePlane(m_pState->painter.Profile(), *m_spTextureY, planes.plane[0]);
@@ -195,8 +201,9 @@ void CLS_ShaderYuvSubImage::InnerFreeSource()
     // Intake and commands come here on their own threads: the next paint deletes what needs the context.
     m_bNeedFreeSource = true;
     m_bGLInited = false;
-    if (m_blBlockFrame)
+    if (m_blBlockFrame) {
         return;
+    }
     m_nDisplayType = NoPicture;
     Q_EMIT signalUpdate();
 }
@@ -216,15 +223,17 @@ int CLS_ShaderYuvSubImage::Release()
 
 void CLS_ShaderYuvSubImage::onDestroyed(QObject* obj)
 {
-    if (obj == this)
+    if (obj == this) {
         m_blDestroyed = true;
+    }
 }
 
 int CLS_ShaderYuvSubImage::ShowYuvFrame(void* pFrame, int iSize)
 {
     using Taken = RendererSteps::Taken;
-    if (m_blDestroyed)
+    if (m_blDestroyed) {
         return -1;
+    }
     tagYuvFrameInfo frame;
     return SubImageSteps(*this, *m_pState).TakeFrame(pFrame, iSize, frame) == Taken::Yes ? 0 : -1;
 }
@@ -274,23 +283,27 @@ int CLS_ShaderYuvSubImage::SaveDrawGrapInfo(void* pData, int iLen)
 int CLS_ShaderYuvSubImage::SetParam(int iCmd, void* pData, int iLen)
 {
     const int result = CLS_ShaderBase::SetParam(iCmd, pData, iLen);
-    if (iCmd == OVELCMD_SET_EZOOM_AREA || (iCmd == OVELCMD_SET_COLOR && result == 0))
+    if (iCmd == OVELCMD_SET_EZOOM_AREA || (iCmd == OVELCMD_SET_COLOR && result == 0)) {
         Q_EMIT signalUpdate();
+    }
     return result;
 }
 
 void CLS_ShaderYuvSubImage::ClearDraw()
 {
-    if (!SubImageSteps(*this, *m_pState).ForgetOverlays())
+    if (!SubImageSteps(*this, *m_pState).ForgetOverlays()) {
         return;
+    }
     // Elsewhere the labels follow the list a little later: a clearing that is queued would meet the next
     // frame's texts.
-    if (m_pState->repaintRequest.IsGuiThread())
+    if (m_pState->repaintRequest.IsGuiThread()) {
         ClearLabel();
-    else
+    } else {
         Q_EMIT signalDrawTextInfo();
-    if (blReserveLastFrm == 0)
+    }
+    if (blReserveLastFrm == 0) {
         Release();
+    }
     Q_EMIT signalUpdate();
     api_sdk_log_msg("CLS_ShaderYuvSubImage::ClearDraw, blReserveLastFrm=%d", blReserveLastFrm.load());
 }

@@ -41,15 +41,17 @@ void RetireLiveRenderer(void* renderer)
     LiveTable& table = Table();
     std::unique_lock<std::mutex> lock(table.mutex);
     const auto entry = table.renderers.find(renderer);
-    if (entry == table.renderers.end())
+    if (entry == table.renderers.end()) {
         return;
+    }
     entry->second.retiring = true;
     table.useEnded.wait(lock, [&] { return entry->second.uses == 0; });
     const RetireHandler retired = entry->second.retired;
     table.renderers.erase(entry);
     lock.unlock();
-    if (retired)
+    if (retired) {
         retired(renderer);
+    }
 }
 
 void SetRetireHandler(const void* renderer, RetireHandler handler)
@@ -57,8 +59,9 @@ void SetRetireHandler(const void* renderer, RetireHandler handler)
     LiveTable& table = Table();
     const std::lock_guard<std::mutex> lock(table.mutex);
     const auto entry = table.renderers.find(renderer);
-    if (entry != table.renderers.end())
+    if (entry != table.renderers.end()) {
         entry->second.retired = handler;
+    }
 }
 
 RendererUse::RendererUse(const void* renderer) : m_renderer(nullptr)
@@ -66,22 +69,25 @@ RendererUse::RendererUse(const void* renderer) : m_renderer(nullptr)
     LiveTable& table = Table();
     const std::lock_guard<std::mutex> lock(table.mutex);
     const auto entry = table.renderers.find(renderer);
-    if (entry == table.renderers.end() || entry->second.retiring)
+    if (entry == table.renderers.end() || entry->second.retiring) {
         return;
+    }
     ++entry->second.uses;
     m_renderer = renderer;
 }
 
 RendererUse::~RendererUse()
 {
-    if (!m_renderer)
+    if (!m_renderer) {
         return;
+    }
     LiveTable& table = Table();
     const std::lock_guard<std::mutex> lock(table.mutex);
     LiveRenderer& renderer = table.renderers.find(m_renderer)->second;
     --renderer.uses;
-    if (renderer.retiring)
+    if (renderer.retiring) {
         table.useEnded.notify_all();
+    }
 }
 
 RendererUse::Retired RendererUse::Retire() const
@@ -89,8 +95,9 @@ RendererUse::Retired RendererUse::Retire() const
     LiveTable& table = Table();
     std::unique_lock<std::mutex> lock(table.mutex);
     LiveRenderer& renderer = table.renderers.find(m_renderer)->second;
-    if (renderer.retiring)
+    if (renderer.retiring) {
         return Retired::ByAnother;
+    }
     renderer.retiring = true;
     renderer.retiring = WaitWithin(table.useEnded, lock, [&] { return renderer.uses == 1; });
     return renderer.retiring ? Retired::Yes : Retired::No;
@@ -117,8 +124,9 @@ DrawCallbackScope::~DrawCallbackScope()
 const DrawCallbackScope* DrawCallbackScope::Find(const void* renderer)
 {
     const DrawCallbackScope* scope = t_innermostCallback;
-    while (renderer && scope && scope->m_renderer != renderer)
+    while (renderer && scope && scope->m_renderer != renderer) {
         scope = scope->m_outer;
+    }
     return scope;
 }
 
@@ -130,7 +138,8 @@ std::optional<uint64_t> DrawCallbackScope::RunOf(const void* renderer)
 
 std::optional<std::chrono::milliseconds> WaitLimit()
 {
-    if (DrawCallbackScope::Find(nullptr))
+    if (DrawCallbackScope::Find(nullptr)) {
         return std::chrono::milliseconds(500);
+    }
     return std::nullopt;
 }

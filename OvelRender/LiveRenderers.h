@@ -74,8 +74,9 @@ template <typename Condition>
 bool WaitWithin(std::condition_variable& changed, std::unique_lock<std::mutex>& lock, const Condition& holds)
 {
     const std::optional<std::chrono::milliseconds> limit = WaitLimit();
-    if (limit)
+    if (limit) {
         return changed.wait_for(lock, *limit, holds);
+    }
     changed.wait(lock, holds);
     return true;
 }
@@ -84,11 +85,13 @@ bool WaitWithin(std::condition_variable& changed, std::unique_lock<std::mutex>& 
 template <typename Store> int SinkRecord(const void* renderer, Store&& store)
 {
     return Guarded(-1, [&] {
-        if (!renderer)
+        if (!renderer) {
             return -1;
+        }
         // Inside its own callback a renderer is alive: thousands of records need not ask.
-        if (IsInsideDrawCallback(renderer))
+        if (IsInsideDrawCallback(renderer)) {
             return store();
+        }
         const RendererUse use(renderer);
         return use ? store() : -1;
     });

@@ -50,8 +50,9 @@ public:
     explicit RegistryWriteLock(int milliseconds) : m_held(s_lockRWShader.tryLockForWrite(milliseconds)) {}
     ~RegistryWriteLock()
     {
-        if (m_held)
+        if (m_held) {
             s_lockRWShader.unlock();
+        }
     }
     RegistryWriteLock(const RegistryWriteLock&) = delete;
     RegistryWriteLock& operator=(const RegistryWriteLock&) = delete;
@@ -64,8 +65,9 @@ private:
 // Locks a renderer's mutex as long as this thread may wait, or as this call does.
 bool LockWithin(QMutex& mutex, std::optional<std::chrono::milliseconds> limit)
 {
-    if (limit)
+    if (limit) {
         return mutex.tryLock(static_cast<int>(limit->count()));
+    }
     mutex.lock();
     return true;
 }
@@ -82,8 +84,9 @@ public:
     }
     ~RendererCall()
     {
-        if (m_locked)
+        if (m_locked) {
             m_mutex->unlock();
+        }
     }
     RendererCall(const RendererCall&) = delete;
     RendererCall& operator=(const RendererCall&) = delete;
@@ -93,8 +96,9 @@ public:
 private:
     bool Find(void* pcls)
     {
-        if (!s_registryStands || !s_lockRWShader.tryLockForRead(ReadLockMilliseconds))
+        if (!s_registryStands || !s_lockRWShader.tryLockForRead(ReadLockMilliseconds)) {
             return false;
+        }
         m_renderer = FindShader(pcls, m_mutex, false);
         // Counted before the registry is let go, so that a release that comes now waits for this call.
         m_use.emplace(m_renderer);
@@ -121,8 +125,9 @@ void StayLoaded()
     static std::once_flag once;
     std::call_once(once, [] {
         Dl_info info;
-        if (dladdr(reinterpret_cast<void*>(&StayLoaded), &info) && info.dli_fname)
+        if (dladdr(reinterpret_cast<void*>(&StayLoaded), &info) && info.dli_fname) {
             dlopen(info.dli_fname, RTLD_LAZY | RTLD_NOLOAD | RTLD_NODELETE);
+        }
     });
 }
 
@@ -137,14 +142,16 @@ std::unique_ptr<QMutex> Unregister(void* renderer)
 
 void ForgetRenderer(void* renderer)
 {
-    if (s_registryStands)
+    if (s_registryStands) {
         Unregister(renderer);
+    }
 }
 
 CLS_ShaderBase* ConstructShader(int type)
 {
-    if (type == 7)
+    if (type == 7) {
         return new CLS_ShaderYuvSubImage;
+    }
     return new CLS_ShaderYuv;
 }
 
@@ -160,8 +167,9 @@ CLS_ShaderBase* CreateRegistered(int type)
     auto mutex = std::make_unique<QMutex>();
     {
         const RegistryWriteLock lock(CreateLockMilliseconds);
-        if (!lock)
+        if (!lock) {
             return nullptr;
+        }
         s_mapRender[renderer.get()] = mutex.get();
     }
     static_cast<void>(mutex.release()); // the registry's now
@@ -173,8 +181,9 @@ CLS_ShaderBase* CreateRegistered(int type)
 void DetachAndDelete(CLS_ShaderBase* renderer)
 {
     // After the application nothing can be done to a widget any more.
-    if (!QCoreApplication::instance())
+    if (!QCoreApplication::instance()) {
         return;
+    }
     if (QThread::currentThread() == renderer->thread()) {
         renderer->DeleteLabels();
         renderer->setParent(nullptr);
@@ -197,8 +206,9 @@ int ReleaseRenderer(void* pcls)
         renderer = FindShader(pcls, mutex, false);
         use.emplace(renderer);
     }
-    if (!*use)
+    if (!*use) {
         return 0;
+    }
     // Calls in flight need the mutex; none can come any more, records for the sink neither.
     switch (use->Retire()) {
     case RendererUse::Retired::ByAnother:
@@ -247,21 +257,24 @@ CLS_ShaderBase* CreateShader(int type)
         wasLocked = !created;
         return created;
     });
-    if (wasLocked)
+    if (wasLocked) {
         LogError("OvelRender", __func__, __LINE__, "CreateShader failed, type=%d. tryLockForWrite time out",
                  type);
+    }
     return renderer;
 }
 
 CLS_ShaderBase* FindShader(void* key, QMutex*& mutex, bool erase)
 {
     const auto entry = s_mapRender.lower_bound(static_cast<CLS_ShaderBase*>(key));
-    if (entry == s_mapRender.end() || entry->first != key)
+    if (entry == s_mapRender.end() || entry->first != key) {
         return nullptr;
+    }
     CLS_ShaderBase* const renderer = entry->first;
     mutex = entry->second;
-    if (erase)
+    if (erase) {
         s_mapRender.erase(entry);
+    }
     return renderer;
 }
 
@@ -273,16 +286,18 @@ void* Ovel_Create(void* pLayout)
         LogError("OvelRender", __func__, __LINE__, "[OvelInterface::Ovel_Create] new OvelYUVShader failed");
         return nullptr;
     }
-    if (pLayout && !Guarded(false, [&] { return renderer->Create(pLayout) == 0; }))
+    if (pLayout && !Guarded(false, [&] { return renderer->Create(pLayout) == 0; })) {
         LogError("OvelRender", __func__, __LINE__, "the layout did not take the widget");
+    }
     return renderer;
 }
 
 void* Ovel_CreateEx(void* pParam, int iSize)
 {
     LoadOSSDK(nullptr);
-    if (!pParam)
+    if (!pParam) {
         return nullptr;
+    }
     if (iSize < 0) {
         LogError("OvelRender", __func__, __LINE__, "[OvelInterface::Ovel_CreateEx] invalid param, size=%d",
                  iSize);
@@ -291,16 +306,18 @@ void* Ovel_CreateEx(void* pParam, int iSize)
     int type = 0;
     std::memcpy(&type, pParam, static_cast<size_t>(std::min(iSize, 4)));
     CLS_ShaderBase* const renderer = CreateShader(type);
-    if (!renderer)
+    if (!renderer) {
         LogError("OvelRender", __func__, __LINE__,
                  "[OvelInterface::Ovel_CreateEx] new OvelYUVShader failed, type=%d", type);
+    }
     return renderer;
 }
 
 int Ovel_Release(void* pcls)
 {
-    if (!pcls || IsInsideDrawCallback(pcls))
+    if (!pcls || IsInsideDrawCallback(pcls)) {
         return -1;
+    }
     return Guarded(-1, [&] {
         api_sdk_log_msg("[Ovel_Release] pcls = %p", pcls);
         return ReleaseRenderer(pcls);
@@ -335,8 +352,9 @@ void Ovel_ClearDraw(void* pcls)
 {
     Guarded(0, [&] {
         const RendererCall call(pcls);
-        if (call)
+        if (call) {
             call->ClearDraw();
+        }
         return 0;
     });
 }

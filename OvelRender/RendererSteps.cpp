@@ -7,26 +7,31 @@
 RendererSteps::Taken RendererSteps::TakeFrame(const void* pFrame, int iSize, tagYuvFrameInfo& frame)
 {
     const std::optional<tagYuvFrameInfo> read = ReadDescriptor(pFrame, iSize);
-    if (!read)
+    if (!read) {
         return Taken::NoDescriptor;
+    }
     frame = *read;
     {
         const FrameLock lock = FrameLock::ForFrame(m_parts.gate);
         FrameStore& frames = m_parts.frames;
         const bool canBeHeld = FrameStore::CanHold(frame);
         // With a picture there, a frame that cannot be taken must not change how that picture is read.
-        if (!canBeHeld && m_renderer.m_pYuvBuf)
+        if (!canBeHeld && m_renderer.m_pYuvBuf) {
             return Taken::BadSize;
-        if (frame.iDisplayType != m_renderer.m_nDisplayType)
+        }
+        if (frame.iDisplayType != m_renderer.m_nDisplayType) {
             ChangeDisplayType(frame.iDisplayType);
-        if (!canBeHeld)
+        }
+        if (!canBeHeld) {
             return Taken::NoBuffer;
+        }
         if (frames.NeedsReset(frame)) {
             m_renderer.InnerResetYuvBuf(frame.iWidth, frame.iHeight, FrameStore::RoomFor(frame));
             frames.NoteDeclared(frame);
         }
-        if (!m_renderer.m_pYuvBuf)
+        if (!m_renderer.m_pYuvBuf) {
             return Taken::NoBuffer;
+        }
         NoteCopied(frame, frames.Copy(frame));
         m_renderer.InnerClearDrawInfo();
         AskPlayer(OverlayList::Start::Emptied, frame.uiFrameParam);
@@ -39,39 +44,44 @@ RendererSteps::Taken RendererSteps::TakeFrame(const void* pFrame, int iSize, tag
 int RendererSteps::AskPlayer(OverlayList::Start start, std::optional<unsigned int> frameParam)
 {
     const PlayerCallback::Run run(m_parts.callback);
-    if (!run)
+    if (!run) {
         return 0;
+    }
     const OverlayList::Started started = m_parts.overlays.StartRun(start, frameParam, LastFrameParam());
     return run.Ask(DescribePicture(started.frameParam, PictureRect(), Sink(), &m_renderer), started.run);
 }
 
 void RendererSteps::AnnounceFrame()
 {
-    if (m_parts.updateIsHeard)
+    if (m_parts.updateIsHeard) {
         EmitUpdate();
-    else if (!m_renderer.signalsBlocked())
+    } else if (!m_renderer.signalsBlocked()) {
         RequestRepaint();
+    }
 }
 
 void RendererSteps::RequestRepaint()
 {
     RepaintRequest& request = m_parts.repaintRequest;
     if (!request.IsGuiThread()) {
-        if (m_parts.view.IsVisible())
+        if (m_parts.view.IsVisible()) {
             request.Send();
+        }
         return;
     }
     m_renderer.update();
     // Labels follow before the paint, where they need not be composed once more.
-    if (m_parts.overlays.HasTexts() || m_parts.labels.IsInUse())
+    if (m_parts.overlays.HasTexts() || m_parts.labels.IsInUse()) {
         request.Send();
+    }
 }
 
 bool RendererSteps::ForgetOverlays()
 {
     // First of all, so that no resize in between brings overlays back.
-    if (!m_parts.callback.Forget())
+    if (!m_parts.callback.Forget()) {
         return false;
+    }
     m_renderer.InnerClearDrawInfo();
     return true;
 }
@@ -97,8 +107,9 @@ void RendererSteps::EnterContext(std::function<void()> leave)
 void RendererSteps::LeaveContext()
 {
     QObject::disconnect(m_parts.contextLost);
-    if (!m_renderer.context())
+    if (!m_renderer.context()) {
         return;
+    }
     m_renderer.makeCurrent();
     FreeGlObjects();
     m_parts.painter.Free();
@@ -112,18 +123,20 @@ void RendererSteps::Paint()
         return;
     }
     FrameLock lock = FrameLock::ForPaint(m_parts.gate);
-    if (!lock)
+    if (!lock) {
         return;
+    }
     FreeOutdated();
     const int displayType = m_renderer.m_nDisplayType;
     const bool isPainted = LayoutOf(displayType).IsPainted();
     const bool hasBuffer = m_renderer.m_pYuvBuf || !NeedsBuffer(displayType);
-    if (displayType == NoPicture || (!hasBuffer && !m_parts.frames.IsLost()))
+    if (displayType == NoPicture || (!hasBuffer && !m_parts.frames.IsLost())) {
         PaintBlack();
-    else if (!hasBuffer || (isPainted && !m_parts.frames.HoldsPicture(displayType)))
+    } else if (!hasBuffer || (isPainted && !m_parts.frames.HoldsPicture(displayType))) {
         m_parts.painter.KeepPicture(CurrentSurface());
-    else
+    } else {
         Compose(lock, displayType);
+    }
 }
 
 void RendererSteps::PaintBlack()
@@ -136,15 +149,17 @@ void RendererSteps::PaintBlack()
 void RendererSteps::Compose(FrameLock& lock, int displayType)
 {
     const bool isPainted = LayoutOf(displayType).IsPainted();
-    if (isPainted)
+    if (isPainted) {
         PreparePicture(displayType);
+    }
     ContextPainter& painter = m_parts.painter;
     PaintedView view = CurrentView();
     const bool labelsChange = TakeOverlays(view);
     if (!painter.HasShown(view)) {
         painter.FillFramebuffer(view.surface);
-        if (!isPainted || !PaintPlanes(displayType, view.parameters))
+        if (!isPainted || !PaintPlanes(displayType, view.parameters)) {
             painter.Clear();
+        }
         lock.Unlock(); // intake need not wait for what follows
         painter.PaintOpaqueOverlays();
         painter.PaintTranslucentOverlays();
@@ -178,15 +193,17 @@ void RendererSteps::MeshOverlays()
 bool RendererSteps::PaintPlanes(int displayType, const ViewParameters& view)
 {
     const PictureTarget target = Target(view);
-    if (!target.program || !m_parts.frames.HoldsPicture(displayType))
+    if (!target.program || !m_parts.frames.HoldsPicture(displayType)) {
         return false;
+    }
     const PictureLayout& layout = LayoutOf(displayType);
-    const PicturePlanes planes = PlanesInBuffer(layout, m_renderer.m_pYuvBuf, m_renderer.m_nVideoWidth,
-                                                m_renderer.m_nVideoHeight);
+    const PicturePlanes planes =
+        PlanesInBuffer(layout, m_renderer.m_pYuvBuf, m_renderer.m_nVideoWidth, m_renderer.m_nVideoHeight);
     const ContextPainter::Drawn drawn =
         m_parts.painter.DrawPicture(target, layout, planes, m_parts.frames.Serial(), view);
-    if (drawn == ContextPainter::Drawn::Uploaded)
+    if (drawn == ContextPainter::Drawn::Uploaded) {
         m_parts.frames.NoteRead();
+    }
     return drawn != ContextPainter::Drawn::Nothing;
 }
 

@@ -14,8 +14,8 @@
 struct ShaderBaseState {
     // Does `repaint` on the GUI thread when one was requested.
     ShaderBaseState(CLS_ShaderBase& r, std::function<void()> repaint)
-        : gate(r.m_mutexYuvBuf), frames({r.m_nVideoWidth, r.m_nVideoHeight, r.m_nYuvBufSize, r.m_pYuvBuf,
-                                         r.m_pNV12Y, r.m_pNV12UV}),
+        : gate(r.m_mutexYuvBuf),
+          frames({r.m_nVideoWidth, r.m_nVideoHeight, r.m_nYuvBufSize, r.m_pYuvBuf, r.m_pNV12Y, r.m_pNV12UV}),
           overlays(r.m_mutexDrawInfo, r.m_vecDrawGraphInfo),
           callback(r.m_pfnDrawCallback, r.m_pDrawCallbackUser),
           view({r.m_stEZoomArea, r.m_rcDrawDst, r.m_stDrawDstNorm, r.m_nVideoRotateDirection,

@@ -54,8 +54,9 @@ void ContextPainter::PaintBlack()
 
 void ContextPainter::KeepPicture(const Surface& surface)
 {
-    if (!m_paintedIsValid || !(m_painted.surface == surface))
+    if (!m_paintedIsValid || !(m_painted.surface == surface)) {
         PaintBlack();
+    }
 }
 
 void ContextPainter::FillFramebuffer(const Surface& surface)
@@ -74,8 +75,9 @@ QOpenGLShaderProgram* ContextPainter::BuildProgram(const PictureLayout& layout, 
         m_programFailed = true;
     }
     QOpenGLShaderProgram& program = *built.program;
-    for (int i = 0; i < layout.planes; ++i)
+    for (int i = 0; i < layout.planes; ++i) {
         *uniforms.plane[i] = program.uniformLocation(PlaneSamplers[i]);
+    }
     uniforms.drawFlag = program.uniformLocation("u_iDrawFlag");
     uniforms.drawColor = program.uniformLocation("u_vDrawColor");
     m_matrixLocation = program.uniformLocation("u_Matrix");
@@ -89,17 +91,19 @@ QOpenGLShaderProgram* ContextPainter::BuildProgram(const PictureLayout& layout, 
 
 void ContextPainter::SetMatrix(QOpenGLShaderProgram& program, const tagOvelVideoRotate& rotate)
 {
-    if (m_matrixLocation >= 0)
+    if (m_matrixLocation >= 0) {
         program.setUniformValue(m_matrixLocation, ComputeViewMatrix(rotate));
+    }
 }
 
 bool ContextPainter::FitsContext(int width, int height)
 {
     const bool fits = m_profile.planes && std::max(width, height) <= m_profile.maxTextureSize;
-    if (!fits && !m_refusedSize)
+    if (!fits && !m_refusedSize) {
         LogError("ContextPainter", __func__, __LINE__,
                  "a picture of %d x %d cannot be shown here, largest texture %d", width, height,
                  m_profile.planes ? m_profile.maxTextureSize : 0);
+    }
     m_refusedSize = !fits;
     return fits;
 }
@@ -109,21 +113,25 @@ ContextPainter::Drawn ContextPainter::DrawPicture(const PictureTarget& target, c
                                                   const ViewParameters& view)
 {
     const Plane& luma = planes.plane[0];
-    if (!target.program->isLinked() || !FitsContext(luma.width, luma.height))
+    if (!target.program->isLinked() || !FitsContext(luma.width, luma.height)) {
         return Drawn::Nothing;
+    }
     const bool isUploaded =
         m_picturePainter.Upload(m_profile, planes, target.textures, target.storage, serial);
     float vertices[8] = {};
     ComputeQuad(target.destination, view.zoom, vertices);
-    if (!IsDrawable(vertices))
+    if (!IsDrawable(vertices)) {
         return Drawn::Nothing;
-    if (!CoversViewport(vertices))
+    }
+    if (!CoversViewport(vertices)) {
         Clear();
+    }
     m_picturePainter.Draw(m_profile, layout, view.color, {*target.program, m_matrixLocation}, vertices,
                           target.rotate);
     const QString failure = m_picturePainter.TakeFailure();
-    if (!failure.isEmpty())
+    if (!failure.isEmpty()) {
         LogError("ContextPainter", __func__, __LINE__, "color program failed, %s", qPrintable(failure));
+    }
     return isUploaded ? Drawn::Uploaded : Drawn::Again;
 }
 
@@ -131,8 +139,9 @@ void ContextPainter::MeshOverlays(const QVector<__tagQDrawGraphInfo>& records, O
                                   const PaintedView& view)
 {
     if (m_meshOf.overlays == view.overlays && m_meshOf.parameters == view.parameters &&
-        m_meshOf.surface == view.surface)
+        m_meshOf.surface == view.surface) {
         return;
+    }
     OverlayView seen;
     const QSize size = view.surface.size;
     seen.mapping = ComputeOverlayMapping(size.width(), size.height(), view.parameters.zoom);
@@ -148,13 +157,15 @@ void ContextPainter::MeshOverlays(const QVector<__tagQDrawGraphInfo>& records, O
 
 void ContextPainter::LoadMesh()
 {
-    if (m_meshIsLoaded)
+    if (m_meshIsLoaded) {
         return;
+    }
     m_overlayPainter.Load(m_profile, m_mesh);
     m_meshIsLoaded = true;
     const QString failure = m_overlayPainter.TakeFailure();
-    if (!failure.isEmpty())
+    if (!failure.isEmpty()) {
         LogError("ContextPainter", __func__, __LINE__, "overlay program failed, %s", qPrintable(failure));
+    }
 }
 
 void ContextPainter::PaintOpaqueOverlays()

@@ -92,7 +92,8 @@ public:
 
     // Meshes the records unless the mesh is of this view already. Needs no context; the caller holds the
     // records' lock.
-    void MeshOverlays(const QVector<__tagQDrawGraphInfo>& records, OverlayKinds kinds, const PaintedView& view);
+    void MeshOverlays(const QVector<__tagQDrawGraphInfo>& records, OverlayKinds kinds,
+                      const PaintedView& view);
     // Paint the mesh.
     void PaintOpaqueOverlays();
     void PaintTranslucentOverlays();

@@ -47,8 +47,9 @@ public:
     explicit operator bool() const { return m_held; }
     void Unlock()
     {
-        if (m_held)
+        if (m_held) {
             m_gate.m_frameLock.unlock();
+        }
         m_held = false;
     }
 

@@ -32,21 +32,24 @@ bool FrameStore::CanHold(const tagYuvFrameInfo& frame)
 
 int FrameStore::Reset(int width, int height, int bytes)
 {
-    if (width < 1 || height < 1)
+    if (width < 1 || height < 1) {
         return -1;
+    }
     Drop();
     m_fields.width = width;
     m_fields.height = height;
     m_fields.declaredBytes = bytes;
     m_isLost = true;
     const int64_t wanted = bytes >= 1 ? bytes : PictureBytes(width, height);
-    if (wanted > std::numeric_limits<int>::max())
+    if (wanted > std::numeric_limits<int>::max()) {
         return -1;
+    }
     const size_t used = static_cast<size_t>(wanted);
     const size_t room = (used + CacheLine - 1) / CacheLine * CacheLine;
     m_fields.buffer = static_cast<uint8_t*>(std::aligned_alloc(CacheLine, room));
-    if (!m_fields.buffer)
+    if (!m_fields.buffer) {
         return -1;
+    }
     std::memset(m_fields.buffer, 0, used);
     ASAN_POISON_MEMORY_REGION(m_fields.buffer + used, room - used);
     m_block = m_fields.buffer;
@@ -82,8 +85,8 @@ CopiedFrame FrameStore::Copy(const tagYuvFrameInfo& frame)
 {
     if (frame.iDisplayType == OVEL_DISPLAY_NV12) {
         m_fields.nv12Luma = m_fields.buffer;
-        m_fields.nv12Chroma = m_fields.buffer + static_cast<size_t>(m_fields.width) *
-                                                    static_cast<size_t>(m_fields.height);
+        m_fields.nv12Chroma =
+            m_fields.buffer + static_cast<size_t>(m_fields.width) * static_cast<size_t>(m_fields.height);
     }
     const Stores stores = std::exchange(m_wasRead, false) ? Stores::PastCache : Stores::Cached;
     const CopiedFrame copied =
@@ -100,21 +103,24 @@ size_t FrameStore::Bytes() const
 
 bool FrameStore::HoldsPicture(int displayType) const
 {
-    if (m_fields.width < 1 || m_fields.height < 1)
+    if (m_fields.width < 1 || m_fields.height < 1) {
         return false;
+    }
     const size_t width = static_cast<size_t>(m_fields.width);
     const size_t height = static_cast<size_t>(m_fields.height);
-    if (displayType == OVEL_DISPLAY_NV12)
+    if (displayType == OVEL_DISPLAY_NV12) {
         return Contains(m_fields.nv12Luma, width * height) &&
                Contains(m_fields.nv12Chroma, width * (height / 2));
+    }
     return Contains(m_fields.buffer, static_cast<size_t>(PictureBytes(m_fields.width, m_fields.height)));
 }
 
 bool FrameStore::Contains(const uint8_t* place, size_t bytes) const
 {
     const uint8_t* const begin = m_fields.buffer;
-    if (!begin || !place || std::less<>()(place, begin))
+    if (!begin || !place || std::less<>()(place, begin)) {
         return false;
+    }
     const size_t offset = static_cast<size_t>(place - begin);
     return offset <= Bytes() && bytes <= Bytes() - offset;
 }

@@ -16,8 +16,9 @@ void LabelBoard::SetParent(QWidget* parent)
 void LabelBoard::FindParent()
 {
     const quint64 set = m_parentsSet;
-    if (m_parentsFound == set)
+    if (m_parentsFound == set) {
         return;
+    }
     QWidget* const wanted = m_fields.parent;
     m_parent = wanted && QApplication::allWidgets().contains(wanted) ? wanted : nullptr;
     m_parentsFound = set;
@@ -34,19 +35,22 @@ QWidget* LabelBoard::Parent() const
 bool LabelBoard::Take(QVector<__tagQDrawGraphInfo>& records, quint64 serial)
 {
     FindParent();
-    if (!m_isStale && m_serial == serial && (m_count == 0 || m_font == QFont()))
+    if (!m_isStale && m_serial == serial && (m_count == 0 || m_font == QFont())) {
         return false;
+    }
     m_isStale = true; // until all is taken
     m_wanted.clear();
     m_count = 0;
     m_missingFontSizes = 0;
     for (auto record = records.end(); record != records.begin();) {
         --record;
-        if (!TakesLabel(*record))
+        if (!TakesLabel(*record)) {
             continue;
+        }
         ++m_count;
-        if (m_count <= OVEL_LABELS)
+        if (m_count <= OVEL_LABELS) {
             TakeRecord(*record);
+        }
     }
     m_serial = serial;
     m_font = QFont();
@@ -57,8 +61,9 @@ bool LabelBoard::Take(QVector<__tagQDrawGraphInfo>& records, quint64 serial)
 void LabelBoard::TakeRecord(__tagQDrawGraphInfo& record)
 {
     PullBelowTop(record);
-    if (record.iPointNum >= 2 && record.iFontSize <= 0)
+    if (record.iPointNum >= 2 && record.iFontSize <= 0) {
         ++m_missingFontSizes;
+    }
     m_wanted.push_back(record);
 }
 
@@ -67,39 +72,44 @@ void LabelBoard::Show()
     for (int slot = 0; slot < OVEL_LABELS; ++slot) {
         const auto index = static_cast<size_t>(slot);
         // A copy: a host's event filter may run events, and so another pass, from here.
-        const __tagQDrawGraphInfo record =
-            index < m_wanted.size() ? m_wanted[index] : __tagQDrawGraphInfo{};
-        if (record.iPointNum >= 2)
+        const __tagQDrawGraphInfo record = index < m_wanted.size() ? m_wanted[index] : __tagQDrawGraphInfo{};
+        if (record.iPointNum >= 2) {
             ShowRecord(slot, record);
-        else
+        } else {
             ClearSlot(slot);
+        }
     }
-    if (m_count > 0 || m_fields.areShown)
+    if (m_count > 0 || m_fields.areShown) {
         UpdateParent();
+    }
     m_fields.areShown = m_count > 0;
 }
 
 void LabelBoard::FinishPass(bool labelsChange)
 {
-    if (labelsChange)
+    if (labelsChange) {
         Show();
-    for (int i = 0; i < m_missingFontSizes; ++i)
+    }
+    for (int i = 0; i < m_missingFontSizes; ++i) {
         WarnOfMissingFontSize();
+    }
 }
 
 // Scheduled, not done here: a repaint of an ancestor from inside a paint would recurse into it.
 void LabelBoard::UpdateParent() const
 {
-    if (m_parent)
+    if (m_parent) {
         m_parent->update();
+    }
 }
 
 QLabel* LabelBoard::LabelOf(int slot)
 {
     QLabel*& label = m_fields.labels[slot];
     QWidget* const parent = Parent();
-    if (label && label->parentWidget() == parent)
+    if (label && label->parentWidget() == parent) {
         return label;
+    }
     if (label) {
         label->setParent(parent);
     } else {
@@ -151,16 +161,18 @@ void LabelBoard::ClearSlot(int slot)
 {
     QLabel* const label = m_fields.labels[slot];
     Shown& shown = m_shown[static_cast<size_t>(slot)];
-    if (!label || shown.text.isEmpty())
+    if (!label || shown.text.isEmpty()) {
         return;
+    }
     label->clear();
     shown.text.clear();
 }
 
 void LabelBoard::Hide()
 {
-    if (!m_fields.areShown)
+    if (!m_fields.areShown) {
         return;
+    }
     Clear();
     UpdateParent();
     m_fields.areShown = false;
@@ -168,14 +180,16 @@ void LabelBoard::Hide()
 
 void LabelBoard::Clear()
 {
-    for (int slot = 0; slot < OVEL_LABELS; ++slot)
+    for (int slot = 0; slot < OVEL_LABELS; ++slot) {
         ClearSlot(slot);
+    }
     m_isStale = true;
 }
 
 void LabelBoard::Delete()
 {
-    for (QLabel*& label : m_fields.labels)
+    for (QLabel*& label : m_fields.labels) {
         delete label; // leaves its slot by itself
+    }
     m_isStale = true;
 }

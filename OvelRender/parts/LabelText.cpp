@@ -24,8 +24,9 @@ int Bounded(int64_t coordinate)
 void PullBelowTop(__tagQDrawGraphInfo& record)
 {
     const int64_t top = record.stPoint[0].y;
-    if (record.iPointNum < 2 || top >= 0)
+    if (record.iPointNum < 2 || top >= 0) {
         return;
+    }
     record.stPoint[1].y = static_cast<int>(std::min<int64_t>(record.stPoint[1].y - top, INT32_MAX));
     record.stPoint[0].y = 0;
 }
@@ -49,8 +50,9 @@ QString LabelText(const __tagQDrawGraphInfo& record)
     const QByteArray bytes(record.szText, static_cast<int>(length));
     QString text;
     if (record.iTextCode == OVEL_TEXT_GBK) {
-        if (const QTextCodec* codec = QTextCodec::codecForName("GBK"))
+        if (const QTextCodec* codec = QTextCodec::codecForName("GBK")) {
             text = codec->toUnicode(bytes);
+        }
     } else if (record.iTextCode == OVEL_TEXT_UTF8) {
         text = QString::fromUtf8(bytes);
     } else {
@@ -58,8 +60,9 @@ QString LabelText(const __tagQDrawGraphInfo& record)
     }
     // A text that fills the field may end inside a character.
     if (length == sizeof(record.szText)) {
-        while (text.endsWith(QChar::ReplacementCharacter))
+        while (text.endsWith(QChar::ReplacementCharacter)) {
             text.chop(1);
+        }
     }
     return text;
 }

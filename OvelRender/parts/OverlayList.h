@@ -32,7 +32,8 @@ public:
         unsigned int frameParam;
     };
     // Begins a run for the frame of this parameter, or for the one of the last run when there is none given.
-    Started StartRun(Start start, std::optional<unsigned int> frameParam, std::atomic<unsigned int>& lastParam);
+    Started StartRun(Start start, std::optional<unsigned int> frameParam,
+                     std::atomic<unsigned int>& lastParam);
 
     // Calls reader(records, serial) with the list as it stands.
     template <typename Reader> void Read(const Reader& reader)

@@ -32,8 +32,9 @@ bool PlayerCallback::Set(const tagOvelDrawCallback& pair)
     const tagOvelDrawCallback former{m_function, m_user};
     m_function = pair.pfnDrawCallback;
     m_user = pair.pUser;
-    if (IsSame(former, pair) || WaitWithin(m_runEnded, lock, [&] { return !RunsElsewhere(former); }))
+    if (IsSame(former, pair) || WaitWithin(m_runEnded, lock, [&] { return !RunsElsewhere(former); })) {
         return true;
+    }
     m_function = former.pfnDrawCallback;
     m_user = former.pUser;
     return false;
@@ -47,8 +48,9 @@ bool PlayerCallback::Forget()
 bool PlayerCallback::RunsElsewhere(const tagOvelDrawCallback& pair) const
 {
     for (const Run* run = m_runs; run; run = run->m_next) {
-        if (IsSame(run->m_pair, pair) && run->m_thread != std::this_thread::get_id())
+        if (IsSame(run->m_pair, pair) && run->m_thread != std::this_thread::get_id()) {
             return true;
+        }
     }
     return false;
 }
@@ -57,20 +59,23 @@ PlayerCallback::Run::Run(PlayerCallback& callback) : m_callback(callback)
 {
     const std::lock_guard<std::mutex> lock(callback.m_mutex);
     m_pair = {callback.m_function, callback.m_user};
-    if (!m_pair.pfnDrawCallback)
+    if (!m_pair.pfnDrawCallback) {
         return;
+    }
     m_next = callback.m_runs;
     callback.m_runs = this;
 }
 
 PlayerCallback::Run::~Run()
 {
-    if (!m_pair.pfnDrawCallback)
+    if (!m_pair.pfnDrawCallback) {
         return;
+    }
     const std::lock_guard<std::mutex> lock(m_callback.m_mutex);
     Run** link = &m_callback.m_runs;
-    while (*link != this)
+    while (*link != this) {
         link = &(*link)->m_next;
+    }
     *link = m_next;
     m_callback.m_runEnded.notify_all();
 }

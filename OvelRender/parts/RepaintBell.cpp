@@ -28,8 +28,9 @@ public:
 protected:
     bool event(QEvent* e) override
     {
-        if (e->type() != QEvent::SockAct)
+        if (e->type() != QEvent::SockAct) {
             return QSocketNotifier::event(e);
+        }
         m_bell.Answer();
         return true;
     }
@@ -48,8 +49,9 @@ RepaintBell& RepaintBell::Instance()
 
 void RepaintBell::Add(RepaintRequest& request)
 {
-    if (!m_isHeard && QAbstractEventDispatcher::instance())
+    if (!m_isHeard && QAbstractEventDispatcher::instance()) {
         Listen();
+    }
     m_requests.push_back(&request); // last: what throws must leave nothing behind
 }
 
@@ -60,31 +62,37 @@ void RepaintBell::Remove(RepaintRequest& request)
 
 bool RepaintBell::Ring()
 {
-    if (!m_isHeard)
+    if (!m_isHeard) {
         return false;
-    if (m_rung.exchange(true) || Write())
+    }
+    if (m_rung.exchange(true) || Write()) {
         return true;
+    }
     m_rung = false;
     return false;
 }
 
 void RepaintBell::Listen()
 {
-    if (m_descriptor < 0)
+    if (m_descriptor < 0) {
         m_descriptor = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
-    if (m_descriptor >= 0)
+    }
+    if (m_descriptor >= 0) {
         new Listener(*this, QCoreApplication::instance());
+    }
 }
 
 void RepaintBell::Answer()
 {
     uint64_t rings = 0;
-    if (read(m_descriptor, &rings, sizeof(rings)) < 0)
+    if (read(m_descriptor, &rings, sizeof(rings)) < 0) {
         return;
+    }
     m_rung = false;
     // Backwards, so that a widget that is deleted meanwhile hides no other one.
-    for (size_t i = m_requests.size(); i > 0; i = std::min(i - 1, m_requests.size()))
+    for (size_t i = m_requests.size(); i > 0; i = std::min(i - 1, m_requests.size())) {
         m_requests[i - 1]->Deliver();
+    }
 }
 
 bool RepaintBell::Write() const

@@ -17,12 +17,14 @@ RepaintRequest::~RepaintRequest()
 void RepaintRequest::Send()
 {
     if (IsGuiThread()) {
-        if (!std::exchange(m_isPosted, true))
+        if (!std::exchange(m_isPosted, true)) {
             Post();
+        }
         return;
     }
-    if (m_onItsWay.exchange(true) || RepaintBell::Instance().Ring())
+    if (m_onItsWay.exchange(true) || RepaintBell::Instance().Ring()) {
         return;
+    }
     // Nobody hears the bell. An event may be eaten on its way, so that each request sends its own.
     m_onItsWay = false;
     Post();
@@ -41,6 +43,7 @@ void RepaintRequest::Post()
 
 void RepaintRequest::Deliver()
 {
-    if (m_onItsWay.exchange(false))
+    if (m_onItsWay.exchange(false)) {
         m_work();
+    }
 }

@@ -70,8 +70,9 @@ tagOvelZoomArea ViewStore::SetDestination(const tagQRECT& rect, const QSize& wid
 {
     const std::lock_guard<std::mutex> lock(m_mutex);
     m_fields.destinationPixels = QRect(QPoint(rect.left, rect.top), QPoint(rect.right, rect.bottom));
-    if (!widgetSize.isEmpty())
+    if (!widgetSize.isEmpty()) {
         m_fields.destination = NormaliseRect(rect, widgetSize.width(), widgetSize.height());
+    }
     return m_fields.destination;
 }
 
@@ -80,8 +81,9 @@ bool ViewStore::SetColor(const void* data, int length)
     const std::lock_guard<std::mutex> lock(m_mutex);
     tagOvelColor color = m_color;
     CopyPayload(color, data, length);
-    if (!IsKnownColor(color))
+    if (!IsKnownColor(color)) {
         return false;
+    }
     m_color = color;
     return true;
 }
@@ -113,5 +115,6 @@ void ViewStore::NoteWidget(bool isVisible, const QSize& size)
 QSize ViewStore::VisibleSize() const
 {
     const qint64 packed = m_visibleSize;
-    return packed < 0 ? QSize() : QSize(static_cast<int>(packed >> 32), static_cast<int>(packed & 0xFFFFFFFF));
+    return packed < 0 ? QSize()
+                      : QSize(static_cast<int>(packed >> 32), static_cast<int>(packed & 0xFFFFFFFF));
 }

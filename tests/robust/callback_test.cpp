@@ -43,8 +43,9 @@ TEST_P(CallbackTest, HostLockAroundCallsAndInTheCallback)
     Signal resizeIsIn;
     std::atomic<int> refused{0};
     ScriptedHost host([&](const ScriptedHost::Run&) {
-        if (OnGuiThread())
+        if (OnGuiThread()) {
             resizeIsIn.Set();
+        }
         for (int i = 0; !hostLock.try_lock(); ++i) { // not for ever: what hangs shall be told
             if (i == 3000) {
                 ++refused;
@@ -76,8 +77,9 @@ TEST_P(CallbackTest, CallbackThatWaitsForTheEventLoop)
     std::atomic<bool> answered{true};
     QObject receiver;
     ScriptedHost host([&](const ScriptedHost::Run&) {
-        if (OnGuiThread())
+        if (OnGuiThread()) {
             return;
+        }
         QMetaObject::invokeMethod(
             &receiver, [&] { eventLoopRan.Set(); }, Qt::QueuedConnection);
         isIn.Set();
@@ -112,8 +114,9 @@ TEST_P(CallbackTest, SlowCallbackDoesNotHoldTheEventLoop)
         Signal isIn;
         Signal leave;
         ScriptedHost host([&](const ScriptedHost::Run&) {
-            if (OnGuiThread())
+            if (OnGuiThread()) {
                 return;
+            }
             isIn.Set();
             leave.Wait(3000);
         });
@@ -155,8 +158,9 @@ TEST_P(CallbackTest, WhoTakesACallbackAwayWaitsForIt)
             std::atomic<bool> takenMeanwhile{false};
             ScriptedHost host([&](const ScriptedHost::Run&) {
                 isIn.Set();
-                for (int i = 0; i < 150 && !taken; ++i)
+                for (int i = 0; i < 150 && !taken; ++i) {
                     std::this_thread::sleep_for(std::chrono::milliseconds(1));
+                }
                 takenMeanwhile = takenMeanwhile || taken;
             });
             host.Attach(own.handle);
@@ -166,8 +170,9 @@ TEST_P(CallbackTest, WhoTakesACallbackAwayWaitsForIt)
                 c.take(own.handle);
                 taken = true;
             });
-            if (inResize)
+            if (inResize) {
                 own.top->resize(120, 70);
+            }
             feeder.Finish();
             taker.Finish();
             EXPECT_FALSE(takenMeanwhile);
@@ -209,8 +214,9 @@ TEST_P(CallbackTest, CallsForABusyRendererGiveUp)
 {
     for (const bool inResize : {false, true}) {
         for (const OtherCall& c : OtherCalls) {
-            if (inResize && &c != OtherCalls)
+            if (inResize && &c != OtherCalls) {
                 continue; // one of them will do: each takes half a second
+            }
             SCOPED_TRACE(testing::Message() << c.name << (inResize ? " in a resize" : " in a frame"));
             RenderWindow busy(OVEL_RENDER_SUB_IMAGE - GetParam());
             Signal busyIsIn;
@@ -225,16 +231,18 @@ TEST_P(CallbackTest, CallsForABusyRendererGiveUp)
             std::atomic<int> result{1};
             std::atomic<bool> stillBusy{false};
             ScriptedHost host([&](const ScriptedHost::Run& run) {
-                if (run.number > 1)
+                if (run.number > 1) {
                     return;
+                }
                 result = c.call(busy.handle);
                 stillBusy = busyHost.inside == 1;
             });
             host.Attach(window.handle);
-            if (inResize)
+            if (inResize) {
                 ResizeNow();
-            else
+            } else {
                 EXPECT_EQ(SmallFrame().Feed(window.handle), 0);
+            }
             EXPECT_EQ(result, -1);
             EXPECT_TRUE(stillBusy) << "the call waited for the other callback";
             leave.Set();
@@ -257,11 +265,13 @@ TEST_P(CallbackTest, CallbacksThatSteerEachOther)
     std::atomic<int> givenUp{0};
     const auto steer = [&](void* other) {
         return [&inside, &givenUp, other](const ScriptedHost::Run& run) {
-            if (run.number > 1)
+            if (run.number > 1) {
                 return;
+            }
             ++inside;
-            for (int i = 0; i < 3000 && inside < 2; ++i)
+            for (int i = 0; i < 3000 && inside < 2; ++i) {
                 std::this_thread::sleep_for(std::chrono::milliseconds(1));
+            }
             int value = 1;
             givenUp += Ovel_SetParam(other, OVELCMD_SET_STOPDRAW_PARA, &value, sizeof(value)) == -1;
         };
@@ -276,8 +286,9 @@ TEST_P(CallbackTest, CallbacksThatSteerEachOther)
     secondFeeder.Finish();
     EXPECT_EQ(inside, 2);
     EXPECT_GE(givenUp, 1);
-    for (void* handle : {window.handle, second.handle})
+    for (void* handle : {window.handle, second.handle}) {
         Ovel_ClearDraw(handle);
+    }
 }
 
 } // namespace

@@ -1,6 +1,6 @@
 // Numbers that no sane host or stream sends, at the ends of their ranges: each has its documented result, and
 // the next ordinary frame shows as if nothing had been.
-#include "../../fuzz/FrameSources.h"
+#include "FrameSources.h"
 #include "Harness.h"
 
 #include <QLabel>
@@ -31,8 +31,9 @@ constexpr int Nv12 = OVEL_DISPLAY_NV12;
 int CountLines(const char* part)
 {
     int count = 0;
-    for (const std::string& line : TakeLogLines())
+    for (const std::string& line : TakeLogLines()) {
         count += line.find(part) != std::string::npos;
+    }
     return count;
 }
 
@@ -161,15 +162,18 @@ void ExpectTrueLocations()
     for (const LogLocation& location : TakeLogLocations()) {
         SCOPED_TRACE(location.source + " " + location.function + " " + std::to_string(location.line));
         std::ifstream file;
-        for (const char* directory : {"", "picture/", "parts/"})
-            if (!file.is_open())
+        for (const char* directory : {"", "picture/", "parts/"}) {
+            if (!file.is_open()) {
                 file.open(std::string(OVEL_SOURCE_DIR "/OvelRender/") + directory + location.source + ".cpp");
+            }
+        }
         ASSERT_TRUE(file.is_open());
         int begin = 0;
         int number = 0;
         for (std::string line; ++number <= location.line && std::getline(file, line);) {
-            if (line.rfind("    ", 0) != 0 && line.find(location.function + "(") != std::string::npos)
+            if (line.rfind("    ", 0) != 0 && line.find(location.function + "(") != std::string::npos) {
                 begin = number;
+            }
         }
         EXPECT_EQ(number, location.line + 1) << "the file is shorter";
         EXPECT_TRUE(begin > 0 && location.line - begin < 60) << "the function begins at " << begin;
@@ -191,8 +195,9 @@ TEST_P(Hostile, LargerThanAnyTexture)
         for (const QSize size : {QSize(largest + 2, 2), QSize(2, largest + 2)}) {
             ASSERT_NO_FATAL_FAILURE(ExpectOrdinaryFrame(layout));
             TakeLogLines();
-            for (int i = 0; i < 3; ++i)
+            for (int i = 0; i < 3; ++i) {
                 ASSERT_TRUE(window.Show(PlainPicture(size.width(), size.height(), 200, 90, 40), layout));
+            }
             EXPECT_EQ(CountLines("cannot be shown"), 1);
             ExpectTrueLocations();
             EXPECT_TRUE(SameImage(window.Framebuffer(), black));
@@ -255,8 +260,9 @@ TEST_P(Hostile, OverlayRecords)
         for (const int count : counts) {
             for (size_t i = 0; i < 5; ++i) {
                 std::vector<tagQPOINT> points;
-                for (size_t p = 0; p < OVEL_GRAPH_POINTS; ++p)
+                for (size_t p = 0; p < OVEL_GRAPH_POINTS; ++p) {
                     points.push_back({coordinates[(p + i) % 5], coordinates[(p * 3 + i) % 5]});
+                }
                 source.records.push_back(Graph(type, ~0u, widths[i], points, alphas[(i + 2) % 5]));
                 source.records.back().iPointNum = count;
                 std::memset(source.records.back().szText, "A\xE4\xFF\x81<"[i], OVEL_GRAPH_TEXT_BYTES);
@@ -269,8 +275,9 @@ TEST_P(Hostile, OverlayRecords)
         ASSERT_TRUE(window.Show(MakePicture(16, 16), layout));
         window.renderer->grab(); // labels too
     }
-    for (const QLabel* label : window.renderer->findChildren<QLabel*>())
+    for (const QLabel* label : window.renderer->findChildren<QLabel*>()) {
         EXPECT_LE(label->text().size(), int(OVEL_GRAPH_TEXT_BYTES));
+    }
 
     // What covers nothing leaves the picture alone.
     source.records = {Graph(OVEL_GRAPH_FILLED, 0xFFFFFF, 1, {{0, 0}, {90, 0}, {0, 60}}, NAN),
@@ -302,8 +309,9 @@ TEST_P(Hostile, ShadersThatFailAreSaidOnce)
     source.Attach(window.handle);
     TakeLogLines();
     shadersAreBroken = true;
-    for (int i = 0; i < 8; ++i) // every change of layout builds a program anew
+    for (int i = 0; i < 8; ++i) { // every change of layout builds a program anew
         EXPECT_TRUE(window.Show(MakePicture(16, 16, i), i % 4 < 2 ? Yv12 : Nv12));
+    }
     shadersAreBroken = false;
     EXPECT_FALSE(qtWarnings.Take().empty());
     EXPECT_FALSE(glErrors.Take().empty());

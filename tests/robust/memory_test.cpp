@@ -37,15 +37,18 @@ thread_local Countdown countdown;
 
 bool Fails()
 {
-    if (!countdown.armed)
+    if (!countdown.armed) {
         return false;
+    }
     ++countdown.seen;
-    if (countdown.left == 0 || (--countdown.left > 0))
+    if (countdown.left == 0 || (--countdown.left > 0)) {
         return false;
+    }
     countdown.left = countdown.once ? 0 : 1;
     countdown.armed = false;
-    if (countdown.frames == 0)
+    if (countdown.frames == 0) {
         countdown.frames = backtrace(countdown.failedAt, 24);
+    }
     countdown.armed = true;
     errno = ENOMEM;
     return true;
@@ -112,8 +115,9 @@ Ending TryInChild(const std::function<bool()>& call)
 {
     const pid_t child = fork();
     if (child == 0) {
-        for (const int signal : {SIGSEGV, SIGABRT, SIGBUS})
+        for (const int signal : {SIGSEGV, SIGABRT, SIGBUS}) {
             std::signal(signal, &ReportCrash);
+        }
         alarm(20);
         try {
             _exit(call() ? 0 : 1);
@@ -123,8 +127,9 @@ Ending TryInChild(const std::function<bool()>& call)
     }
     int status = 0;
     waitpid(child, &status, 0);
-    if (!WIFEXITED(status) || WEXITSTATUS(status) > 1)
+    if (!WIFEXITED(status) || WEXITSTATUS(status) > 1) {
         return Ending::Crashed;
+    }
     return WEXITSTATUS(status) == 0 ? Ending::Fine : Ending::Wrong;
 }
 
@@ -158,8 +163,9 @@ Sweep FailEach(const Call& call, bool once, const std::function<bool()>& stillFi
         const Ending ending = TryInChild(attempt);
         EXPECT_NE(ending, Ending::Wrong);
         sweep.crashed += ending == Ending::Crashed;
-        if (ending != Ending::Fine || !inProcess)
+        if (ending != Ending::Fine || !inProcess) {
             continue;
+        }
         EXPECT_TRUE(attempt());
         sweep.refused += result == -1;
     }
@@ -238,8 +244,9 @@ TEST_P(Memory, FrameRecordCommand)
         SCOPED_TRACE(command);
         const tagOvelZoomArea payload{0, 0, 1, 1};
         const Call send = [&] { return command < 0 ? record() : window.Set(command, payload); };
-        if (command == OVELCMD_SET_DRAW_CALLBACK || command == OVELCMD_SET_LABEL_PARENT)
+        if (command == OVELCMD_SET_DRAW_CALLBACK || command == OVELCMD_SET_LABEL_PARENT) {
             continue; // a payload of numbers means nothing to them
+        }
         for (const bool once : {true, false}) {
             const Sweep sweep = FailEach(send, once, showsTheNextFrame, true);
             EXPECT_EQ(sweep.crashed, 0);
@@ -265,15 +272,17 @@ TEST_P(Memory, ThePictureBeforeStays)
     for (const int layout : {OVEL_DISPLAY_YV12, OVEL_DISPLAY_NV12}) {
         ASSERT_TRUE(window.Show(MakePicture(40, 30, layout), layout));
         QImage expected = window.Framebuffer();
-        if (window.IsSubImage())
+        if (window.IsSubImage()) {
             expected.fill(Qt::black);
+        }
         Frame larger(MakePicture(80, 60), layout);
         {
             const FailingAllocations failing(1, false);
             EXPECT_EQ(larger.Feed(window.handle), -1);
         }
-        for (int i = 0; i < 3; ++i)
+        for (int i = 0; i < 3; ++i) {
             ASSERT_TRUE(window.Repaint());
+        }
         EXPECT_TRUE(SameImage(window.Framebuffer(), expected));
         ASSERT_TRUE(window.Show(std::move(larger)));
         EXPECT_TRUE(ShowsCanvas(window.Framebuffer(),

@@ -86,11 +86,13 @@ public:
     {
         connection =
             QObject::connect(window.renderer, &QOpenGLWidget::aboutToCompose, window.renderer, [this] {
-                if (std::exchange(paintsSeen, window.paints->count) == window.paints->count)
+                if (std::exchange(paintsSeen, window.paints->count) == window.paints->count) {
                     return;
+                }
                 last = Look();
-                if (seen)
+                if (seen) {
                     seen(last);
+                }
             });
     }
 
@@ -112,8 +114,9 @@ private:
         window.renderer->makeCurrent();
         Shown shown{NumberAt(80, 30), NumberAt(40, 12), {}};
         window.renderer->doneCurrent();
-        if (const QLabel* label = window.renderer->m_pLabel[0])
+        if (const QLabel* label = window.renderer->m_pLabel[0]) {
             shown.text = label->text().toStdString();
+        }
         return shown;
     }
 
@@ -176,8 +179,9 @@ TEST_P(Together, APaintTakesAllOfAFrame)
         public:
             bool eventFilter(QObject*, QEvent* event) override
             {
-                if (event->type() == QEvent::Paint)
+                if (event->type() == QEvent::Paint) {
                     lockWatch.released = mutex;
+                }
                 return false;
             }
             QMutex* mutex = nullptr;
@@ -209,8 +213,9 @@ TEST_P(Together, AWaitingPaintGoesBeforeFurtherFrames)
     const auto feed = [&](void* handle) {
         feeders.push_back(std::make_unique<HostThread>([&stop, handle] {
             Frame frame(MakePicture(1280, 720), OVEL_DISPLAY_YV12);
-            while (!stop)
+            while (!stop) {
                 frame.Feed(handle);
+            }
         }));
     };
     std::atomic<int> begun{0};
@@ -248,14 +253,16 @@ TEST_P(Together, LabelsStayUntilTheNextPictureIsWhole)
         Signal leave;
         ScriptedHost host([&](const ScriptedHost::Run& run) {
             const auto number = static_cast<int>(run.info.uiFrameParam);
-            if (pushed)
+            if (pushed) {
                 PushNumbered(run, number);
+            }
             if (number == 5) {
                 inThird.Set();
                 EXPECT_TRUE(leave.Wait());
             }
-            if (!pushed)
+            if (!pushed) {
                 PushNumbered(run, number);
+            }
         });
         host.Attach(window.handle);
         ASSERT_TRUE(WaitUntil([&] { return window.Show(NumberedFrame(1)) && onlooker.last == Whole(1); }));
@@ -282,8 +289,9 @@ TEST_P(Together, OvertakenCallbacksLeaveNothing)
         std::atomic<int> results{0};
         std::atomic<int> first{0};
         ScriptedHost host([&](const ScriptedHost::Run& run) {
-            if (first == 0)
+            if (first == 0) {
                 return; // not yet
+            }
             if (run.number == first) {
                 run.Push(NumberedBar(1));
                 firstIsIn.Set();
@@ -301,22 +309,25 @@ TEST_P(Together, OvertakenCallbacksLeaveNothing)
             HostThread feeder([&] {
                 EXPECT_TRUE(!resizeFirst || firstIsIn.Wait());
                 EXPECT_EQ(frame.Feed(window.handle), 0);
-                if (resizeFirst)
+                if (resizeFirst) {
                     secondIsOver.Set();
+                }
             });
             EXPECT_TRUE(resizeFirst || firstIsIn.Wait());
             window.top->resize(resizeFirst ? QSize(120, 80) : QSize(110, 70));
             RunEvents();
-            if (!resizeFirst)
+            if (!resizeFirst) {
                 secondIsOver.Set();
+            }
         }
         EXPECT_EQ(results, 0) << "records that came too late are taken all the same";
         {
             const QMutexLocker lock(&window.renderer->m_mutexDrawInfo);
             const QVector<__tagQDrawGraphInfo>& list = window.renderer->m_vecDrawGraphInfo;
             EXPECT_EQ(list.size(), 2);
-            for (const __tagQDrawGraphInfo& record : list)
+            for (const __tagQDrawGraphInfo& record : list) {
                 EXPECT_EQ(record.uiColor, NumberedBar(5).uiColor);
+            }
         }
         const int late = window.IsSubImage()
                              ? CLS_ShaderYuvSubImage::DrawCallbackToRender(&results, 4, window.handle)
@@ -353,8 +364,9 @@ TEST_P(Together, NoTextIsMissed)
         window.renderer->InnerClearDrawInfo();
         window.renderer->DrawTextInfo();
         ++wanted;
-        while (pushed < wanted)
+        while (pushed < wanted) {
             window.renderer->DrawTextInfo();
+        }
         window.renderer->DrawTextInfo();
         missed += Text() != "4";
     }
@@ -392,8 +404,9 @@ TEST(TogetherUnderLoad, EveryPictureIsWhole)
             onlookers.push_back(std::make_unique<Onlooker>(window));
             onlookers.back()->seen = [&](const Shown& shown) {
                 ++looked;
-                if (!resizing && !(shown == Whole(shown.picture)) && torn++ == 0)
+                if (!resizing && !(shown == Whole(shown.picture)) && torn++ == 0) {
                     firstTorn = shown;
+                }
                 const QMutexLocker lock(&window.renderer->m_mutexDrawInfo);
                 doubled += window.renderer->m_vecDrawGraphInfo.size() > 2;
             };
@@ -412,12 +425,14 @@ TEST(TogetherUnderLoad, EveryPictureIsWhole)
         for (size_t step = 0; static_cast<double>(timer.elapsed()) < TestSeconds(2) * 500; ++step) {
             RunEvents();
             RenderWindow& window = *windows[step % windows.size()];
-            if (resizing)
+            if (resizing) {
                 window.top->resize(96 + static_cast<int>(step % 20), 64);
+            }
         }
         stop = true;
-        for (std::thread& feeder : feeders)
+        for (std::thread& feeder : feeders) {
             feeder.join();
+        }
         EXPECT_EQ(torn, 0) << "of " << looked << " pictures, first: " << firstTorn;
         EXPECT_EQ(doubled, 0) << "of " << looked;
         EXPECT_GT(looked, 20);
@@ -435,8 +450,9 @@ void QMutex::unlock() noexcept
     using Unlock = void (*)(QMutex*);
     static const auto real = reinterpret_cast<Unlock>(dlsym(RTLD_NEXT, "_ZN6QMutex6unlockEv"));
     real(this);
-    if (lockWatch.released != this || !OnGuiThread())
+    if (lockWatch.released != this || !OnGuiThread()) {
         return;
+    }
     lockWatch.released = nullptr;
     lockWatch.onRelease();
 }
@@ -446,11 +462,13 @@ bool QMutex::tryLock(int milliseconds) QT_MUTEX_LOCK_NOEXCEPT
     using TryLock = bool (*)(QMutex*, int);
     static const auto real = reinterpret_cast<TryLock>(dlsym(RTLD_NEXT, "_ZN6QMutex7tryLockEi"));
     const bool watched = milliseconds != 0 && lockWatch.wanted == this && OnGuiThread();
-    if (watched)
+    if (watched) {
         lockWatch.onTry();
+    }
     const bool got = real(this, milliseconds);
-    if (watched)
+    if (watched) {
         lockWatch.onGot();
+    }
     return got;
 }
 #endif

@@ -55,8 +55,9 @@ RECORDER_API void sdk_log_buf_msg(const char* text, ...)
     char source[64] = "";
     char function[64] = "";
     int line = 0;
-    if (std::sscanf(text, "file: %63[^,], func:%63[^,], line: %d", source, function, &line) < 2)
+    if (std::sscanf(text, "file: %63[^,], func:%63[^,], line: %d", source, function, &line) < 2) {
         return;
+    }
     location = std::string(source) + "|" + function + "|";
     const std::lock_guard<std::mutex> guard(linesLock);
     locations.push_back({source, function, line});

@@ -103,8 +103,9 @@ public:
             std::fprintf(stderr, "watchdog: a host's call does not return\n");
             std::abort();
         }
-        if (thread.joinable())
+        if (thread.joinable()) {
             thread.join();
+        }
         return ended;
     }
     Signal done;

@@ -107,8 +107,9 @@ TEST_P(IntakeTest, ShortDescriptorsReadAsZeroPadded)
     EXPECT_EQ(Buffer(48), BufferBytes(picture, Nv12));
     EXPECT_EQ(Ovel_ShowYuvFrame(renderer, &frame.info, 16), -1) << "no size";
     EXPECT_EQ(Buffer(48), BufferBytes(picture, Nv12));
-    for (const int size : {0, -1, std::numeric_limits<int>::min()})
+    for (const int size : {0, -1, std::numeric_limits<int>::min()}) {
         EXPECT_EQ(Ovel_ShowYuvFrame(renderer, &frame.info, size), -1);
+    }
     EXPECT_EQ(Ovel_ShowYuvFrame(renderer, nullptr, 112), -1);
 }
 
@@ -128,8 +129,9 @@ TEST_P(IntakeTest, DeclaredDataSizes)
         const bool fresh = declared > 0 && declared != renderer->m_nYuvBufSize;
         EXPECT_EQ(frame.Feed(renderer), 0);
         std::vector<uint8_t> expected = whole;
-        if (fresh && given < 48)
+        if (fresh && given < 48) {
             std::fill(expected.begin() + declared, expected.end(), uint8_t(0));
+        }
         EXPECT_EQ(Buffer(48), expected);
         EXPECT_TRUE(declared <= 0 || renderer->m_nYuvBufSize == declared);
         EXPECT_TRUE(!IsSubImage() || BlockFrame() == (declared > 0));
@@ -150,7 +152,7 @@ TEST_P(IntakeTest, DeclaredDataSizes)
 TEST_P(IntakeTest, MissingSourcesKeepTheBuffer)
 {
     const Picture picture = MakePicture(8, 4);
-    for (const int type : {Yv12, Nv12})
+    for (const int type : {Yv12, Nv12}) {
         for (const int pitch : {0, 16}) {
             Frame empty(picture, type, pitch);
             empty.info.pYuvData = nullptr;
@@ -165,6 +167,7 @@ TEST_P(IntakeTest, MissingSourcesKeepTheBuffer)
             EXPECT_EQ(half.Feed(renderer), 0) << "one plane is no source";
             EXPECT_EQ(Buffer(48), BufferBytes(picture, type));
         }
+    }
 }
 
 TEST_P(IntakeTest, ImpossibleSizesAreRefused)
@@ -176,8 +179,8 @@ TEST_P(IntakeTest, ImpossibleSizesAreRefused)
     const int sizes[][2] = {{0, 4},    {8, 0},         {-8, 4},
                             {8, -4},   {65536, 21846}, {Most, Most},
                             {Most, 2}, {46341, 46341}, {INT32_MIN, INT32_MIN}};
-    for (const auto& size : sizes)
-        for (const int type : {Nv12, Yv12, 6})
+    for (const auto& size : sizes) {
+        for (const int type : {Nv12, Yv12, 6}) {
             for (const int declared : {0, 48, 12}) {
                 frame.info.iWidth = size[0];
                 frame.info.iHeight = size[1];
@@ -189,6 +192,8 @@ TEST_P(IntakeTest, ImpossibleSizesAreRefused)
                 ASSERT_EQ(Buffer(48), BufferBytes(picture, Nv12));
                 EXPECT_EQ(renderer->m_pNV12UV, renderer->m_pYuvBuf + 32);
             }
+        }
+    }
     EXPECT_EQ(Frame(MakePicture(10, 6), Yv12).Feed(renderer), 0) << "and the next good one is taken";
 }
 
@@ -321,8 +326,9 @@ TEST(CheckGreen, LooksAtFourCorners)
         sample = 0;
     }
     const int elsewhere[][2] = {{10, 0}, {0, 10}, {29, 29}, {39, 19}, {20, 15}};
-    for (const auto& place : elsewhere)
+    for (const auto& place : elsewhere) {
         luma[static_cast<size_t>(place[1] * 40 + place[0])] = 200;
+    }
     EXPECT_TRUE(CheckGreen(luma.data(), 40, 30));
 }
 

@@ -32,16 +32,18 @@ protected:
     std::vector<std::string> Texts()
     {
         std::vector<std::string> texts;
-        for (int i = 0; i < OVEL_LABELS && Slot(i); ++i)
+        for (int i = 0; i < OVEL_LABELS && Slot(i); ++i) {
             texts.push_back(Slot(i)->text().toStdString());
+        }
         return texts;
     }
     void Clear(bool otherThread)
     {
-        if (otherThread)
+        if (otherThread) {
             std::thread([this] { Ovel_ClearDraw(window.handle); }).join();
-        else
+        } else {
             Ovel_ClearDraw(window.handle);
+        }
     }
     // Pixels that a label's letters colour in a grab of the widget it lies in.
     static int LitPixels(QWidget* widget, const QLabel* label, int red, int green)
@@ -143,18 +145,20 @@ TEST_P(LabelTest, SlotsFollowTheOrderOfArrival)
     EXPECT_EQ(Slot(2)->geometry(), QRect(0, 19, 50, 42)) << "but not moved";
 
     std::vector<__tagQDrawGraphInfo> fifty;
-    for (int i = 0; i < 50; ++i)
+    for (int i = 0; i < 50; ++i) {
         fifty.push_back(Label(std::to_string(i).c_str(), {0, 3 * i, 30, 3 * i + 10}));
+    }
     ASSERT_TRUE(Show(fifty));
     const auto texts = Texts();
     ASSERT_EQ(texts.size(), 48u);
-    for (size_t i = 0; i < 48; ++i)
+    for (size_t i = 0; i < 48; ++i) {
         EXPECT_EQ(texts[i], std::to_string(49 - i));
+    }
 }
 
 TEST_P(LabelTest, ClearDrawEmptiesThem)
 {
-    for (const int keep : {1, 0})
+    for (const int keep : {1, 0}) {
         for (const bool otherThread : {false, true}) {
             source.Attach(window.handle);
             window.Set(OVELCMD_SET_STOPDRAW_PARA, keep);
@@ -167,6 +171,7 @@ TEST_P(LabelTest, ClearDrawEmptiesThem)
             EXPECT_TRUE(otherThread ? WaitUntil(empty, 1000) : empty()) << keep << otherThread;
             window.renderer->show();
         }
+    }
     QMetaObject::invokeMethod(window.renderer, "DeleteLabels");
     EXPECT_EQ(Slot(0), nullptr);
     source.Attach(window.handle);
@@ -218,8 +223,9 @@ TEST_P(LabelTest, ClearDrawElsewhereSparesTheNextFrame)
                 source.Attach(window.handle);
                 EXPECT_EQ(Frame(MakePicture(32, 24), OVEL_DISPLAY_YV12).Feed(window.handle), 0);
             }).join();
-            if (painted) // before anything that was posted
+            if (painted) { // before anything that was posted
                 static_cast<void>(window.Framebuffer());
+            }
             RunEventsFor(30);
             EXPECT_EQ(Texts(), (std::vector<std::string>{"after", ""}));
         }
@@ -406,8 +412,9 @@ class FeedingPanel : public QWidget
 public:
     void paintEvent(QPaintEvent*) override
     {
-        if (action)
+        if (action) {
             action();
+        }
     }
     std::function<void()> action;
 };
@@ -433,9 +440,10 @@ TEST_P(LabelTest, ParentThatFeedsWhilePainting)
 TEST_P(LabelTest, LabelsCostNoPaintOfTheirOwn)
 {
     std::vector<__tagQDrawGraphInfo> records;
-    for (int i = 0; i < 48; ++i)
+    for (int i = 0; i < 48; ++i) {
         records.push_back(Label(("label " + std::to_string(i)).c_str(),
                                 {i % 6 * 32, i / 6 * 20, i % 6 * 32 + 30, i / 6 * 20 + 10}));
+    }
     ASSERT_TRUE(Show(records));
     RunEventsFor(100);
     PaintCounter labelPaints(Slot(7));

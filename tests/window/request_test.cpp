@@ -85,12 +85,14 @@ TEST_P(RequestTest, LostRequestsFreezeNothing)
         for (const int variant : {0, 1, 2, 3}) {
             const bool texts = variant & 1;
             const bool fromGui = variant & 2;
-            if (fromGui && !c.alsoFromGui)
+            if (fromGui && !c.alsoFromGui) {
                 continue;
+            }
             SCOPED_TRACE(testing::Message() << c.name << ", texts " << texts << ", from the GUI " << fromGui);
             RenderWindow window(GetParam());
-            if (texts)
+            if (texts) {
                 source.Attach(window.handle);
+            }
             ExpectShownByItself(window, MakePicture(32, 24, 1));
             RunEventsFor(20);
             const auto feed = [&] { FeedElsewhere(window.handle, MakePicture(32, 24, 2)); };
@@ -138,12 +140,15 @@ TEST(RequestTogether, WidgetsThatGoDuringDelivery)
                 renderers.push_back(windows.back()->renderer);
             }
             EventEater eater([&, isOver = false](QObject* receiver, QEvent* event) mutable {
-                if (isOver || receiver != renderers[asked] || !IsRequest(event))
+                if (isOver || receiver != renderers[asked] || !IsRequest(event)) {
                     return false;
+                }
                 isOver = true;
-                for (unsigned i = 0; i < Count; ++i)
-                    if (going >> i & 1)
+                for (unsigned i = 0; i < Count; ++i) {
+                    if (going >> i & 1) {
                         delete renderers[i].data();
+                    }
+                }
                 return !renderers[asked];
             });
             RunEvents();
@@ -154,8 +159,9 @@ TEST(RequestTogether, WidgetsThatGoDuringDelivery)
             }
             RunEventsFor(30);
             qApp->removeEventFilter(&eater);
-            for (size_t i = 0; i < Count; ++i)
+            for (size_t i = 0; i < Count; ++i) {
                 EXPECT_TRUE(!renderers[i] || windows[i]->paints->count > 0) << "window " << i;
+            }
         }
     }
 }
