@@ -1,5 +1,7 @@
 #include "HostTools.h"
 
+#include <OvelOsSdk.h>
+
 #include <QCoreApplication>
 #include <QEvent>
 #include <QFileInfo>
@@ -184,19 +186,12 @@ QPointF MousePosition(const QMouseEvent& event)
 #endif
 }
 
-void StartAgainWithOsSdk(int argc, char** argv)
+void LoadStandIn(int argc, char** argv)
 {
     const bool showLog = std::any_of(
         argv + 1, argv + argc, [](const char* argument) { return std::strcmp(argument, "--log") == 0; });
-    const std::string directory = OwnDirectory() + "/../ossdk";
-    const char* set = std::getenv("LD_LIBRARY_PATH");
-    const std::string before = set != nullptr ? set : "";
-    if (before.rfind(directory, 0) == 0 || access((directory + "/libossdk.so").c_str(), R_OK) != 0) {
-        return;
-    }
-    setenv("LD_LIBRARY_PATH", (before.empty() ? directory : directory + ":" + before).c_str(), 1);
     if (!showLog) {
         setenv("OSSDK_LOG_FILE", "/dev/null", 0);
     }
-    execv("/proc/self/exe", argv); // comes back only when it failed: then without a log
+    LoadOSSDK((OwnDirectory() + "/../../examples/ossdk").c_str()); // none there: the library looks elsewhere
 }

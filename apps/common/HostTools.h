@@ -76,9 +76,7 @@ int GridColumns(int tiles);
 // Position within the widget; the accessor has another name in each Qt major version.
 QPointF MousePosition(const QMouseEvent& event);
 
-// Without an OS SDK the library writes a short notice to stderr for every log line. The sample hosts bring a
-// stand-in that shows the log (--log) or keeps it quiet. The library finds it by name on the loader's path,
-// which is read at the start of a process: so the process starts again with the stand-in's directory on that
-// path.
-// To be called first in main.
-void StartAgainWithOsSdk(int argc, char** argv);
+// Without an OS SDK the library writes a short notice to stderr for every log line. The build brings a
+// stand-in that shows the log (--log) or keeps it quiet. To be called first in main: the first renderer
+// would look for an OS SDK itself.
+void LoadStandIn(int argc, char** argv);

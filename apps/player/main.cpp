@@ -42,7 +42,7 @@ int Play(const Options& options)
 
 int main(int argc, char** argv)
 {
-    StartAgainWithOsSdk(argc, argv);
+    LoadStandIn(argc, argv);
     QApplication application(argc, argv);
     QApplication::setApplicationName(QStringLiteral("player"));
     const int code = Play(ReadOptions());

@@ -24,7 +24,7 @@ int NumberOf(const QCommandLineParser& parser, const QCommandLineOption& option,
 
 int main(int argc, char** argv)
 {
-    StartAgainWithOsSdk(argc, argv);
+    LoadStandIn(argc, argv);
     QApplication application(argc, argv);
     const int cores = std::max(2, static_cast<int>(std::thread::hardware_concurrency()));
     const QCommandLineOption tiles(QStringLiteral("tiles"), QStringLiteral("Number of tiles, 1 to 64."),
