@@ -11,12 +11,14 @@ enum class RendererChoice { Full, Sub, Mixed };
 struct Options {
     QStringList Files;
     FrameLayout Layout = FrameLayout::AsDecoded;
+    ColorChoice Colors = ColorChoice::Tagged;
     RendererChoice Renderer = RendererChoice::Full;
     bool Overlay = false;
     bool Keys = false;
     bool Log = false;
     bool Once = false;
     bool FullScreen = false;
+    bool Bare = false;    // pictures only
     double Seconds = 0.0; // 0: until the user quits
     QString Picture;      // written when the seconds are over
     QSize WindowSize{960, 571};

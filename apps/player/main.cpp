@@ -19,7 +19,8 @@ int Play(const Options& options)
     std::vector<std::unique_ptr<VideoSource>> sources;
     for (const QString& file : options.Files) {
         std::string reason;
-        sources.push_back(VideoSource::Open(QFile::encodeName(file).toStdString(), options.Layout, reason));
+        sources.push_back(
+            VideoSource::Open(QFile::encodeName(file).toStdString(), options.Layout, options.Colors, reason));
         if (!sources.back()) {
             std::fprintf(stderr, "player: cannot play %s: %s\n", qPrintable(file), reason.c_str());
             return ExitUnreadable;
