@@ -208,6 +208,15 @@ int CLS_ShaderBase::SetParam(int iCmd, void* pData, int iLen)
         return SetDrawRatioMode(pData, iLen);
     case OVELCMD_SET_DRAW_DST_RECT:
         return SetDrawDstRect(pData, iLen);
+    case OVELCMD_SET_COLOR: {
+        const std::lock_guard<std::mutex> lock(m_pState->mutexParameters);
+        tagOvelColor color = m_pState->pictureColor;
+        CopyPayload(color, pData, iLen);
+        if (!IsKnownColor(color))
+            return -1;
+        m_pState->pictureColor = color;
+        return 0;
+    }
     default:
         return -1;
     }

@@ -16,26 +16,6 @@ namespace
 
 constexpr int NoPicture = -1;
 
-bool IsPainted(int displayType)
-{
-    return displayType == OVEL_DISPLAY_YV12 || displayType == OVEL_DISPLAY_NV12;
-}
-
-const char* DisplayTypeMessage(int displayType)
-{
-    switch (displayType) {
-    case OVEL_DISPLAY_NV12:
-        return "ShowYuvFrame Display type is VIDEO_DISPLAY_NV12,The Player is DxvaPlayer";
-    case 5:
-    case 8:
-        return "ShowYuvFrame Display type is VIDEO_DISPLAY_VTB,The Player is HW VIDEOTOOLBOX Player";
-    case 6:
-        return "ShowYuvFrame Display type is VIDEO_DISPLAY_DXGL,The Player is D3D11Player";
-    default:
-        return "ShowYuvFrame Display type is VIDEO_DISPLAY_YV12,The Player is SoftWare Player";
-    }
-}
-
 const char* GlString(QOpenGLFunctions& gl, GLenum name)
 {
     const GLubyte* text = gl.glGetString(name);
@@ -116,9 +96,10 @@ void CLS_ShaderYuv::resizeGL(int width, int height)
 void CLS_ShaderYuv::InitGLYV12()
 {
     InnerFreeSource();
-    m_pShaderProgram = m_pState->BuildProgram(
-        YuvLayout::ThreePlanes, YuvProgramKind::FullFrame,
-        {m_nLocTexY, m_nLocTexU, m_nLocTexV, m_nLocDrawFlag, m_nLocDrawColor}, "CLS_ShaderYuv", "InitGLYV12");
+    m_pShaderProgram =
+        m_pState->BuildProgram(LayoutOf(OVEL_DISPLAY_YV12), PictureProgramKind::FullFrame,
+                               {{&m_nLocTexY, &m_nLocTexU, &m_nLocTexV}, m_nLocDrawFlag, m_nLocDrawColor},
+                               "CLS_ShaderYuv", "InitGLYV12");
     m_nLocDrawAlpha = m_pShaderProgram->uniformLocation("u_fDrawAlpha");
     m_nTexIdY = NewTexture(m_pTextureY);
     m_nTexIdU = NewTexture(m_pTextureU);
@@ -128,9 +109,10 @@ void CLS_ShaderYuv::InitGLYV12()
 void CLS_ShaderYuv::InitGLNV12()
 {
     InnerFreeSource();
-    m_pShaderProgram = m_pState->BuildProgram(
-        YuvLayout::Nv12, YuvProgramKind::FullFrame,
-        {m_nLocTexY, m_nLocTexU, m_nLocTexV, m_nLocDrawFlag, m_nLocDrawColor}, "CLS_ShaderYuv", "InitGLNV12");
+    m_pShaderProgram =
+        m_pState->BuildProgram(LayoutOf(OVEL_DISPLAY_NV12), PictureProgramKind::FullFrame,
+                               {{&m_nLocTexY, &m_nLocTexU, &m_nLocTexV}, m_nLocDrawFlag, m_nLocDrawColor},
+                               "CLS_ShaderYuv", "InitGLNV12");
     m_nLocDrawAlpha = m_pShaderProgram->uniformLocation("u_fDrawAlpha");
     m_nTexIdY = NewTexture(m_pTextureY);
     m_nTexIdU = NewTexture(m_pTextureU);
@@ -156,6 +138,7 @@ int CLS_ShaderYuv::Release()
     m_nVideoHeight = 0;
     CLS_ShaderBase::Release();
     m_pState->ResetZoom();
+    m_pState->ResetColor();
     m_pState->ResetDestination();
     Q_EMIT signalUpdate();
     return 0;
@@ -181,7 +164,7 @@ int CLS_ShaderYuv::ShowYuvFrame(void* pFrame, int iSize)
         return -1;
     if (frame->iDisplayType != m_nDisplayType) {
         m_bNeedFreeSource = true;
-        api_sdk_log_msg("%s", DisplayTypeMessage(frame->iDisplayType));
+        api_sdk_log_msg("%s", LayoutOf(frame->iDisplayType).fullFrameMessage);
         m_nDisplayType = frame->iDisplayType == 4 ? 5 : frame->iDisplayType;
     }
     if (refused || !m_pState->ResetBufferFor(*frame))
@@ -223,15 +206,16 @@ void CLS_ShaderYuv::paintGL()
             m_bNeedFreeSource = false;
         }
         const int displayType = m_nDisplayType;
+        const PictureLayout& layout = LayoutOf(displayType);
         if (displayType == NoPicture) {
             m_pState->PaintBlack();
             return 0;
         }
-        if (IsPainted(displayType) && !m_pYuvBuf) {
+        if (layout.IsPainted() && !m_pYuvBuf) {
             m_pState->KeepPicture();
             return 0;
         }
-        if (IsPainted(displayType) && !m_bGLInited) {
+        if (layout.IsPainted() && !m_bGLInited) {
             displayType == OVEL_DISPLAY_NV12 ? InitGLNV12() : InitGLYV12();
             m_bGLInited = true;
         }
@@ -259,7 +243,7 @@ void CLS_ShaderYuv::PaintYV12()
         return;
     float vertices[8] = {};
     CalcuVertex(vertices);
-    m_pState->DrawPicture(*m_pShaderProgram, ThreePlanes(m_pYuvBuf, m_nVideoWidth, m_nVideoHeight),
+    m_pState->DrawPicture(*m_pShaderProgram, LayoutOf(OVEL_DISPLAY_YV12), m_pYuvBuf,
                           {m_nTexIdY, m_nTexIdU, m_nTexIdV}, TextureStorage::Respecified, vertices,
                           m_pState->Parameters().rotate);
 }
@@ -270,9 +254,8 @@ void CLS_ShaderYuv::PaintNV12()
         return;
     float vertices[8] = {};
     CalcuVertex(vertices);
-    m_pState->DrawPicture(*m_pShaderProgram, Nv12Planes(m_pNV12Y, m_pNV12UV, m_nVideoWidth, m_nVideoHeight),
-                          {m_nTexIdY, m_nTexIdU, 0}, TextureStorage::Respecified, vertices,
-                          m_pState->Parameters().rotate);
+    m_pState->DrawPicture(*m_pShaderProgram, LayoutOf(OVEL_DISPLAY_NV12), m_pNV12Y, {m_nTexIdY, m_nTexIdU, 0},
+                          TextureStorage::Respecified, vertices, m_pState->Parameters().rotate);
 }
 
 void CLS_ShaderYuv::VideoRotateMirror()
@@ -316,7 +299,7 @@ int CLS_ShaderYuv::SaveDrawGrapInfo(void* pData, int iLen)
 int CLS_ShaderYuv::SetParam(int iCmd, void* pData, int iLen)
 {
     const int result = CLS_ShaderBase::SetParam(iCmd, pData, iLen);
-    if (iCmd == OVELCMD_SET_EZOOM_AREA)
+    if (iCmd == OVELCMD_SET_EZOOM_AREA || (iCmd == OVELCMD_SET_COLOR && result == 0))
         Q_EMIT signalUpdate();
     return result;
 }

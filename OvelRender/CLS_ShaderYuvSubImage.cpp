@@ -20,18 +20,6 @@ namespace
 constexpr int NoPicture = -1;
 constexpr int DisplayTypeDxgl = 6; // shown from elsewhere: paints its overlays without a buffer
 
-const char* DisplayTypeMessage(int displayType)
-{
-    switch (displayType) {
-    case OVEL_DISPLAY_NV12:
-        return "ShowYuvFrame Display type is VIDEO_DISPLAY_NV12,The Player is DxvaPlayer";
-    case DisplayTypeDxgl:
-        return "ShowYuvFrame Display type is VIDEO_DISPLAY_DXGL,The Player is D3D11Player";
-    default:
-        return "ShowYuvFrame Display type is VIDEO_DISPLAY_YV12,The Player is SoftWare Player";
-    }
-}
-
 // The line number is part of the text that log readers know.
 bool NewTexture(QSharedPointer<QOpenGLTexture>& texture, const char* function, int line)
 {
@@ -107,13 +95,14 @@ void CLS_ShaderYuvSubImage::InitGLYV12()
     delete m_pShaderProgram;
     m_pShaderProgram = nullptr;
     m_pShaderProgram =
-        m_pState->BuildProgram(YuvLayout::ThreePlanes, YuvProgramKind::SubImage,
-                               {m_nLocTexY, m_nLocTexU, m_nLocTexV, m_nLocDrawFlag, m_nLocDrawColor},
+        m_pState->BuildProgram(LayoutOf(OVEL_DISPLAY_YV12), PictureProgramKind::SubImage,
+                               {{&m_nLocTexY, &m_nLocTexU, &m_nLocTexV}, m_nLocDrawFlag, m_nLocDrawColor},
                                "CLS_ShaderYuvSubImage", "InitGLYV12");
     if (!NewTexture(m_spTextureY, "InitGLYV12", 150) || !NewTexture(m_spTextureU, "InitGLYV12", 156) ||
         !NewTexture(m_spTextureV, "InitGLYV12", 162))
         return;
-    const PicturePlanes planes = ThreePlanes(m_pYuvBuf, m_nVideoWidth, m_nVideoHeight);
+    const PicturePlanes planes =
+        PlanesInBuffer(LayoutOf(OVEL_DISPLAY_YV12), m_pYuvBuf, m_nVideoWidth, m_nVideoHeight);
     m_nTexIdY = AllocatePlane(m_pState->gl, *m_spTextureY, planes.plane[0]);
     m_nTexIdU = AllocatePlane(m_pState->gl, *m_spTextureU, planes.plane[1]);
     m_nTexIdV = AllocatePlane(m_pState->gl, *m_spTextureV, planes.plane[2]);
@@ -124,12 +113,13 @@ void CLS_ShaderYuvSubImage::InitGLNV12()
     delete m_pShaderProgram;
     m_pShaderProgram = nullptr;
     m_pShaderProgram =
-        m_pState->BuildProgram(YuvLayout::Nv12, YuvProgramKind::SubImage,
-                               {m_nLocTexY, m_nLocTexU, m_nLocTexV, m_nLocDrawFlag, m_nLocDrawColor},
+        m_pState->BuildProgram(LayoutOf(OVEL_DISPLAY_NV12), PictureProgramKind::SubImage,
+                               {{&m_nLocTexY, &m_nLocTexU, &m_nLocTexV}, m_nLocDrawFlag, m_nLocDrawColor},
                                "CLS_ShaderYuvSubImage", "InitGLNV12");
     if (!NewTexture(m_spTextureY, "InitGLNV12", 273) || !NewTexture(m_spTextureU, "InitGLNV12", 279))
         return;
-    const PicturePlanes planes = Nv12Planes(m_pYuvBuf, m_pYuvBuf, m_nVideoWidth, m_nVideoHeight);
+    const PicturePlanes planes =
+        PlanesInBuffer(LayoutOf(OVEL_DISPLAY_NV12), m_pYuvBuf, m_nVideoWidth, m_nVideoHeight);
     m_nTexIdY = AllocatePlane(m_pState->gl, *m_spTextureY, planes.plane[0]);
     m_nTexIdU = AllocatePlane(m_pState->gl, *m_spTextureU, planes.plane[1]);
 }
@@ -154,6 +144,7 @@ int CLS_ShaderYuvSubImage::Release()
     m_nVideoHeight = 0;
     CLS_ShaderBase::Release();
     m_pState->ResetZoom();
+    m_pState->ResetColor();
     return 0;
 }
 
@@ -177,7 +168,7 @@ int CLS_ShaderYuvSubImage::ShowYuvFrame(void* pFrame, int iSize)
         return -1;
     if (frame->iDisplayType != m_nDisplayType) {
         InnerFreeSource();
-        api_sdk_log_msg("%s", DisplayTypeMessage(frame->iDisplayType));
+        api_sdk_log_msg("%s", LayoutOf(frame->iDisplayType).subImageMessage);
         m_nDisplayType = frame->iDisplayType;
     }
     if (refused || !m_pState->ResetBufferFor(*frame))
@@ -215,7 +206,7 @@ void CLS_ShaderYuvSubImage::paintGL()
             m_pState->PaintBlack();
             return 0;
         }
-        const bool painted = displayType == OVEL_DISPLAY_YV12 || displayType == OVEL_DISPLAY_NV12;
+        const bool painted = LayoutOf(displayType).IsPainted();
         // The storage is fixed: another size needs other textures.
         if (painted && m_pState->FitsContext(m_nVideoWidth, m_nVideoHeight) &&
             (!m_bGLInited || !Holds(m_spTextureY, m_nVideoWidth, m_nVideoHeight))) {
@@ -243,7 +234,7 @@ void CLS_ShaderYuvSubImage::PaintYV12()
         return;
     float vertices[8] = {};
     ComputeQuad(WholeArea, m_pState->Parameters().zoom, vertices);
-    m_pState->DrawPicture(*m_pShaderProgram, ThreePlanes(m_pYuvBuf, m_nVideoWidth, m_nVideoHeight),
+    m_pState->DrawPicture(*m_pShaderProgram, LayoutOf(OVEL_DISPLAY_YV12), m_pYuvBuf,
                           {m_nTexIdY, m_nTexIdU, m_nTexIdV}, TextureStorage::Fixed, vertices, {});
 }
 
@@ -253,8 +244,8 @@ void CLS_ShaderYuvSubImage::PaintNV12()
         return;
     float vertices[8] = {};
     ComputeQuad(WholeArea, m_pState->Parameters().zoom, vertices);
-    m_pState->DrawPicture(*m_pShaderProgram, Nv12Planes(m_pNV12Y, m_pNV12UV, m_nVideoWidth, m_nVideoHeight),
-                          {m_nTexIdY, m_nTexIdU, 0}, TextureStorage::Fixed, vertices, {});
+    m_pState->DrawPicture(*m_pShaderProgram, LayoutOf(OVEL_DISPLAY_NV12), m_pNV12Y, {m_nTexIdY, m_nTexIdU, 0},
+                          TextureStorage::Fixed, vertices, {});
 }
 
 void CLS_ShaderYuvSubImage::PaintDXGL() {}
@@ -289,7 +280,7 @@ int CLS_ShaderYuvSubImage::SaveDrawGrapInfo(void* pData, int iLen)
 int CLS_ShaderYuvSubImage::SetParam(int iCmd, void* pData, int iLen)
 {
     const int result = CLS_ShaderBase::SetParam(iCmd, pData, iLen);
-    if (iCmd == OVELCMD_SET_EZOOM_AREA)
+    if (iCmd == OVELCMD_SET_EZOOM_AREA || (iCmd == OVELCMD_SET_COLOR && result == 0))
         Q_EMIT signalUpdate();
     return result;
 }

@@ -44,7 +44,7 @@ bool SameRotation(const tagOvelVideoRotate& a, const tagOvelVideoRotate& b)
 bool SameParameters(const ViewParameters& a, const ViewParameters& b)
 {
     return SameArea(a.zoom, b.zoom) && SameArea(a.destination, b.destination) &&
-           SameRotation(a.rotate, b.rotate);
+           SameRotation(a.rotate, b.rotate) && IsSameColor(a.color, b.color);
 }
 
 } // namespace
@@ -61,13 +61,20 @@ ViewParameters ShaderBaseState::Parameters() const
     const std::lock_guard<std::mutex> lock(mutexParameters);
     return {widget.m_stEZoomArea,
             widget.m_stDrawDstNorm,
-            {widget.m_nVideoRotateDirection, widget.m_nVideoRotateAngle, widget.mirrorType}};
+            {widget.m_nVideoRotateDirection, widget.m_nVideoRotateAngle, widget.mirrorType},
+            pictureColor};
 }
 
 void ShaderBaseState::ResetZoom()
 {
     const std::lock_guard<std::mutex> lock(mutexParameters);
     widget.m_stEZoomArea = WholeArea;
+}
+
+void ShaderBaseState::ResetColor()
+{
+    const std::lock_guard<std::mutex> lock(mutexParameters);
+    pictureColor = {};
 }
 
 void ShaderBaseState::ResetDestination()
@@ -218,7 +225,7 @@ void ShaderBaseState::EnterContext(std::function<void()> free)
     QOpenGLContext* const context = widget.context();
     gl = GlProfile::OfCurrentContext();
     paintedIsValid = false;
-    uploadedFrame = 0;
+    picturePainter.ForgetUpload();
     refusedSize = false;
     programFailed = false;
     freeSources = std::move(free);
@@ -243,10 +250,9 @@ void ShaderBaseState::LeaveContext()
 void ShaderBaseState::FreeContextObjects()
 {
     overlayPainter.Free();
-    quad.Free();
+    picturePainter.Free();
     meshOf = PaintedView();
     paintedIsValid = false;
-    uploadedFrame = 0;
 }
 
 void ShaderBaseState::SetShown(const PaintedView& view)
@@ -312,36 +318,26 @@ bool ShaderBaseState::FitsContext(int width, int height)
     return fits;
 }
 
-void ShaderBaseState::DrawPicture(QOpenGLShaderProgram& program, const PicturePlanes& planes,
-                                  const unsigned int (&textures)[3], TextureStorage storage,
-                                  const float (&vertices)[8], const tagOvelVideoRotate& rotate)
+void ShaderBaseState::DrawPicture(QOpenGLShaderProgram& program, const PictureLayout& layout,
+                                  const uint8_t* buffer, const unsigned int (&textures)[3],
+                                  TextureStorage storage, const float (&vertices)[8],
+                                  const tagOvelVideoRotate& rotate)
 {
-    const Plane& luma = planes.plane[0];
-    if (!program.isLinked() || !FitsContext(luma.width, luma.height))
+    const int width = widget.m_nVideoWidth;
+    const int height = widget.m_nVideoHeight;
+    if (!program.isLinked() || !FitsContext(width, height))
         return;
-    const QSize size(luma.width, luma.height);
-    if (uploadedFrame != frame || uploadedSize != size) {
-        const bool storageFits =
-            storage == TextureStorage::Fixed || (uploadedFrame != 0 && uploadedSize == size);
-        UploadPlanes(gl, planes, textures, storageFits ? Upload::Update : Upload::Replace);
-        uploadedFrame = frame;
-        uploadedSize = size;
+    const PicturePlanes planes = PlanesInBuffer(layout, buffer, width, height);
+    if (picturePainter.Upload(gl, planes, textures, storage, frame))
         bufferWasRead = true;
-    } else {
-        BindPlanes(planes.count, textures);
-    }
     if (!IsDrawable(vertices))
         return;
     if (!CoversViewport(vertices))
         Clear();
-    if (quad.BindProgram(gl, planes.count == 2 ? YuvLayout::Nv12 : YuvLayout::ThreePlanes)) {
-        quad.Draw(vertices, rotate);
-    } else {
-        program.bind();
-        SetMatrix(program, rotate);
-        quad.Draw(vertices, {});
-    }
-    widget.glUseProgram(0);
+    picturePainter.Draw(gl, layout, Parameters().color, {program, matrixLocation}, vertices, rotate);
+    const QString failure = picturePainter.TakeFailure();
+    if (!failure.isEmpty())
+        LogError("PicturePainter", "Draw", __LINE__, "color program failed, %s", qPrintable(failure));
     pictureDrawn = true;
 }
 
@@ -376,31 +372,25 @@ void ShaderBaseState::LoadOverlays(OverlayKinds kinds)
     meshOf = view;
 }
 
-QOpenGLShaderProgram* ShaderBaseState::BuildProgram(YuvLayout layout, YuvProgramKind kind,
+QOpenGLShaderProgram* ShaderBaseState::BuildProgram(const PictureLayout& layout, PictureProgramKind kind,
                                                     const PictureUniforms& uniforms, const char* source,
                                                     const char* function)
 {
-    const BuiltProgram built = BuildYuvProgram(gl, layout, kind);
+    ShaderProgram built = BuildPictureProgram(gl, layout, kind);
     if (!built.failure.isEmpty() && !programFailed) {
         LogError(source, function, __LINE__, "picture program failed, %s", qPrintable(built.failure));
         programFailed = true;
     }
     QOpenGLShaderProgram& program = *built.program;
-    uniforms.planeY = program.uniformLocation("tex_y");
-    uniforms.planeU = program.uniformLocation("tex_u");
-    if (layout == YuvLayout::ThreePlanes)
-        uniforms.planeV = program.uniformLocation("tex_v");
+    for (int i = 0; i < layout.planes; ++i)
+        *uniforms.plane[i] = program.uniformLocation(PlaneSamplers[i]);
     uniforms.drawFlag = program.uniformLocation("u_iDrawFlag");
     uniforms.drawColor = program.uniformLocation("u_vDrawColor");
     matrixLocation = program.uniformLocation("u_Matrix");
-    if (program.bind()) {
-        program.setUniformValue(uniforms.planeY, 0);
-        program.setUniformValue(uniforms.planeU, 1);
-        if (layout == YuvLayout::ThreePlanes)
-            program.setUniformValue(uniforms.planeV, 2);
+    if (BindSamplers(program, layout)) {
         program.setUniformValue(uniforms.drawFlag, 0);
         program.release();
     }
-    uploadedFrame = 0; // the textures are new with the program
-    return built.program;
+    picturePainter.ForgetUpload(); // the textures are new with the program
+    return built.program.release();
 }

@@ -7,8 +7,7 @@
 #include "picture/FrameCopy.h"
 #include "picture/GlProfile.h"
 #include "picture/OverlayPainter.h"
-#include "picture/PlaneTextures.h"
-#include "picture/YuvProgram.h"
+#include "picture/PicturePainter.h"
 
 #include <QPointer>
 
@@ -21,6 +20,7 @@ struct ViewParameters {
     tagOvelZoomArea zoom;
     tagOvelZoomArea destination;
     tagOvelVideoRotate rotate;
+    tagOvelColor color;
 };
 
 // Everything that decides what a paint puts into the framebuffer.
@@ -66,15 +66,9 @@ private:
 };
 constexpr int PaintLockMilliseconds = 500;
 
-// How a renderer keeps its textures: specified anew when the size changes, or of fixed size and only written
-// into.
-enum class TextureStorage { Respecified, Fixed };
-
 // Where a renderer keeps the uniform locations of its picture program.
 struct PictureUniforms {
-    int& planeY;
-    int& planeU;
-    int& planeV; // three planes only
+    int* plane[3]; // those that the layout has are written
     int& drawFlag;
     int& drawColor;
 };
@@ -85,6 +79,7 @@ struct ShaderBaseState {
     // Any thread.
     ViewParameters Parameters() const;
     void ResetZoom();
+    void ResetColor();
     void ResetDestination();
     // Stores the rectangle, and its fractions of the widget unless that is empty; returns the fractions now
     // stored.
@@ -171,7 +166,7 @@ struct ShaderBaseState {
     void KeepPicture();
     // Uploads the planes if they are not in the textures yet and draws them, the surroundings black. Nothing
     // is drawn without a linked program.
-    void DrawPicture(QOpenGLShaderProgram& program, const PicturePlanes& planes,
+    void DrawPicture(QOpenGLShaderProgram& program, const PictureLayout& layout, const uint8_t* buffer,
                      const unsigned int (&textures)[3], TextureStorage storage, const float (&vertices)[8],
                      const tagOvelVideoRotate& rotate);
     // Hands the view's rotation to the program, which must be bound, if it has a matrix.
@@ -182,8 +177,9 @@ struct ShaderBaseState {
     void LoadOverlays(OverlayKinds kinds);
     // Builds a program, with the samplers at the units of their planes and no overlay colour, and logs, once
     // per context, why it failed.
-    QOpenGLShaderProgram* BuildProgram(YuvLayout layout, YuvProgramKind kind, const PictureUniforms& uniforms,
-                                       const char* source, const char* function);
+    QOpenGLShaderProgram* BuildProgram(const PictureLayout& layout, PictureProgramKind kind,
+                                       const PictureUniforms& uniforms, const char* source,
+                                       const char* function);
 
     // Labels; GUI thread, no lock held.
     void SyncLabels();
@@ -197,6 +193,7 @@ struct ShaderBaseState {
     // Locks; their order is in CLS_ShaderBase.h.
     std::recursive_mutex mutexCallback; // recursive: a callback may replace itself through the object
     mutable std::mutex mutexParameters;
+    tagOvelColor pictureColor = {}; // [param]
 
     // [frame]
     void* bufferBlock = nullptr;   // malloc; the frame buffer lies in it
@@ -215,14 +212,12 @@ struct ShaderBaseState {
     OverlayMesh mesh;
     PaintedView meshOf;
     OverlayPainter overlayPainter;
-    PictureQuad quad;
+    PicturePainter picturePainter;
     PaintedView painted;
     bool paintedIsValid = false; // the framebuffer holds what `painted` says
     bool pictureDrawn = false;   // in this paint
-    quint64 uploadedFrame = 0;   // the picture in the textures; 0: none
-    QSize uploadedSize;
-    bool refusedSize = false;   // said that the picture is too large for this context
-    bool programFailed = false; // said that a program cannot be built in this context
+    bool refusedSize = false;    // said that the picture is too large for this context
+    bool programFailed = false;  // said that a program cannot be built in this context
     int matrixLocation = -1;
     std::function<void()> freeSources;
     QMetaObject::Connection contextLost;

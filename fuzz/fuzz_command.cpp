@@ -6,6 +6,8 @@
 namespace
 {
 
+constexpr int ColorCode = 9; // stands for the command's code, which does not fit a byte
+
 int OnDraw(int, __tagQDrawCallbackInfo* info, int length, void*)
 {
     FuzzHost::Require(length == 88 && info->iDstWidth >= 0 && info->iDstHeight >= 0);
@@ -32,7 +34,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     for (int round = 0; round < 16 && !input.IsAtEnd(); ++round) {
         const auto flags = input.Take<uint8_t>();
         CLS_ShaderBase& renderer = *host.Renderer(flags);
-        const int command = input.Take<int8_t>();
+        const int code = input.Take<int8_t>();
+        const int command = code == ColorCode ? int{OVELCMD_SET_COLOR} : code;
         const auto length = input.Take<uint8_t>();
         std::vector<uint8_t> payload(length);
         payload.resize(input.TakeBytes(payload.data(), length));

@@ -51,7 +51,17 @@
  *
  * Colours: three planes R = Y + 1.4075 V, G = Y - 0.3455 U - 0.7169 V, B = Y + 1.779 U; NV12 with Y' = Y -
  * 0.0625: R = Y' + 1.13983 V, G = Y' - 0.39465 U - 0.5806 V, B = Y' + 2.03211 U (U and V less 0.5, all in
- * units of 255).
+ * units of 255). Chroma is spread over the picture, between its samples the GPU interpolates.
+ *
+ * These formulas fit no stream exactly. A host that knows what its stream is says so by #OVELCMD_SET_COLOR;
+ * each field stands for itself, 0 keeps that part of the display type's own formula:
+ * - the matrix decides the coefficients: R = Y + 2 (1 - Kr) V, B = Y + 2 (1 - Kb) U, and G so that Y is
+ *   Kr R + Kg G + Kb B with Kg = 1 - Kr - Kb. Kr and Kb are 0.299 and 0.114 (BT.601), 0.2126 and 0.0722
+ *   (BT.709), 0.2627 and 0.0593 (BT.2020);
+ * - the range decides offsets and gains: limited takes (Y - 16) / 219, (U - 128) / 224 and (V - 128) / 224,
+ *   full takes Y / 255, (U - 128) / 255 and (V - 128) / 255;
+ * - the siting decides where the chroma samples lie. Left and top left are exact for odd sizes too: sample i
+ *   lies on luma column 2 i, sample j on row 2 j (top left) or between the rows 2 j and 2 j + 1 (left).
  *
  * @section coordinates Coordinates
  * Widget pixels are Qt's logical pixels: origin at the widget's top-left corner, y down. The zoom area and
@@ -115,8 +125,8 @@ enum {
     /** Payload #tagQRECT in widget pixels, at least 2 x 2 (smaller: -1, the picture stays where it is); not
      *  clipped. Full-frame renderer only. */
     OVELCMD_SET_DRAW_DST_RECT = 7,
-    /** Extension. Payload #tagOvelColor; repaints at once. A value that its enumeration does not list: -1, and
-     *  nothing changes. */
+    /** Extension. Payload #tagOvelColor; repaints at once. A value that none of its enumerations lists: -1,
+     *  and nothing changes. */
     OVELCMD_SET_COLOR = 0x1001
 };
 
@@ -345,7 +355,7 @@ OVEL_API int Ovel_ShowYuvFrame(void* pcls, void* pFrame, int iSize);
  * payload changes only the leading bytes of what is stored (commands 6 and 7: missing bytes count as zero), a
  * longer one counts up to its record.
  * @return 0; -1 for an unknown handle or code, null or empty payload, a destination smaller than 2 x 2
- * pixels, or from inside its draw callback.
+ * pixels, a colour value out of range, or from inside its draw callback.
  */
 OVEL_API int Ovel_SetParam(void* pcls, int iCmd, void* pData, int iSize);
 
@@ -356,8 +366,8 @@ OVEL_API int Ovel_GetParam(void* pcls, int iCmd, void* pData, int iSize);
 
 /**
  * Takes overlays and labels off the screen and forgets the draw callback; drops the picture too (black, zoom
- * and destination back to the whole widget) unless #OVELCMD_SET_STOPDRAW_PARA keeps it. Any thread. Does
- * nothing for an unknown handle or from inside its draw callback.
+ * and destination back to the whole widget, colours back to the formula) unless #OVELCMD_SET_STOPDRAW_PARA
+ * keeps it. Any thread. Does nothing for an unknown handle or from inside its draw callback.
  * @param pcls handle.
  */
 OVEL_API void Ovel_ClearDraw(void* pcls);

@@ -1,6 +1,6 @@
 #include "OverlayPainter.h"
 
-#include "YuvProgram.h"
+#include "FlatProgram.h"
 
 #include <QOpenGLContext>
 #include <QOpenGLFunctions>
@@ -16,8 +16,8 @@ OverlayPainter::~OverlayPainter() = default;
 bool OverlayPainter::Prepare(const GlProfile& profile)
 {
     if (!m_program) {
-        BuiltProgram built = BuildFlatProgram(profile);
-        m_program.reset(built.program);
+        ShaderProgram built = BuildFlatProgram(profile);
+        m_program = std::move(built.program);
         m_failure = built.failure;
     }
     return m_program->isLinked();

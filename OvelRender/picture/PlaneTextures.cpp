@@ -1,13 +1,8 @@
 #include "PlaneTextures.h"
 
-#include "DisplayGeometry.h"
-
 #include <QOpenGLContext>
 #include <QOpenGLFunctions>
-#include <QOpenGLShaderProgram>
 #include <QOpenGLTexture>
-
-#include <algorithm>
 
 namespace
 {
@@ -15,16 +10,18 @@ namespace
 const uint8_t NeutralChroma[2] = {128, 128};
 
 // A picture one sample wide or high has no chroma: it is grey, not green.
-Plane ChromaPlane(const uint8_t* data, int width, int height, bool redGreen, int pitch)
+Plane PlaneOf(const PlaneShape& shape, const uint8_t* data, int width, int height)
 {
-    if (width < 1 || height < 1)
-        return {NeutralChroma, 1, 1, redGreen, redGreen ? 2 : 1};
-    return {data, width, height, redGreen, pitch};
+    const int columns = width / shape.divisor;
+    const int rows = height / shape.divisor;
+    if (columns < 1 || rows < 1)
+        return {NeutralChroma, 1, 1, shape.channels, shape.channels};
+    return {data, columns, rows, shape.channels, width * shape.channels / shape.divisor};
 }
 
 const PlaneFormat& FormatOf(const GlProfile& profile, const Plane& plane)
 {
-    return plane.redGreen ? profile.redGreen : profile.red;
+    return plane.channels == 2 ? profile.redGreen : profile.red;
 }
 
 void SetFilters(QOpenGLFunctions& gl)
@@ -37,7 +34,7 @@ void SetFilters(QOpenGLFunctions& gl)
 
 bool IsTight(const Plane& plane)
 {
-    return plane.pitch == plane.width * (plane.redGreen ? 2 : 1);
+    return plane.pitch == plane.width * plane.channels;
 }
 
 // Writes the rows into the bound texture. An NV12 chroma row of an odd width ends with half a pair, which GL
@@ -52,20 +49,15 @@ void WriteRows(QOpenGLFunctions& gl, const Plane& plane, const PlaneFormat& form
 
 } // namespace
 
-PicturePlanes ThreePlanes(const uint8_t* buffer, int width, int height)
+PicturePlanes PlanesInBuffer(const PictureLayout& layout, const uint8_t* buffer, int width, int height)
 {
     const size_t luma = static_cast<size_t>(width) * static_cast<size_t>(height);
-    return {{{buffer, width, height, false, width},
-             ChromaPlane(buffer + luma, width / 2, height / 2, false, width / 2),
-             ChromaPlane(buffer + 5 * luma / 4, width / 2, height / 2, false, width / 2)},
-            3};
-}
-
-PicturePlanes Nv12Planes(const uint8_t* luma, const uint8_t* chroma, int width, int height)
-{
-    return {
-        {{luma, width, height, false, width}, ChromaPlane(chroma, width / 2, height / 2, true, width), {}},
-        2};
+    PicturePlanes planes = {{}, layout.planes};
+    for (int i = 0; i < layout.planes; ++i) {
+        const PlaneShape& shape = layout.plane[i];
+        planes.plane[i] = PlaneOf(shape, buffer + static_cast<size_t>(shape.start) * luma / 4, width, height);
+    }
+    return planes;
 }
 
 unsigned int AllocatePlane(const GlProfile& profile, QOpenGLTexture& texture, const Plane& plane)
@@ -74,7 +66,7 @@ unsigned int AllocatePlane(const GlProfile& profile, QOpenGLTexture& texture, co
     texture.setMinMagFilters(QOpenGLTexture::LinearMipMapLinear, QOpenGLTexture::Linear);
     texture.create();
     if (profile.sizedStorage) {
-        texture.setFormat(plane.redGreen ? QOpenGLTexture::RG8_UNorm : QOpenGLTexture::R8_UNorm);
+        texture.setFormat(plane.channels == 2 ? QOpenGLTexture::RG8_UNorm : QOpenGLTexture::R8_UNorm);
         texture.allocateStorage();
         return texture.textureId();
     }
@@ -113,48 +105,4 @@ void BindPlanes(int count, const unsigned int (&textures)[3])
         gl.glActiveTexture(GL_TEXTURE0 + static_cast<GLenum>(i));
         gl.glBindTexture(GL_TEXTURE_2D, textures[i]);
     }
-}
-
-PictureQuad::PictureQuad() = default;
-PictureQuad::~PictureQuad() = default;
-
-bool PictureQuad::BindProgram(const GlProfile& profile, YuvLayout layout)
-{
-    if (!profile.fullPrecision)
-        return false;
-    if (!m_program || m_layout != layout) {
-        m_program.reset(BuildYuvProgram(profile, layout, YuvProgramKind::PictureOnly).program);
-        m_layout = layout;
-        if (m_program->bind()) {
-            m_program->setUniformValue("tex_y", 0);
-            m_program->setUniformValue("tex_u", 1);
-            if (layout == YuvLayout::ThreePlanes)
-                m_program->setUniformValue("tex_v", 2);
-        }
-    }
-    return m_program->bind();
-}
-
-void PictureQuad::Draw(const float (&vertices)[8], const tagOvelVideoRotate& rotate)
-{
-    const QMatrix4x4 turn = ComputeViewMatrix(rotate);
-    float v[8];
-    for (int i = 0; i < 8; i += 2) {
-        v[i] = turn(0, 0) * vertices[i] + turn(0, 1) * vertices[i + 1];
-        v[i + 1] = turn(1, 0) * vertices[i] + turn(1, 1) * vertices[i + 1];
-    }
-    if (!m_isLoaded || !std::equal(v, v + 8, m_loaded)) {
-        const float quad[16] = {v[0], v[1], 0, 1, v[2], v[3], 1, 1, v[4], v[5], 0, 0, v[6], v[7], 1, 0};
-        m_stream.Load(quad, sizeof(quad));
-        std::copy(v, v + 8, m_loaded);
-        m_isLoaded = true;
-    }
-    m_stream.DrawStrip({4 * sizeof(float), 2, GL_FLOAT, false}, 4);
-}
-
-void PictureQuad::Free()
-{
-    m_program.reset();
-    m_stream.Free();
-    m_isLoaded = false;
 }

@@ -32,10 +32,9 @@ Plane InterleavedChroma(const Picture& picture)
     return rows;
 }
 
-double Sample(const Plane& plane, double s, double t)
+// Between the samples whose centres lie at whole numbers.
+double SampleAt(const Plane& plane, double x, double y)
 {
-    const double x = s * plane.width - 0.5;
-    const double y = t * plane.height - 0.5;
     const double left = std::floor(x);
     const double top = std::floor(y);
     const auto texel = [&](double column, double row) -> double {
@@ -47,18 +46,66 @@ double Sample(const Plane& plane, double s, double t)
     return (upper * (top + 1 - y) + lower * (y - top)) / 255.0;
 }
 
-std::array<double, 3> Convert(const Picture& picture, int displayType, double s, double t)
+double Sample(const Plane& plane, double s, double t)
 {
-    double y = Sample(picture.luma, s, t);
-    const double u = Sample(picture.u, s, t) - 0.5;
-    const double v = Sample(picture.v, s, t) - 0.5;
-    std::array<double, 3> rgb{};
-    if (displayType == OVEL_DISPLAY_NV12) {
-        y -= 0.0625;
-        rgb = {y + 1.13983 * v, y - 0.39465 * u - 0.58060 * v, y + 2.03211 * u};
-    } else {
-        rgb = {y + 1.4075 * v, y - 0.3455 * u - 0.7169 * v, y + 1.779 * u};
+    return SampleAt(plane, s * plane.width - 0.5, t * plane.height - 0.5);
+}
+
+double SampleChroma(const Plane& plane, const Picture& picture, int siting, double s, double t)
+{
+    if (siting == OVEL_SITING_CENTER)
+        return Sample(plane, s, t);
+    // In luma samples, whose centres lie at whole numbers: a chroma sample on every second column, and
+    // between two rows or on every second one.
+    const double column = s * picture.width - 0.5;
+    const double row = t * picture.height - 0.5;
+    return SampleAt(plane, column / 2, siting == OVEL_SITING_LEFT ? (row - 0.5) / 2 : row / 2);
+}
+
+// By the definition of the standards: luma is the weighted sum of red, green and blue, chroma the scaled
+// differences of blue and red from it.
+std::array<double, 3> FromDifferences(double y, double cb, double cr, double redWeight, double blueWeight)
+{
+    const double red = y + cr * 2 * (1 - redWeight);
+    const double blue = y + cb * 2 * (1 - blueWeight);
+    return {red, (y - redWeight * red - blueWeight * blue) / (1 - redWeight - blueWeight), blue};
+}
+
+std::array<double, 3> ConvertSamples(int displayType, const tagOvelColor& color, double y, double u, double v)
+{
+    double luma = displayType == OVEL_DISPLAY_NV12 ? y - 0.0625 : y;
+    double cb = u - 0.5;
+    double cr = v - 0.5;
+    if (color.iRange == OVEL_RANGE_LIMITED) {
+        luma = (255 * y - 16) / 219;
+        cb = (255 * u - 128) / 224;
+        cr = (255 * v - 128) / 224;
+    } else if (color.iRange == OVEL_RANGE_FULL) {
+        luma = y;
+        cb = (255 * u - 128) / 255;
+        cr = (255 * v - 128) / 255;
     }
+    switch (color.iMatrix) {
+    case OVEL_MATRIX_BT601:
+        return FromDifferences(luma, cb, cr, 0.299, 0.114);
+    case OVEL_MATRIX_BT709:
+        return FromDifferences(luma, cb, cr, 0.2126, 0.0722);
+    case OVEL_MATRIX_BT2020:
+        return FromDifferences(luma, cb, cr, 0.2627, 0.0593);
+    default:
+        break;
+    }
+    if (displayType == OVEL_DISPLAY_NV12)
+        return {luma + 1.13983 * cr, luma - 0.39465 * cb - 0.58060 * cr, luma + 2.03211 * cb};
+    return {luma + 1.4075 * cr, luma - 0.3455 * cb - 0.7169 * cr, luma + 1.779 * cb};
+}
+
+std::array<double, 3> Convert(const Picture& picture, int displayType, const tagOvelColor& color, double s,
+                              double t)
+{
+    const double u = SampleChroma(picture.u, picture, color.iChromaSiting, s, t);
+    const double v = SampleChroma(picture.v, picture, color.iChromaSiting, s, t);
+    std::array<double, 3> rgb = ConvertSamples(displayType, color, Sample(picture.luma, s, t), u, v);
     for (double& c : rgb)
         c = std::clamp(c, 0.0, 1.0) * 255.0;
     return rgb;
@@ -258,7 +305,7 @@ Canvas RenderPicture(const Picture& picture, int displayType, const View& view)
             const size_t at = canvas.At(x, y);
             const Point p = TexturePosition(view, x + 0.5, y + 0.5);
             if (InTexture(p))
-                canvas.colour[at] = Convert(picture, displayType, p.x, p.y);
+                canvas.colour[at] = Convert(picture, displayType, view.color, p.x, p.y);
             for (const double dx : {-0.5, 1.5})
                 for (const double dy : {-0.5, 1.5})
                     if (x + dx > 0 && x + dx < canvas.width && y + dy > 0 && y + dy < canvas.height &&

@@ -79,6 +79,7 @@ struct View {
     int direction = 0;
     int angle = 0;
     int mirror = 0;
+    tagOvelColor color{0, 0, 0};
 
     bool Zooms() const { return zoom.right > zoom.left && zoom.bottom > zoom.top; }
     Point Mirrored(Point p) const { return {mirror == 1 ? -p.x : p.x, mirror == 2 ? -p.y : p.y}; }

@@ -28,6 +28,14 @@ protected:
     {
         return Ovel_SetParam(handle, command, const_cast<void*>(payload), size);
     }
+    // From here on, in `updates`.
+    void CountUpdates()
+    {
+        if (auto* full = dynamic_cast<CLS_ShaderYuv*>(renderer))
+            QObject::connect(full, &CLS_ShaderYuv::signalUpdate, &scope, [this] { ++updates; });
+        if (auto* sub = dynamic_cast<CLS_ShaderYuvSubImage*>(renderer))
+            QObject::connect(sub, &CLS_ShaderYuvSubImage::signalUpdate, &scope, [this] { ++updates; });
+    }
     tagQRECT Destination() const
     {
         const QRect& r = renderer->m_rcDrawDst;
@@ -36,13 +44,16 @@ protected:
 
     void* handle;
     CLS_ShaderBase* renderer;
+    int updates = 0;
+    QObject scope;
 };
 OVEL_FOR_BOTH_RENDERERS(CommandTest);
 
 TEST_P(CommandTest, RefusesWhatHasNoMeaning)
 {
     uint8_t payload[64] = {};
-    for (const int code : {3, 8, -1, std::numeric_limits<int>::max(), std::numeric_limits<int>::min()})
+    for (const int code :
+         {3, 8, 0xFFF, 0x1000, 0x1002, -1, std::numeric_limits<int>::max(), std::numeric_limits<int>::min()})
         EXPECT_EQ(Set(code, payload, 32), -1) << code;
     for (int code = 0; code < 8; ++code) {
         EXPECT_EQ(Set(code, nullptr, 16), -1) << code;
@@ -57,14 +68,37 @@ TEST_P(CommandTest, RefusesWhatHasNoMeaning)
     }
 }
 
+TEST_P(CommandTest, ColorDescriptions)
+{
+    CountUpdates();
+    uint8_t payload[64] = {};
+    EXPECT_EQ(Set(OVELCMD_SET_COLOR, nullptr, 12), -1);
+    EXPECT_EQ(Set(OVELCMD_SET_COLOR, payload, 0), -1);
+    EXPECT_EQ(Set(OVELCMD_SET_COLOR, payload, -12), -1);
+    struct Case {
+        tagOvelColor color;
+        int result;
+    };
+    constexpr int Most = std::numeric_limits<int>::max();
+    const Case cases[] = {{{0, 0, 0}, 0},     {{3, 2, 2}, 0},     {{1, 1, 1}, 0},      {{4, 0, 0}, -1},
+                          {{0, 3, 0}, -1},    {{0, 0, 3}, -1},    {{-1, 0, 0}, -1},    {{0, -1, 0}, -1},
+                          {{0, 0, -1}, -1},   {{Most, 1, 1}, -1}, {{1, ~Most, 1}, -1}, {{256, 0, 0}, -1},
+                          {{1, 0x100, 0}, -1}};
+    int expected = 0;
+    for (const Case& c : cases)
+        for (const int size : {12, 13, 64}) {
+            std::memcpy(payload, &c.color, sizeof(c.color));
+            expected += c.result == 0;
+            EXPECT_EQ(Set(OVELCMD_SET_COLOR, payload, size), c.result)
+                << "case " << &c - cases << " " << size;
+            EXPECT_EQ(updates, expected) << "each that is taken asks for one repaint";
+        }
+    EXPECT_TRUE(TakeLogLines().empty());
+}
+
 TEST_P(CommandTest, ZoomArea)
 {
-    int updates = 0;
-    QObject scope;
-    if (auto* full = dynamic_cast<CLS_ShaderYuv*>(renderer))
-        QObject::connect(full, &CLS_ShaderYuv::signalUpdate, &scope, [&] { ++updates; });
-    if (auto* sub = dynamic_cast<CLS_ShaderYuvSubImage*>(renderer))
-        QObject::connect(sub, &CLS_ShaderYuvSubImage::signalUpdate, &scope, [&] { ++updates; });
+    CountUpdates();
     const tagOvelZoomArea area{0.25, 0.5, 0.75, 1};
     EXPECT_EQ(Set(OVELCMD_SET_EZOOM_AREA, &area, 100), 0);
     EXPECT_TRUE(renderer->m_stEZoomArea == area);
