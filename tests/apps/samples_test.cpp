@@ -43,7 +43,7 @@ TEST(OverlaySample, DrawsEveryKind)
             const QColor shown = picture.pixelColor(x, y);
             outline += shown.green() > 240 && shown.red() < 20 && shown.blue() < 20;
             zone += shown.blue() > shown.red() + 50;
-            track += y > 215 && shown.red() > 240 && shown.green() > 240 && shown.blue() < 20;
+            track += y > 221 && shown.red() > 240 && shown.green() > 240 && shown.blue() < 20;
             label += shown.red() > 240 && shown.green() > 240 && shown.blue() > 240;
         }
     EXPECT_GT(outline, 1000); // a box of 115 x 108 with lines of 3
