@@ -31,15 +31,18 @@ FrameLayout LayoutNamed(const QString& name)
     return FrameLayout::AsDecoded;
 }
 
-ColorChoice ColorsNamed(const QString& name)
+std::vector<ColorChoice> ColorsNamed(const QString& name)
 {
     if (name == QLatin1String("plain")) {
-        return ColorChoice::Plain;
+        return {ColorChoice::Plain};
+    }
+    if (name == QLatin1String("mixed")) {
+        return {ColorChoice::Plain, ColorChoice::Tagged};
     }
     if (name != QLatin1String("tagged")) {
         Refuse(QStringLiteral("unknown colors '%1'").arg(name));
     }
-    return ColorChoice::Tagged;
+    return {ColorChoice::Tagged};
 }
 
 RendererChoice RendererNamed(const QString& name)
@@ -86,8 +89,8 @@ Options ReadOptions()
                        "gives something else. Default: as 'decoded'."),
         QStringLiteral("layout"), QStringLiteral("decoded"));
     const QCommandLineOption colors(QStringLiteral("colors"),
-                                    QStringLiteral("Colors as 'tagged' in the file (default), or 'plain': by "
-                                                   "the renderer's own formulas."),
+                                    QStringLiteral("Colors as 'tagged' in the file (default), 'plain': by "
+                                                   "the renderer's own formulas, or 'mixed' (both in turn)."),
                                     QStringLiteral("colors"), QStringLiteral("tagged"));
     const QCommandLineOption renderer(
         QStringLiteral("renderer"),

@@ -6,12 +6,14 @@
 #include <QSize>
 #include <QStringList>
 
+#include <vector>
+
 enum class RendererChoice { Full, Sub, Mixed };
 
 struct Options {
     QStringList Files;
     FrameLayout Layout = FrameLayout::AsDecoded;
-    ColorChoice Colors = ColorChoice::Tagged;
+    std::vector<ColorChoice> Colors{ColorChoice::Tagged}; // the files take them in turn
     RendererChoice Renderer = RendererChoice::Full;
     bool Overlay = false;
     bool Keys = false;
