@@ -6,6 +6,7 @@
 #include <QLabel>
 #include <QThread>
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 
@@ -113,6 +114,7 @@ ThinWidget::~ThinWidget()
     makeCurrent();
     m_picture.removeAllShaders();
     m_flat.removeAllShaders();
+    m_colored.removeAllShaders();
     if (m_textures[0])
         glDeleteTextures(3, m_textures);
     doneCurrent();
@@ -145,6 +147,16 @@ void ThinWidget::initializeGL()
     m_flat.bindAttributeLocation("position", 0);
     m_flat.link();
     m_color = m_flat.uniformLocation("color");
+    m_colored.addShaderFromSourceCode(
+        QOpenGLShader::Vertex, "attribute vec2 position;\n"
+                               "attribute vec4 color;\n"
+                               "varying vec4 shown;\n"
+                               "void main() { gl_Position = vec4(position, 0.0, 1.0); shown = color; }");
+    m_colored.addShaderFromSourceCode(QOpenGLShader::Fragment, "varying vec4 shown;\n"
+                                                               "void main() { gl_FragColor = shown; }");
+    m_colored.bindAttributeLocation("position", 0);
+    m_colored.bindAttributeLocation("color", 1);
+    m_colored.link();
 }
 
 void ThinWidget::Upload()
@@ -218,7 +230,9 @@ void ThinWidget::paintGL()
     glVertexAttribPointer(0, 4, GL_FLOAT, GL_FALSE, 0, quad);
     glEnableVertexAttribArray(0);
     glDrawArrays(GL_TRIANGLE_STRIP, 0, 4);
-    if (records)
+    if (records && atOnce)
+        DrawRecordsAtOnce();
+    else if (records)
         DrawRecords();
     glDisableVertexAttribArray(0);
 }
@@ -253,6 +267,47 @@ void ThinWidget::DrawRecords()
         if (blends)
             glDisable(GL_BLEND);
     }
+}
+
+void ThinWidget::DrawRecordsAtOnce()
+{
+    const float kx = 2.0f / static_cast<float>(width());
+    const float ky = 2.0f / static_cast<float>(height());
+    for (auto& vertices : m_vertices)
+        vertices.clear();
+    for (const __tagQDrawGraphInfo& record : *records) {
+        const auto byte = [&](int shift) {
+            const float shown = static_cast<float>(record.uiColor >> shift & 255) / 126.0f - 1.0f;
+            return static_cast<uint8_t>(std::min(std::max(shown, 0.0f), 1.0f) * 255.0f);
+        };
+        const Vertex color = {0, 0, {byte(0), byte(8), byte(16), 255}};
+        const bool filled = record.iGraphType == OVEL_GRAPH_FILLED;
+        std::vector<Vertex>& vertices = m_vertices[filled];
+        const auto add = [&](int i) {
+            vertices.push_back(color);
+            vertices.back().x = static_cast<float>(record.stPoint[i].x) * kx - 1.0f;
+            vertices.back().y = 1.0f - static_cast<float>(record.stPoint[i].y) * ky;
+        };
+        for (int i = filled ? 2 : 1; i < record.iPointNum; ++i) {
+            for (int corner = filled ? i - 2 : i - 1; corner <= i; ++corner)
+                add(corner);
+        }
+        if (record.iGraphType == OVEL_GRAPH_OUTLINE) {
+            add(record.iPointNum - 1);
+            add(0);
+        }
+    }
+    m_colored.bind();
+    glEnableVertexAttribArray(1);
+    for (const bool filled : {false, true}) {
+        const std::vector<Vertex>& vertices = m_vertices[filled];
+        if (vertices.empty())
+            continue;
+        glVertexAttribPointer(0, 2, GL_FLOAT, GL_FALSE, sizeof(Vertex), &vertices[0].x);
+        glVertexAttribPointer(1, 4, GL_UNSIGNED_BYTE, GL_TRUE, sizeof(Vertex), vertices[0].color);
+        glDrawArrays(filled ? GL_TRIANGLES : GL_LINES, 0, static_cast<int>(vertices.size()));
+    }
+    glDisableVertexAttribArray(1);
 }
 
 void ThinDisplay::Feed(const Frame& frame)

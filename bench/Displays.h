@@ -75,6 +75,7 @@ public:
     ~ThinWidget() override;
     void Feed(const Frame& frame, bool copies);
     const Records* records = nullptr;
+    bool atOnce = false; // all lines in one draw, all shapes in another, whatever lies on top of what
 
 protected:
     void initializeGL() override;
@@ -83,6 +84,7 @@ protected:
 private:
     void Upload();
     void DrawRecords();
+    void DrawRecordsAtOnce();
 
     std::mutex m_mutex;
     std::vector<uint8_t> m_copy;
@@ -95,6 +97,12 @@ private:
     GLuint m_textures[3] = {};
     QOpenGLShaderProgram m_picture;
     QOpenGLShaderProgram m_flat;
+    QOpenGLShaderProgram m_colored;
+    struct Vertex {
+        float x, y;
+        uint8_t color[4];
+    };
+    std::vector<Vertex> m_vertices[2]; // lines, triangles
     int m_color = -1;
 };
 
@@ -102,7 +110,10 @@ class ThinDisplay : public Display
 {
 public:
     // One that copies can be fed from any thread; one that does not reads the host's frame while painting.
-    explicit ThinDisplay(bool copies = true) : m_copies(copies) {}
+    explicit ThinDisplay(bool copies = true, bool atOnce = false) : m_copies(copies)
+    {
+        m_widget.atOnce = atOnce;
+    }
     QOpenGLWidget* Widget() override { return &m_widget; }
     void Feed(const Frame& frame) override;
     void SetRecords(const Records* records) override;

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <limits>
 
 namespace
 {
@@ -61,18 +62,29 @@ public:
         const int type = record.iGraphType;
         const bool line = type == OVEL_GRAPH_POLYLINE || IsOutline(type);
         const bool shape = type == OVEL_GRAPH_FILLED && kinds == OverlayKinds::LinesAndShapes;
-        if (record.iPointNum < 1 || (!line && !shape))
+        if (record.iPointNum < 1 || (!line && !shape) || IsFull())
             return;
         const int count = std::min<int>(record.iPointNum, OVEL_GRAPH_POINTS);
         for (int i = 0; i < count; ++i)
             m_points[static_cast<size_t>(i)] = Map(record.stPoint[i]);
         m_color = ColorOf(record);
-        MakeRoom();
-        if (line)
+        // Lines one pixel wide cost half as much as lines than as quads.
+        const bool thin = line && record.iFontSize <= 1 && m_view.scale == 1.0f;
+        OverlayVertices& target = thin ? m_mesh.lines : m_mesh.quads;
+        MakeRoom(target);
+        const size_t before = target.count;
+        if (thin)
+            AddThinLines(record, count);
+        else if (line)
             AddLines(record, count);
         else
             AddStrip(static_cast<size_t>(count));
+        target.count = static_cast<size_t>(m_next - target.storage.data());
+        NoteRun(thin, before, target.count - before);
     }
+
+    // What is added from now on belongs to runs of its own.
+    void BeginRun() { m_continues = false; }
 
 private:
     // A closed outline through all points has the most quads.
@@ -80,12 +92,31 @@ private:
 
     static bool IsOutline(int type) { return type == OVEL_GRAPH_OUTLINE || type == 2; }
 
-    // Checked once per record, not per vertex: frames carry records by the thousand.
-    void MakeRoom()
+    // GL takes the size as an int; what lies beyond is not shown.
+    bool IsFull() const
     {
-        if (m_mesh.vertices.size() < m_mesh.count + MostVertices)
-            m_mesh.vertices.resize(2 * m_mesh.count + MostVertices);
-        m_next = m_mesh.vertices.data() + m_mesh.count;
+        constexpr size_t most = std::numeric_limits<int>::max() / sizeof(OverlayVertex) - MostVertices;
+        return m_mesh.quads.count + m_mesh.lines.count > most;
+    }
+
+    // Checked once per record, not per vertex: frames carry records by the thousand.
+    void MakeRoom(OverlayVertices& target)
+    {
+        if (target.storage.size() < target.count + MostVertices)
+            target.storage.resize(2 * target.count + MostVertices);
+        m_next = target.storage.data() + target.count;
+    }
+
+    void NoteRun(bool lines, size_t first, size_t count)
+    {
+        std::vector<OverlayRun>& runs = m_mesh.runs;
+        if (count == 0)
+            return;
+        if (m_continues && runs.back().lines == lines)
+            runs.back().count += static_cast<int>(count);
+        else
+            runs.push_back({lines, static_cast<int>(first), static_cast<int>(count)});
+        m_continues = true;
     }
 
     Position Map(const tagQPOINT& point) const
@@ -93,6 +124,20 @@ private:
         const OverlayMapping& m = m_view.mapping;
         return m_turn(
             {static_cast<float>(point.x) / m.kx + m.offX, m.offY - static_cast<float>(point.y) / m.ky});
+    }
+
+    void AddThinLines(const __tagQDrawGraphInfo& record, int count)
+    {
+        const auto add = [this](Position p, Position q) {
+            if (!IsFinite(p) || !IsFinite(q))
+                return;
+            AddVertex(p);
+            AddVertex(q);
+        };
+        for (size_t i = 0; i + 1 < static_cast<size_t>(count); ++i)
+            add(m_points[i], m_points[i + 1]);
+        if (IsOutline(record.iGraphType) && count > 1)
+            add(m_points[static_cast<size_t>(count) - 1], m_points[0]);
     }
 
     void AddLines(const __tagQDrawGraphInfo& record, int count)
@@ -139,14 +184,19 @@ private:
     void AddQuad(Position a, Position b, Position c, Position d)
     {
         for (const Position p : {a, b, c, d})
-            *m_next++ = {p.x, p.y, {m_color.red, m_color.green, m_color.blue, m_color.alpha}};
-        m_mesh.count += 4;
+            AddVertex(p);
+    }
+
+    void AddVertex(Position p)
+    {
+        *m_next++ = {p.x, p.y, {m_color.red, m_color.green, m_color.blue, m_color.alpha}};
     }
 
     const OverlayView& m_view;
     const ViewTurn m_turn;
     OverlayMesh& m_mesh;
     OverlayVertex* m_next = nullptr;
+    bool m_continues = false; // the last run may grow
     Color m_color = {};
     std::array<Position, OVEL_GRAPH_POINTS> m_points = {};
 };
@@ -161,7 +211,8 @@ bool IsTranslucent(const __tagQDrawGraphInfo& record)
 void BuildOverlayMesh(const __tagQDrawGraphInfo* records, int count, OverlayKinds kinds,
                       const OverlayView& view, OverlayMesh& mesh)
 {
-    mesh.count = 0;
+    mesh.quads.count = mesh.lines.count = 0;
+    mesh.runs.clear();
     RecordMesher mesher(view, mesh);
     // Among opaque graphics the last-arrived wins, among translucent ones the first-arrived lies on top.
     bool translucent = false;
@@ -171,7 +222,8 @@ void BuildOverlayMesh(const __tagQDrawGraphInfo* records, int count, OverlayKind
         else
             mesher.Add(records[i], kinds);
     }
-    mesh.opaque = mesh.count;
+    mesh.opaqueRuns = mesh.runs.size();
+    mesher.BeginRun();
     for (int i = count - 1; i >= 0 && translucent; --i) {
         if (IsTranslucent(records[i]))
             mesher.Add(records[i], kinds);

@@ -1,4 +1,4 @@
-// Overlay records as flat coloured quads in device coordinates. No GL, no widget.
+// Overlay records as flat coloured quads and lines in device coordinates. No GL, no widget.
 #pragma once
 
 #include "DisplayGeometry.h"
@@ -23,19 +23,33 @@ struct OverlayView {
 
 enum class OverlayKinds { LinesAndShapes, LinesOnly };
 
-// Quads a, b, c, d of the triangles a b c and c b d; those drawn later lie on top. The storage grows and
-// stays, for the next frame has as many.
+// Vertices of one kind. The storage grows and stays, for the next frame has as many.
+struct OverlayVertices {
+    std::vector<OverlayVertex> storage;
+    size_t count = 0;
+};
+
+// Consecutive vertices of one kind.
+struct OverlayRun {
+    bool lines;
+    int first;
+    int count;
+};
+
+// Quads a, b, c, d of the triangles a b c and c b d, and lines of two vertices that are one pixel wide. What
+// belongs to a later run lies on top.
 struct OverlayMesh {
-    std::vector<OverlayVertex> vertices;
-    size_t opaque = 0; // vertices of the opaque quads, which come first
-    size_t count = 0;  // vertices of all quads
+    OverlayVertices quads;
+    OverlayVertices lines;
+    std::vector<OverlayRun> runs;
+    size_t opaqueRuns = 0; // runs of the opaque graphics, which come first
 };
 
 // Whether a record is painted by blending.
 bool IsTranslucent(const __tagQDrawGraphInfo& record);
 
-// Replaces the mesh by that of the records. Lines of every width are quads, so that they look the same in
-// every context: a segment covers what a wide line without antialiasing covers, its width measured along the
-// axis that it runs across more steeply.
+// Replaces the mesh by that of the records. Lines one device pixel wide stay lines. Wider ones are quads, so
+// that they look the same in every context: a segment covers what a wide line without antialiasing covers,
+// its width measured along the axis that it runs across more steeply.
 void BuildOverlayMesh(const __tagQDrawGraphInfo* records, int count, OverlayKinds kinds,
                       const OverlayView& view, OverlayMesh& mesh);

@@ -6,8 +6,6 @@
 #include <QOpenGLFunctions>
 #include <QOpenGLShaderProgram>
 
-#include <algorithm>
-#include <limits>
 #include <utility>
 
 OverlayPainter::OverlayPainter() = default;
@@ -25,40 +23,52 @@ bool OverlayPainter::Prepare(const GlProfile& profile)
 
 void OverlayPainter::Load(const GlProfile& profile, const OverlayMesh& mesh)
 {
-    m_opaque = m_translucent = 0;
-    if (mesh.count == 0 || !Prepare(profile))
+    m_runs.clear();
+    m_opaqueRuns = 0;
+    if (mesh.runs.empty() || !Prepare(profile))
         return;
-    // GL takes the size as an int; what lies beyond is not shown.
-    constexpr size_t most = std::numeric_limits<int>::max() / sizeof(OverlayVertex) / 4 * 4;
-    const size_t count = std::min(mesh.count, most);
-    m_opaque = static_cast<int>(std::min(mesh.opaque, count));
-    m_translucent = static_cast<int>(count) - m_opaque;
-    m_stream.Load(mesh.vertices.data(), static_cast<int>(count * sizeof(OverlayVertex)));
+    const auto bytes = [](const OverlayVertices& vertices) {
+        return static_cast<int>(vertices.count * sizeof(OverlayVertex));
+    };
+    m_stream.Load(mesh.quads.storage.data(), bytes(mesh.quads), mesh.lines.storage.data(), bytes(mesh.lines));
+    m_quadVertices = static_cast<int>(mesh.quads.count);
+    m_runs = mesh.runs;
+    m_opaqueRuns = mesh.opaqueRuns;
 }
 
-void OverlayPainter::Paint(int first, int count)
+void OverlayPainter::Paint(size_t firstRun, size_t endOfRuns)
 {
     m_program->bind();
-    m_stream.DrawQuads({sizeof(OverlayVertex), 4, GL_UNSIGNED_BYTE, true}, first, count);
+    {
+        VertexStream::Drawing drawing(m_stream, {sizeof(OverlayVertex), 4, GL_UNSIGNED_BYTE, true},
+                                      m_quadVertices / 4);
+        for (size_t i = firstRun; i < endOfRuns; ++i) {
+            const OverlayRun& run = m_runs[i];
+            if (run.lines)
+                drawing.Lines(m_quadVertices + run.first, run.count);
+            else
+                drawing.Quads(run.first, run.count);
+        }
+    }
     m_program->release();
 }
 
 void OverlayPainter::PaintOpaque()
 {
-    if (m_opaque > 0)
-        Paint(0, m_opaque);
+    if (m_opaqueRuns > 0)
+        Paint(0, m_opaqueRuns);
 }
 
 void OverlayPainter::PaintTranslucent()
 {
-    if (m_translucent == 0)
+    if (m_runs.size() == m_opaqueRuns)
         return;
     QOpenGLFunctions& gl = *QOpenGLContext::currentContext()->functions();
     gl.glEnable(GL_BLEND);
     // The picture's own alpha stays 1, so that a grab or a translucent window does not shine through the
     // blend.
     gl.glBlendFuncSeparate(GL_SRC_ALPHA, GL_ONE_MINUS_SRC_ALPHA, GL_ONE, GL_ONE_MINUS_SRC_ALPHA);
-    Paint(m_opaque, m_translucent);
+    Paint(m_opaqueRuns, m_runs.size());
     gl.glDisable(GL_BLEND);
 }
 
@@ -66,7 +76,8 @@ void OverlayPainter::Free()
 {
     m_program.reset();
     m_stream.Free();
-    m_opaque = m_translucent = 0;
+    m_runs.clear();
+    m_opaqueRuns = 0;
 }
 
 QString OverlayPainter::TakeFailure()

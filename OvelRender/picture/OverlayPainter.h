@@ -28,11 +28,12 @@ public:
 
 private:
     bool Prepare(const GlProfile& profile);
-    void Paint(int first, int count);
+    void Paint(size_t firstRun, size_t endOfRuns);
 
     std::unique_ptr<QOpenGLShaderProgram> m_program;
     VertexStream m_stream;
     QString m_failure;
-    int m_opaque = 0;
-    int m_translucent = 0;
+    int m_quadVertices = 0; // the lines follow them
+    std::vector<OverlayRun> m_runs;
+    size_t m_opaqueRuns = 0;
 };

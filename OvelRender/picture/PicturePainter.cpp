@@ -81,7 +81,7 @@ void PicturePainter::DrawQuad(const float (&vertices)[8], const tagOvelVideoRota
         m_loaded = quad;
         m_isLoaded = true;
     }
-    m_stream.DrawStrip({6 * sizeof(float), 4, GL_FLOAT, false}, 4);
+    VertexStream::Drawing(m_stream, {6 * sizeof(float), 4, GL_FLOAT, false}, 0).Strip(4);
 }
 
 void PicturePainter::Free()

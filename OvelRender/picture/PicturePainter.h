@@ -27,7 +27,7 @@ public:
     // needed reading them.
     bool Upload(const GlProfile& profile, const PicturePlanes& planes, const unsigned int (&textures)[3],
                 TextureStorage storage, quint64 serial);
-    // The textures are others now, without a picture.
+    // The textures are others now, or for another layout, without a picture.
     void ForgetUpload() { m_uploaded = 0; }
 
     // Draws the uploaded picture in its colours, turned and mirrored, row 0 of the frame at the top edge of

@@ -5,7 +5,8 @@
 #include "ShaderProgram.h"
 
 // With a matrix and an overlay alpha (full frame), without either (sub image), or nothing but the picture:
-// without uniforms the software rasteriser shades 2 % faster and spares a megabyte per window.
+// a paint of 1080p costs the software rasteriser 1.6 % less without uniforms (median of the benchmark's paint
+// rows, both layouts and renderers, sides exchanged).
 enum class PictureProgramKind { FullFrame, SubImage, PictureOnly };
 
 // Attribute 1 is textureIn. Needs the context current.

@@ -31,7 +31,7 @@ const void* BufferOffset(size_t bytes)
 
 } // namespace
 
-void VertexStream::Load(const void* vertices, int bytes)
+void VertexStream::Load(const void* vertices, int bytes, const void* more, int moreBytes)
 {
     if (!m_buffer.isCreated() && !m_buffer.create())
         return;
@@ -41,46 +41,14 @@ void VertexStream::Load(const void* vertices, int bytes)
     }
     m_buffer.setUsagePattern(QOpenGLBuffer::StreamDraw);
     m_buffer.bind();
-    m_buffer.allocate(vertices, bytes);
-    m_buffer.release();
-}
-
-// Contexts without vertex array objects take the pointers directly.
-template <typename Draw> void VertexStream::WithBuffers(const Draw& draw)
-{
-    if (!m_buffer.isCreated())
-        return;
-    QOpenGLFunctions& gl = *QOpenGLContext::currentContext()->functions();
-    const bool hasArray = m_array && m_array->isCreated();
-    if (hasArray)
-        m_array->bind();
-    m_buffer.bind();
-    gl.glEnableVertexAttribArray(0);
-    gl.glEnableVertexAttribArray(1);
-    draw(gl);
-    m_buffer.release();
-    if (hasArray) {
-        m_array->release();
+    if (bytes > 0 && moreBytes > 0) {
+        m_buffer.allocate(bytes + moreBytes);
+        m_buffer.write(0, vertices, bytes);
+        m_buffer.write(bytes, more, moreBytes);
     } else {
-        gl.glDisableVertexAttribArray(0);
-        gl.glDisableVertexAttribArray(1);
+        m_buffer.allocate(bytes > 0 ? vertices : more, bytes + moreBytes);
     }
-}
-
-void VertexStream::PointAt(QOpenGLFunctions& gl, const VertexLayout& layout, int first)
-{
-    const size_t start = static_cast<size_t>(first) * static_cast<size_t>(layout.stride);
-    gl.glVertexAttribPointer(0, 2, GL_FLOAT, GL_FALSE, layout.stride, BufferOffset(start));
-    gl.glVertexAttribPointer(1, layout.components, layout.type, layout.normalised ? GL_TRUE : GL_FALSE,
-                             layout.stride, BufferOffset(start + 2 * sizeof(float)));
-}
-
-void VertexStream::DrawStrip(const VertexLayout& layout, int count)
-{
-    WithBuffers([&](QOpenGLFunctions& gl) {
-        PointAt(gl, layout, 0);
-        gl.glDrawArrays(GL_TRIANGLE_STRIP, 0, count);
-    });
+    m_buffer.release();
 }
 
 bool VertexStream::BindIndices(int quads)
@@ -100,18 +68,81 @@ bool VertexStream::BindIndices(int quads)
     return true;
 }
 
-void VertexStream::DrawQuads(const VertexLayout& layout, int first, int count)
+// Contexts without vertex array objects take the pointers directly.
+VertexStream::Drawing::Drawing(VertexStream& stream, const VertexLayout& layout, int quads)
+    : m_stream(stream), m_layout(layout)
 {
-    WithBuffers([&](QOpenGLFunctions& gl) {
-        if (!BindIndices(std::min(count / 4, MostQuads)))
-            return;
-        for (const int end = first + count; first < end; first += 4 * MostQuads) {
-            PointAt(gl, layout, first);
-            const int quads = std::min((end - first) / 4, MostQuads);
-            gl.glDrawElements(GL_TRIANGLES, 6 * quads, GL_UNSIGNED_SHORT, nullptr);
-        }
-        m_indices.release();
-    });
+    if (!stream.m_buffer.isCreated())
+        return;
+    m_gl = QOpenGLContext::currentContext()->functions();
+    m_hasArray = stream.m_array && stream.m_array->isCreated();
+    if (m_hasArray)
+        stream.m_array->bind();
+    stream.m_buffer.bind();
+    m_gl->glEnableVertexAttribArray(0);
+    m_gl->glEnableVertexAttribArray(1);
+    m_hasIndices = quads > 0 && stream.BindIndices(std::min(quads, MostQuads));
+}
+
+VertexStream::Drawing::~Drawing()
+{
+    if (!m_gl)
+        return;
+    if (m_hasIndices)
+        m_stream.m_indices.release();
+    m_stream.m_buffer.release();
+    if (m_hasArray) {
+        m_stream.m_array->release();
+    } else {
+        m_gl->glDisableVertexAttribArray(0);
+        m_gl->glDisableVertexAttribArray(1);
+    }
+}
+
+void VertexStream::Drawing::PointAt(int first)
+{
+    if (first == m_base)
+        return;
+    m_base = first;
+    const size_t start = static_cast<size_t>(first) * static_cast<size_t>(m_layout.stride);
+    m_gl->glVertexAttribPointer(0, 2, GL_FLOAT, GL_FALSE, m_layout.stride, BufferOffset(start));
+    m_gl->glVertexAttribPointer(1, m_layout.components, m_layout.type,
+                                m_layout.normalised ? GL_TRUE : GL_FALSE, m_layout.stride,
+                                BufferOffset(start + 2 * sizeof(float)));
+}
+
+void VertexStream::Drawing::Strip(int count)
+{
+    if (!m_gl)
+        return;
+    PointAt(0);
+    m_gl->glDrawArrays(GL_TRIANGLE_STRIP, 0, count);
+}
+
+void VertexStream::Drawing::Lines(int first, int count)
+{
+    if (!m_gl)
+        return;
+    // The pointers stay where the quads need them: to move them costs more than the draw.
+    if (m_base < 0 || first < m_base)
+        PointAt(0);
+    m_gl->glDrawArrays(GL_LINES, first - m_base, count);
+}
+
+void VertexStream::Drawing::Quads(int first, int count)
+{
+    if (!m_hasIndices)
+        return;
+    constexpr int reach = 4 * MostQuads;
+    for (const int end = first + count; first < end;) {
+        const int base = first / reach * reach;
+        const int next = std::min(end, base + reach);
+        PointAt(base);
+        // Six indices of two bytes for each quad of four vertices.
+        m_gl->glDrawElements(GL_TRIANGLES, (next - first) / 4 * 6, GL_UNSIGNED_SHORT,
+                             BufferOffset(static_cast<size_t>(first - base) * 3));
+        first = next;
+    }
 }
 
 void VertexStream::Free()

@@ -20,17 +20,38 @@ struct VertexLayout {
 class VertexStream
 {
 public:
-    // All need the context current. Load replaces the vertices; a failed one leaves nothing to draw.
-    void Load(const void* vertices, int bytes);
-    // The first `count` vertices.
-    void DrawStrip(const VertexLayout& layout, int count);
-    // `count` vertices, four by four: a, b, c, d are the triangles a b c and c b d.
-    void DrawQuads(const VertexLayout& layout, int first, int count);
+    // All need the context current. Load replaces the vertices by one or two blocks of them; a failed one
+    // leaves nothing to draw.
+    void Load(const void* vertices, int bytes, const void* more = nullptr, int moreBytes = 0);
     void Free();
 
+    // Draws ranges of the vertices, with everything bound as long as it lives.
+    class Drawing
+    {
+    public:
+        // `quads` is how many of them lie in the first block.
+        Drawing(VertexStream& stream, const VertexLayout& layout, int quads);
+        ~Drawing();
+        Drawing(const Drawing&) = delete;
+        Drawing& operator=(const Drawing&) = delete;
+
+        void Strip(int count);
+        void Lines(int first, int count);
+        // Four by four, `first` a multiple of four: a, b, c, d are the triangles a b c and c b d.
+        void Quads(int first, int count);
+
+    private:
+        void PointAt(int first);
+
+        VertexStream& m_stream;
+        const VertexLayout m_layout;
+        QOpenGLFunctions* m_gl = nullptr; // null: nothing to draw
+        bool m_hasArray = false;
+        bool m_hasIndices = false;
+        int m_base = -1; // vertex that the pointers point at
+    };
+
 private:
-    template <typename Draw> void WithBuffers(const Draw& draw);
-    void PointAt(QOpenGLFunctions& gl, const VertexLayout& layout, int first);
     bool BindIndices(int quads);
 
     QOpenGLBuffer m_buffer{QOpenGLBuffer::VertexBuffer};

@@ -318,6 +318,103 @@ TEST_P(OverlayTest, LineAreas)
         }
 }
 
+// Lines one pixel wide: in each column (row, when steep) between the ends the pixel nearest to the line, its
+// two ends within a pixel, and nothing beside it; turned, mirrored and zoomed as well.
+TEST_P(OverlayTest, ThinLines)
+{
+    if (window.renderer->devicePixelRatioF() != 1)
+        GTEST_SKIP() << "wider than a pixel here";
+    const std::vector<tagQPOINT> shape{{20, 31}, {131, 44}, {118, 97}, {37, 88}};
+    struct Case {
+        tagOvelZoomArea zoom;
+        int angle, mirror;
+    };
+    const Case cases[] = {{{0, 0, 1, 1}, 0, 0},
+                          {{0, 0, 1, 1}, 90, 0},
+                          {{0, 0, 1, 1}, 180, 1},
+                          {{0.1, 0.2, 0.9, 0.9}, 0, 2},
+                          {{0.3, 0.1, 0.7, 0.6}, 270, 1}};
+    for (const Case& c : cases) {
+        SCOPED_TRACE(testing::Message() << "case " << &c - cases);
+        window.Set(OVELCMD_SET_EZOOM_AREA, c.zoom);
+        window.Set(OVELCMD_SET_VIDEO_ROTATE, tagOvelVideoRotate{0, c.angle, c.mirror});
+        source.records = {Graph(OVEL_GRAPH_OUTLINE, White, 1, shape)};
+        ASSERT_TRUE(window.Show(PlainPicture(16, 16, 0, 128, 128), OVEL_DISPLAY_YV12));
+        const QImage image = window.Framebuffer();
+        View view = window.CurrentView();
+        view.zoom = c.zoom;
+        view.angle = window.IsSubImage() ? 0 : c.angle;
+        view.mirror = window.IsSubImage() ? 0 : c.mirror;
+        QImage seen(image.size(), QImage::Format_Grayscale8); // where a lit pixel may lie
+        seen.fill(0);
+        const auto visit = [&](int along, int across, bool steep, bool must) {
+            const QPoint at = steep ? QPoint(across, along) : QPoint(along, across);
+            if (!image.rect().contains(at))
+                return;
+            seen.setPixel(at, qRgb(1, 1, 1));
+            EXPECT_TRUE(!must || image.pixelColor(at).green() > 128) << at.x() << " " << at.y();
+        };
+        for (size_t i = 0; i < shape.size(); ++i) {
+            Point a = MapRecordPoint(view, shape[i]);
+            Point b = MapRecordPoint(view, shape[(i + 1) % shape.size()]);
+            const bool steep = std::abs(b.y - a.y) > std::abs(b.x - a.x);
+            for (Point* p : {&a, &b})
+                if (steep)
+                    std::swap(p->x, p->y);
+            if (a.x > b.x)
+                std::swap(a, b);
+            for (int x = static_cast<int>(a.x) - 1; x <= static_cast<int>(b.x) + 1; ++x) {
+                const double y = a.y + (b.y - a.y) * (x + 0.5 - a.x) / (b.x - a.x);
+                const bool inside = x > a.x + 0.5 && x + 1 < b.x - 0.5;
+                const bool tie = std::abs(y - std::round(y)) < 0.02; // between two pixels: either
+                visit(x, static_cast<int>(std::floor(y)), steep, inside && !tie);
+                for (const int beside : {-1, 1})
+                    if (tie || !inside)
+                        visit(x, static_cast<int>(std::floor(y)) + beside, steep, false);
+            }
+        }
+        for (int y = 0; y < image.height(); ++y)
+            for (int x = 0; x < image.width(); ++x)
+                EXPECT_TRUE(qBlue(seen.pixel(x, y)) != 0 || image.pixelColor(x, y).green() < 128)
+                    << x << " " << y;
+    }
+}
+
+// Thin and wide ones in turns: where they cross, the last-arrived is seen.
+TEST_P(OverlayTest, ThinAndWideKeepTheirOrder)
+{
+    const auto level = [](int width, uint32_t colour, int y) {
+        return Graph(OVEL_GRAPH_POLYLINE, colour, width, {{5, y}, {150, y}});
+    };
+    const auto upright = [](int width, uint32_t colour, int x) {
+        return Graph(OVEL_GRAPH_POLYLINE, colour, width, {{x, 5}, {x, 110}});
+    };
+    const auto records = std::vector<__tagQDrawGraphInfo>{
+        level(1, Red, 20),    upright(15, Green, 30), level(1, Blue, 40),  level(1, White, 60),
+        upright(15, Red, 70), upright(1, Blue, 100),  level(1, Green, 80), level(15, White, 100)};
+    source.records = records;
+    ASSERT_TRUE(window.Show(PlainPicture(16, 16, 0, 128, 128), OVEL_DISPLAY_YV12));
+    const QImage image = window.Framebuffer();
+    struct Crossing {
+        tagQPOINT at;
+        QColor seen;
+    };
+    const QColor red(255, 0, 0), green(0, 255, 0), blue(0, 0, 255), white(255, 255, 255);
+    const Crossing crossings[] = {
+        {{50, 20}, red}, {{30, 20}, green}, {{30, 40}, blue},  {{30, 60}, white},  {{70, 60}, red},
+        {{70, 40}, red}, {{70, 80}, green}, {{100, 60}, blue}, {{100, 80}, green}, {{100, 100}, white}};
+    for (const Crossing& crossing : crossings) {
+        // On a thin line, whichever of the pixels around the point it took.
+        const Point p = MapRecordPoint(window.CurrentView(), crossing.at);
+        bool found = false;
+        for (const double dx : {-0.6, 0.0, 0.6})
+            for (const double dy : {-0.6, 0.0, 0.6})
+                found |=
+                    image.pixelColor(static_cast<int>(p.x + dx), static_cast<int>(p.y + dy)) == crossing.seen;
+        EXPECT_TRUE(found) << crossing.at.x << " " << crossing.at.y;
+    }
+}
+
 TEST_P(OverlayTest, LineTriangulation)
 {
     const auto triangulate = [&](double width, std::vector<Point2F> points) -> std::vector<RectMesh>& {
