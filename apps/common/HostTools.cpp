@@ -7,6 +7,7 @@
 #include <QFileInfo>
 #include <QImage>
 #include <QMouseEvent>
+#include <QOpenGLWidget>
 #include <QPixmap>
 #include <QWidget>
 
@@ -46,20 +47,33 @@ constexpr double SettledAfterSeconds = 5.0;
 
 } // namespace
 
-FrameCounter::FrameCounter(QWidget* renderer) : QObject(renderer)
+FrameCounter::FrameCounter(QWidget* renderer)
+    : QObject(renderer), m_renderer(static_cast<QOpenGLWidget*>(renderer))
 {
     m_sinceRate.start();
     renderer->installEventFilter(this);
+    QObject::connect(m_renderer, &QOpenGLWidget::frameSwapped, this, [this] { Composed(); });
+}
+
+bool FrameCounter::PaintsInVain() const
+{
+    return m_hasPainted && !m_renderer->isValid();
+}
+
+void FrameCounter::Composed()
+{
+    if (m_painted > 0 && m_renderer->isValid()) {
+        ++m_shown;
+        m_dropped += m_painted - 1;
+        m_painted = 0;
+    }
 }
 
 bool FrameCounter::eventFilter(QObject* watched, QEvent* event)
 {
     if (event->type() == QEvent::Paint) {
-        const qint64 waiting = m_waiting.exchange(0);
-        if (waiting > 0) {
-            ++m_shown;
-            m_dropped += waiting - 1;
-        }
+        m_painted += m_waiting.exchange(0);
+        m_hasPainted = true;
     } else if (event->type() == QEvent::Hide || event->type() == QEvent::Show) {
         m_hidden = event->type() == QEvent::Hide;
         m_waiting = std::min<qint64>(m_waiting, 1); // the picture of a widget that comes back
@@ -170,6 +184,21 @@ void CloseWithPicture(QWidget* window, const QString& file)
         std::printf("picture: %s\n", qPrintable(path));
     }
     window->close();
+}
+
+void EndWithoutOpenGl()
+{
+    std::fprintf(stderr, "%s: there is no OpenGL here, nothing can be shown\n",
+                 qPrintable(QCoreApplication::applicationName()));
+    QCoreApplication::exit(ExitNoOpenGl);
+}
+
+bool WantsTextOnly(int argc, char** argv)
+{
+    return std::any_of(argv + 1, argv + argc, [](const std::string& argument) {
+        return argument == "-h" || argument == "--help" || argument == "--help-all" || argument == "-v" ||
+               argument == "--version";
+    });
 }
 
 int GridColumns(int tiles)

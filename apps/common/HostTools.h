@@ -8,12 +8,13 @@
 #include <atomic>
 
 class QMouseEvent;
+class QOpenGLWidget;
 class QPointF;
 class QWidget;
 
-// Frames of one renderer as a host sees them from outside. A frame counts as shown when a paint follows it,
-// and as dropped when the next one replaces it before that, when it was too late to be handed over, or was
-// refused.
+// Frames of one renderer as a host sees them from outside. A frame counts as shown when a paint follows it
+// and the window has been composed from that, and as dropped when the next one replaces it before that, when
+// it was too late to be handed over, or was refused.
 class FrameCounter : public QObject
 {
 public:
@@ -23,6 +24,7 @@ public:
     void Dropped() { m_dropped += m_hidden ? 0 : 1; }    // any thread
     qint64 Shown() const { return m_shown; }
     qint64 DroppedSoFar() const { return m_dropped; }
+    bool PaintsInVain() const; // there is no OpenGL: no frame will ever be shown
     // Shown frames per second since the last call, or the last figure when that was less than half a second
     // ago.
     double Rate();
@@ -30,6 +32,11 @@ public:
     bool eventFilter(QObject* watched, QEvent* event) override;
 
 private:
+    void Composed();
+
+    QOpenGLWidget* const m_renderer;
+    bool m_hasPainted = false;
+    qint64 m_painted = 0; // frames that the paint to be composed has seen
     std::atomic<bool> m_hidden{false};
     std::atomic<qint64> m_waiting{0};
     std::atomic<qint64> m_shown{0};
@@ -69,6 +76,13 @@ bool SavePicture(QWidget* window, const QString& file);
 // Ends a run: closes the window, after writing what it shows to the file, if one is named, and saying where.
 // A file that cannot be written ends the program with exit code 1.
 void CloseWithPicture(QWidget* window, const QString& file);
+
+// What both applications end with where a renderer cannot get a context, after saying so.
+constexpr int ExitNoOpenGl = 3;
+void EndWithoutOpenGl();
+
+// True when the arguments ask only for text, which takes no display.
+bool WantsTextOnly(int argc, char** argv);
 
 // Columns of the squarest grid that holds so many tiles of 16:9.
 int GridColumns(int tiles);

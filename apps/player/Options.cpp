@@ -125,6 +125,7 @@ Options ReadOptions()
     parser.addPositionalArgument(QStringLiteral("FILE..."),
                                  QStringLiteral("Files that FFmpeg's libraries can read."));
     parser.addHelpOption();
+    parser.addVersionOption();
     parser.addOptions(
         {layout, colors, bare, renderer, overlay, log, once, keys, fullScreen, seconds, picture, size});
     parser.process(*QCoreApplication::instance());

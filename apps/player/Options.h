@@ -26,5 +26,6 @@ struct Options {
     QSize WindowSize{960, 571};
 };
 
-// Reads the arguments of the running application; --help and mistakes end the process with 0 and 1.
+// Reads the arguments of the running application; --help, --version and mistakes end the process, with 0, 0
+// and 1.
 Options ReadOptions();

@@ -45,8 +45,13 @@ int Play(const Options& options)
 int main(int argc, char** argv)
 {
     LoadStandIn(argc, argv);
-    QApplication application(argc, argv);
-    QApplication::setApplicationName(QStringLiteral("player"));
+    QCoreApplication::setApplicationName(QStringLiteral("player"));
+    QCoreApplication::setApplicationVersion(QStringLiteral(OVEL_VERSION));
+    if (WantsTextOnly(argc, argv)) {
+        const QCoreApplication withoutDisplay(argc, argv);
+        ReadOptions(); // ends the process
+    }
+    const QApplication application(argc, argv);
     const int code = Play(ReadOptions());
     // Released renderers are deleted by the event loop.
     QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);

@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <memory>
 #include <thread>
 
 namespace
@@ -25,7 +26,14 @@ int NumberOf(const QCommandLineParser& parser, const QCommandLineOption& option,
 int main(int argc, char** argv)
 {
     LoadStandIn(argc, argv);
-    QApplication application(argc, argv);
+    QCoreApplication::setApplicationName(QStringLiteral("wall"));
+    QCoreApplication::setApplicationVersion(QStringLiteral(OVEL_VERSION));
+    std::unique_ptr<QCoreApplication> application;
+    if (WantsTextOnly(argc, argv)) {
+        application = std::make_unique<QCoreApplication>(argc, argv);
+    } else {
+        application = std::make_unique<QApplication>(argc, argv);
+    }
     const int cores = std::max(2, static_cast<int>(std::thread::hardware_concurrency()));
     const QCommandLineOption tiles(QStringLiteral("tiles"), QStringLiteral("Number of tiles, 1 to 64."),
                                    QStringLiteral("number"), QStringLiteral("16"));
@@ -49,8 +57,9 @@ int main(int argc, char** argv)
     parser.addPositionalArgument(QStringLiteral("FILE..."),
                                  QStringLiteral("Video files; the tiles take them in turn."));
     parser.addHelpOption();
+    parser.addVersionOption();
     parser.addOptions({tiles, threads, colors, seconds, picture});
-    parser.process(application);
+    parser.process(*application);
 
     const QStringList files = parser.positionalArguments();
     if (files.isEmpty()) {

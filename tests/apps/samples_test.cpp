@@ -134,4 +134,24 @@ TEST(Player, TurnsAndProportionsOfTheFile)
     EXPECT_FALSE(isBlack(92) || isBlack(110));
 }
 
+// No black window that claims to have shown something, and no display needed for text.
+TEST(Applications, WithoutOpenGlOrDisplay)
+{
+    const QTemporaryDir directory;
+    const QString file = directory.filePath("clip.mkv");
+    MakeClip(file, BarsOf({64, 64}), "ffv1", {OVEL_MATRIX_BT601, OVEL_RANGE_LIMITED, OVEL_SITING_LEFT});
+    qputenv("QT_XCB_GL_INTEGRATION", "none");
+    for (const char* program : {OVEL_PLAYER, OVEL_WALL}) {
+        const QByteArray report = RunProgram(program, {"--seconds", "4", file}, 3);
+        EXPECT_TRUE(report.contains("\n0 frames shown")) << report.toStdString();
+    }
+    qunsetenv("QT_XCB_GL_INTEGRATION");
+    const QByteArray display = qgetenv("DISPLAY");
+    qunsetenv("DISPLAY");
+    for (const char* program : {OVEL_PLAYER, OVEL_WALL})
+        for (const char* option : {"--help", "--version"})
+            EXPECT_FALSE(RunProgram(program, {option}).isEmpty()) << program << option;
+    qputenv("DISPLAY", display);
+}
+
 } // namespace
