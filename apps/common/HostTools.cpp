@@ -7,6 +7,7 @@
 #include <QFileInfo>
 #include <QImage>
 #include <QMouseEvent>
+#include <QOpenGLContext>
 #include <QOpenGLWidget>
 #include <QPixmap>
 #include <QWidget>
@@ -55,11 +56,6 @@ FrameCounter::FrameCounter(QWidget* renderer)
     QObject::connect(m_renderer, &QOpenGLWidget::frameSwapped, this, [this] { Composed(); });
 }
 
-bool FrameCounter::PaintsInVain() const
-{
-    return m_hasPainted && !m_renderer->isValid();
-}
-
 void FrameCounter::Composed()
 {
     if (m_painted > 0 && m_renderer->isValid()) {
@@ -73,7 +69,6 @@ bool FrameCounter::eventFilter(QObject* watched, QEvent* event)
 {
     if (event->type() == QEvent::Paint) {
         m_painted += m_waiting.exchange(0);
-        m_hasPainted = true;
     } else if (event->type() == QEvent::Hide || event->type() == QEvent::Show) {
         m_hidden = event->type() == QEvent::Hide;
         m_waiting = std::min<qint64>(m_waiting, 1); // the picture of a widget that comes back
@@ -186,11 +181,15 @@ void CloseWithPicture(QWidget* window, const QString& file)
     window->close();
 }
 
-void EndWithoutOpenGl()
+bool HasOpenGl()
 {
+    QOpenGLContext context;
+    if (context.create()) {
+        return true;
+    }
     std::fprintf(stderr, "%s: there is no OpenGL here, nothing can be shown\n",
                  qPrintable(QCoreApplication::applicationName()));
-    QCoreApplication::exit(ExitNoOpenGl);
+    return false;
 }
 
 bool WantsTextOnly(int argc, char** argv)

@@ -24,7 +24,6 @@ public:
     void Dropped() { m_dropped += m_hidden ? 0 : 1; }    // any thread
     qint64 Shown() const { return m_shown; }
     qint64 DroppedSoFar() const { return m_dropped; }
-    bool PaintsInVain() const; // there is no OpenGL: no frame will ever be shown
     // Shown frames per second since the last call, or the last figure when that was less than half a second
     // ago.
     double Rate();
@@ -35,7 +34,6 @@ private:
     void Composed();
 
     QOpenGLWidget* const m_renderer;
-    bool m_hasPainted = false;
     qint64 m_painted = 0; // frames that the paint to be composed has seen
     std::atomic<bool> m_hidden{false};
     std::atomic<qint64> m_waiting{0};
@@ -77,9 +75,10 @@ bool SavePicture(QWidget* window, const QString& file);
 // A file that cannot be written ends the program with exit code 1.
 void CloseWithPicture(QWidget* window, const QString& file);
 
-// What both applications end with where a renderer cannot get a context, after saying so.
+// What both applications end with where there is no OpenGL. Asked before a window is shown: Qt 6 may crash
+// over one there.
 constexpr int ExitNoOpenGl = 3;
-void EndWithoutOpenGl();
+bool HasOpenGl(); // says so on standard error when there is none
 
 // True when the arguments ask only for text, which takes no display.
 bool WantsTextOnly(int argc, char** argv);

@@ -37,7 +37,6 @@ public:
     QString Name() const;
     QString StatusText();
     QString SummaryText() const;
-    bool PaintsInVain() const { return m_counter->PaintsInVain(); }
     qint64 Shown() const { return m_counter->Shown(); }
     qint64 Dropped() const { return m_counter->DroppedSoFar(); }
 

@@ -9,7 +9,6 @@
 #include <QLabel>
 #include <QVBoxLayout>
 
-#include <algorithm>
 #include <cstdio>
 
 namespace
@@ -40,11 +39,6 @@ PlayerWindow::PlayerWindow(const Options& options)
     QObject::connect(&m_statusTimer, &QTimer::timeout, this, [this] {
         m_cpuPercent = m_meter.CpuPercent();
         UpdateStatus();
-        if (std::any_of(m_tiles.begin(), m_tiles.end(),
-                        [](PlayerTile* tile) { return tile->PaintsInVain(); })) {
-            m_statusTimer.stop();
-            EndWithoutOpenGl();
-        }
     });
     resize(options.WindowSize);
 }

@@ -52,7 +52,11 @@ int main(int argc, char** argv)
         ReadOptions(); // ends the process
     }
     const QApplication application(argc, argv);
-    const int code = Play(ReadOptions());
+    const Options options = ReadOptions();
+    if (!HasOpenGl()) {
+        return ExitNoOpenGl;
+    }
+    const int code = Play(options);
     // Released renderers are deleted by the event loop.
     QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
     return code;

@@ -151,11 +151,6 @@ void WallWindow::UpdateStatistics()
                                   .arg(own, 0, 'f', 0)
                                   .arg(tile.Counter->DroppedSoFar()));
     }
-    if (std::any_of(m_tiles.begin(), m_tiles.end(),
-                    [](const Tile& tile) { return tile.Counter->PaintsInVain(); })) {
-        m_timer.stop();
-        EndWithoutOpenGl();
-    }
     m_status->setText(QStringLiteral("%1 tiles    %2 decoder threads    %3 fps    dropped %4    CPU %5 %    "
                                      "click: enlarge a tile, Q: quit")
                           .arg(m_tiles.size())

@@ -71,6 +71,9 @@ int main(int argc, char** argv)
         std::fprintf(stderr, "wall: unknown colors '%s'\n", qPrintable(parser.value(colors)));
         return 1;
     }
+    if (!HasOpenGl()) {
+        return ExitNoOpenGl;
+    }
     const int count = NumberOf(parser, tiles, 1, MostTiles);
     std::vector<std::unique_ptr<VideoSource>> sources;
     for (int index = 0; index < count; ++index) {

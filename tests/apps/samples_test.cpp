@@ -141,10 +141,8 @@ TEST(Applications, WithoutOpenGlOrDisplay)
     const QString file = directory.filePath("clip.mkv");
     MakeClip(file, BarsOf({64, 64}), "ffv1", {OVEL_MATRIX_BT601, OVEL_RANGE_LIMITED, OVEL_SITING_LEFT});
     qputenv("QT_XCB_GL_INTEGRATION", "none");
-    for (const char* program : {OVEL_PLAYER, OVEL_WALL}) {
-        const QByteArray report = RunProgram(program, {"--seconds", "4", file}, 3);
-        EXPECT_TRUE(report.contains("\n0 frames shown")) << report.toStdString();
-    }
+    for (const char* program : {OVEL_PLAYER, OVEL_WALL})
+        EXPECT_TRUE(RunProgram(program, {"--seconds", "1", file}, 3).isEmpty()) << "it counts frames";
     qunsetenv("QT_XCB_GL_INTEGRATION");
     const QByteArray display = qgetenv("DISPLAY");
     qunsetenv("DISPLAY");
