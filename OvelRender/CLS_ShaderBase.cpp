@@ -4,33 +4,16 @@
 #include "LiveRenderers.h"
 #include "OsCoreApi.h"
 #include "ShaderBaseState.h"
+#include "parts/LabelText.h"
 #include "picture/DisplayGeometry.h"
 
 #include <QEvent>
-#include <QLabel>
 #include <QLayout>
-#include <QMutexLocker>
+#include <QMetaMethod>
 #include <QSurfaceFormat>
-#include <QThread>
-
-#include <algorithm>
-#include <cstring>
-#include <limits>
 
 namespace
 {
-
-// A payload over the leading bytes of a value.
-template <typename Value> void CopyPayload(Value& value, const void* pData, int iLen)
-{
-    static_assert(std::is_trivially_copyable_v<Value>);
-    std::memcpy(&value, pData, std::min(static_cast<size_t>(iLen), sizeof(Value)));
-}
-
-qint64 PackSize(const QSize& size)
-{
-    return (static_cast<qint64>(size.width()) << 32) | static_cast<quint32>(size.height());
-}
 
 tagQRECT FromQRect(const QRect& rect)
 {
@@ -42,6 +25,67 @@ QRect ToQRect(const tagQRECT& rect)
     return QRect(QPoint(rect.left, rect.top), QPoint(rect.right, rect.bottom));
 }
 
+// The first half of a label pass; whether there is a second.
+bool TakeTexts(ShaderBaseState& parts)
+{
+    bool labelsChange = false;
+    parts.overlays.Read([&](QVector<__tagQDrawGraphInfo>& records, quint64 serial) {
+        labelsChange = parts.labels.Take(records, serial);
+    });
+    return labelsChange;
+}
+
+// Labels change before the paint: inside it they would make Qt compose the window twice. While a frame is
+// being taken its texts are not complete, the paint then does it; over black, which is all that is shown
+// without a picture, there are none.
+void RepaintOnRequest(CLS_ShaderBase& renderer, ShaderBaseState& parts)
+{
+    renderer.update();
+    const bool hasLabels = parts.overlays.HasTexts() || parts.labels.IsInUse();
+    if (!hasLabels || renderer.m_nDisplayType == -1) {
+        return;
+    }
+    FrameLock lock = FrameLock::IfFree(parts.gate);
+    const bool labelsChange = lock && TakeTexts(parts);
+    lock.Unlock();
+    if (labelsChange) {
+        parts.labels.Show(); // last: a host's event filter may end the renderer
+    }
+}
+
+void RunLabelPassOnSignal(CLS_ShaderBase& renderer, ShaderBaseState& parts)
+{
+    FrameLock lock = FrameLock::IfFree(parts.gate);
+    if (!lock) {
+        renderer.update();
+        return;
+    }
+    // After a stop nothing but black is shown, also when a resize has brought new texts meanwhile.
+    const bool isStopped = renderer.m_nDisplayType == -1 && parts.frames.Serial() != 0;
+    const bool labelsChange = !isStopped && TakeTexts(parts);
+    lock.Unlock();
+    if (isStopped) {
+        parts.labels.Hide();
+    } else {
+        parts.labels.FinishPass(labelsChange);
+    }
+}
+
+// What the Qt calls of the GUI thread can tell the others.
+void NoteWidget(const CLS_ShaderBase& renderer, ShaderBaseState& parts)
+{
+    parts.view.NoteWidget(renderer.isVisible(), renderer.size());
+}
+
+// What connections come and go. Stays so: Qt does not tell when the last one that listened is deleted.
+void NoteConnection(const QMetaMethod& signal, ShaderBaseState& parts)
+{
+    // Not valid when all of an object went.
+    if (!signal.isValid() || signal.name() == "signalUpdate") {
+        parts.updateIsHeard = true;
+    }
+}
+
 } // namespace
 
 CLS_ShaderBase::CLS_ShaderBase(QWidget* parent)
@@ -49,7 +93,8 @@ CLS_ShaderBase::CLS_ShaderBase(QWidget* parent)
       m_pNV12UV(nullptr), m_nDisplayType(0), m_bGLInited(false), m_nYuvBufSize(0), m_pfnDrawCallback(nullptr),
       m_pDrawCallbackUser(nullptr), m_stEZoomArea(WholeArea), m_pLabelParent(nullptr), m_pLabel{},
       m_bLabelShown(false), blReserveLastFrm(0), m_bNeedFreeSource(false), m_nVideoRotateDirection(0),
-      m_nVideoRotateAngle(0), mirrorType(0), m_pState(std::make_unique<ShaderBaseState>(*this))
+      m_nVideoRotateAngle(0), mirrorType(0),
+      m_pState(std::make_unique<ShaderBaseState>(*this, [this] { RepaintOnRequest(*this, *m_pState); }))
 {
     // A paint that draws nothing keeps the picture, and Qt clears nothing that is painted over anyway.
     setUpdateBehavior(QOpenGLWidget::PartialUpdate);
@@ -58,7 +103,8 @@ CLS_ShaderBase::CLS_ShaderBase(QWidget* parent)
     QSurfaceFormat surface = format();
     surface.setSamples(0);
     setFormat(surface);
-    connect(this, &CLS_ShaderBase::signalDrawTextInfo, this, [this] { DrawTextInfo(); });
+    connect(this, &CLS_ShaderBase::signalDrawTextInfo, this,
+            [this] { RunLabelPassOnSignal(*this, *m_pState); });
     AddLiveRenderer(this);
     m_stDrawDstNorm = m_stEZoomArea;
 }
@@ -72,32 +118,27 @@ CLS_ShaderBase::~CLS_ShaderBase()
 bool CLS_ShaderBase::event(QEvent* e)
 {
     return Guarded(false, [&] {
-        if (m_pState->repaint.Take(*e)) {
-            // Before the paint: labels changed inside it would make Qt compose the window twice.
-            if (m_pState->hasTexts || m_bLabelShown)
-                m_pState->SyncLabels();
+        if (e->type() == QEvent::Show) {
             update();
-            return true;
         }
-        if (e->type() == QEvent::Show)
-            update();
-        if (e->type() == QEvent::DeferredDelete)
+        if (e->type() == QEvent::DeferredDelete) {
             return QOpenGLWidget::event(e); // when it returns there is no object any more
+        }
         const bool handled = QOpenGLWidget::event(e);
-        m_pState->visibleSize = isVisible() ? PackSize(size()) : -1;
+        NoteWidget(*this, *m_pState);
         return handled;
     });
 }
 
 void CLS_ShaderBase::connectNotify(const QMetaMethod& signal)
 {
-    m_pState->NoteConnection(signal);
+    NoteConnection(signal, *m_pState);
     QOpenGLWidget::connectNotify(signal);
 }
 
 void CLS_ShaderBase::disconnectNotify(const QMetaMethod& signal)
 {
-    m_pState->NoteConnection(signal);
+    NoteConnection(signal, *m_pState);
     QOpenGLWidget::disconnectNotify(signal);
 }
 
@@ -118,8 +159,9 @@ void CLS_ShaderBase::resizeGL(int width, int height)
 
 int CLS_ShaderBase::Create(void* pLayout)
 {
-    if (!pLayout)
+    if (!pLayout) {
         return -1;
+    }
     static_cast<QLayout*>(pLayout)->addWidget(this);
     return 0;
 }
@@ -140,25 +182,12 @@ void CLS_ShaderBase::InnerFreeSource() {}
 
 int CLS_ShaderBase::InnerResetYuvBuf(int iWidth, int iHeight, int iSize)
 {
-    if (iWidth < 1 || iHeight < 1)
-        return -1;
-    m_pState->DropBuffer();
-    m_nVideoWidth = iWidth;
-    m_nVideoHeight = iHeight;
-    m_nYuvBufSize = iSize;
-    const int64_t bytes = iSize >= 1 ? iSize : PictureBytes(iWidth, iHeight);
-    if (bytes > std::numeric_limits<int>::max())
-        return -1;
-    return m_pState->AllocateBuffer(static_cast<size_t>(bytes)) ? 0 : -1;
+    return m_pState->frames.Reset(iWidth, iHeight, iSize);
 }
 
 void CLS_ShaderBase::InnerClearDrawInfo()
 {
-    const QMutexLocker lock(&m_mutexDrawInfo);
-    if (m_vecDrawGraphInfo.isEmpty())
-        return;
-    m_vecDrawGraphInfo.resize(0);
-    ++m_pState->overlays;
+    m_pState->overlays.Clear();
 }
 
 bool CLS_ShaderBase::isOpenGLES()
@@ -168,31 +197,27 @@ bool CLS_ShaderBase::isOpenGLES()
 
 int CLS_ShaderBase::SetParam(int iCmd, void* pData, int iLen)
 {
-    if (!pData || iLen < 1)
+    if (!pData || iLen < 1) {
         return -1;
+    }
     switch (iCmd) {
     case OVELCMD_SET_DRAW_CALLBACK: {
-        const std::lock_guard<std::recursive_mutex> lock(m_pState->mutexCallback);
-        tagOvelDrawCallback callback{m_pfnDrawCallback, m_pDrawCallbackUser};
+        tagOvelDrawCallback callback = m_pState->callback.Get();
         CopyPayload(callback, pData, iLen);
-        m_pfnDrawCallback = callback.pfnDrawCallback;
-        m_pDrawCallbackUser = callback.pUser;
-        return 0;
+        return m_pState->callback.Set(callback) ? 0 : -1;
     }
     case OVELCMD_SET_EZOOM_AREA: {
-        tagOvelZoomArea area;
-        {
-            const std::lock_guard<std::mutex> lock(m_pState->mutexParameters);
-            CopyPayload(m_stEZoomArea, pData, iLen);
-            area = m_stEZoomArea;
-        }
+        const tagOvelZoomArea area = m_pState->view.SetZoom(pData, iLen);
         api_sdk_log_msg(
             "[OvelRender::SetParam]OVELCMD_SET_EZOOM_AREA left = %f top = %f right = %f bottom = %f",
             area.left, area.top, area.right, area.bottom);
         return 0;
     }
     case OVELCMD_SET_LABEL_PARENT:
-        m_pLabelParent = static_cast<QWidget*>(pData);
+        m_pState->labels.SetParent(static_cast<QWidget*>(pData));
+        if (m_pState->repaintRequest.IsGuiThread()) {
+            m_pState->labels.FindParent();
+        }
         return 0;
     case OVELCMD_SET_STOPDRAW_PARA: {
         int reserve = blReserveLastFrm;
@@ -208,15 +233,8 @@ int CLS_ShaderBase::SetParam(int iCmd, void* pData, int iLen)
         return SetDrawRatioMode(pData, iLen);
     case OVELCMD_SET_DRAW_DST_RECT:
         return SetDrawDstRect(pData, iLen);
-    case OVELCMD_SET_COLOR: {
-        const std::lock_guard<std::mutex> lock(m_pState->mutexParameters);
-        tagOvelColor color = m_pState->pictureColor;
-        CopyPayload(color, pData, iLen);
-        if (!IsKnownColor(color))
-            return -1;
-        m_pState->pictureColor = color;
-        return 0;
-    }
+    case OVELCMD_SET_COLOR:
+        return m_pState->view.SetColor(pData, iLen) ? 0 : -1;
     default:
         return -1;
     }
@@ -224,17 +242,10 @@ int CLS_ShaderBase::SetParam(int iCmd, void* pData, int iLen)
 
 void CLS_ShaderBase::OnSetVideoRotatePara(void* pData, int iLen)
 {
-    if (!pData || iLen < 1)
+    if (!pData || iLen < 1) {
         return;
-    tagOvelVideoRotate rotate;
-    {
-        const std::lock_guard<std::mutex> lock(m_pState->mutexParameters);
-        rotate = {m_nVideoRotateDirection, m_nVideoRotateAngle, mirrorType};
-        CopyPayload(rotate, pData, iLen);
-        m_nVideoRotateDirection = rotate.iDirection;
-        m_nVideoRotateAngle = rotate.iAngle;
-        mirrorType = rotate.iMirrorType;
     }
+    const tagOvelVideoRotate rotate = m_pState->view.SetRotation(pData, iLen);
     // The line number is part of the text that log readers know.
     api_sdk_log_msg(
         "%s::%s(%d) OnSetVideoRotatePara m_nVideoRotateAngle:%d, m_nVideoRotateDirection=%d, mirrorType: %d",
@@ -243,17 +254,19 @@ void CLS_ShaderBase::OnSetVideoRotatePara(void* pData, int iLen)
 
 int CLS_ShaderBase::SetDrawRatioMode(void* payload, int size)
 {
-    if (!payload || size < 1)
+    if (!payload || size < 1) {
         return -1;
+    }
     int mode = 0;
     CopyPayload(mode, payload, size);
-    const QSize widget = m_pState->WidgetSize();
+    const QSize widget = m_pState->WidgetSize(*this);
     tagQRECT rect{0, 0, widget.width() - 1, widget.height() - 1};
     api_sdk_log_msg("[CLS_ShaderBase::SetDrawRatioMode] before l=%d, t=%d, r=%d, b=%d", rect.left, rect.top,
                     rect.right, rect.bottom);
-    if (mode == 0)
+    if (mode == 0) {
         FitAspect(rect, m_nVideoWidth, m_nVideoHeight);
-    m_pState->StoreDestination(rect, widget);
+    }
+    m_pState->view.SetDestination(rect, widget);
     api_sdk_log_msg("[CLS_ShaderBase::SetDrawRatioMode]after l=%d, t=%d, r=%d, b=%d", rect.left, rect.top,
                     rect.right, rect.bottom);
     return 0;
@@ -261,19 +274,21 @@ int CLS_ShaderBase::SetDrawRatioMode(void* payload, int size)
 
 int CLS_ShaderBase::SetDrawDstRect(void* payload, int size)
 {
-    if (!payload || size < 1)
+    if (!payload || size < 1) {
         return -1;
-    const QSize widget = m_pState->WidgetSize();
+    }
+    const QSize widget = m_pState->WidgetSize(*this);
     api_sdk_log_msg("[CLS_ShaderBase::SetDrawDstRect] width=%d, height=%d", widget.width(), widget.height());
     tagQRECT rect = {};
     CopyPayload(rect, payload, size);
     const bool visible = static_cast<int64_t>(rect.right) - rect.left + 1 >= 2 &&
                          static_cast<int64_t>(rect.bottom) - rect.top + 1 >= 2;
-    const tagOvelZoomArea norm = m_pState->StoreDestination(rect, visible ? widget : QSize());
+    const tagOvelZoomArea norm = m_pState->view.SetDestination(rect, visible ? widget : QSize());
     api_sdk_log_msg("[CLS_ShaderBase::SetDrawDstRect] left=%d, top=%d , right =%d ,bottom = %d", rect.left,
                     rect.top, rect.right, rect.bottom);
-    if (!visible)
+    if (!visible) {
         return -1;
+    }
     api_sdk_log_msg("[CLS_ShaderBase::SetDrawDstRect] left=%.2f, top=%.2f , right =%.2f ,bottom = %.2f",
                     norm.left, norm.top, norm.right, norm.bottom);
     return 0;
@@ -281,13 +296,9 @@ int CLS_ShaderBase::SetDrawDstRect(void* payload, int size)
 
 QRect CLS_ShaderBase::GetDrawDstRect()
 {
-    QRect rect;
-    {
-        const std::lock_guard<std::mutex> lock(m_pState->mutexParameters);
-        rect = m_rcDrawDst;
-    }
+    QRect rect = m_pState->view.DestinationPixels();
     if (IsRectEmpty(rect)) {
-        const QSize widget = m_pState->WidgetSize();
+        const QSize widget = m_pState->WidgetSize(*this);
         rect = QRect(QPoint(0, 0), QPoint(widget.width() - 1, widget.height() - 1));
     }
     return RectAlign2(rect);
@@ -295,14 +306,42 @@ QRect CLS_ShaderBase::GetDrawDstRect()
 
 void CLS_ShaderBase::CalcuVertex(float (&vertices)[8])
 {
-    const ViewParameters parameters = m_pState->Parameters();
+    const ViewParameters parameters = m_pState->view.Get();
     ComputeQuad(parameters.destination, parameters.zoom, vertices);
+}
+
+void CLS_ShaderBase::DrawTextInfo()
+{
+    m_pState->labels.FinishPass(TakeTexts(*m_pState));
+}
+
+void CLS_ShaderBase::AddLabel(int iIndex, __tagQDrawGraphInfo* pInfo)
+{
+    if (static_cast<unsigned int>(iIndex) >= OVEL_LABELS || !pInfo || pInfo->iPointNum < 2) {
+        return;
+    }
+    PullBelowTop(*pInfo);
+    if (pInfo->iFontSize <= 0) {
+        WarnOfMissingFontSize();
+    }
+    m_pState->labels.ShowRecord(iIndex, *pInfo);
+}
+
+void CLS_ShaderBase::ClearLabel()
+{
+    m_pState->labels.Clear();
+}
+
+void CLS_ShaderBase::DeleteLabels()
+{
+    m_pState->labels.Delete();
 }
 
 int DrawAdjustDstSurfaceRect(tagQRECT* rect, int width, int height)
 {
-    if (!rect)
+    if (!rect) {
         return -1;
+    }
     FitAspect(*rect, width, height);
     return 0;
 }

@@ -3,18 +3,15 @@
 #include "Guarded.h"
 #include "LiveRenderers.h"
 #include "OsCoreApi.h"
-#include "ShaderBaseState.h"
+#include "RendererSteps.h"
 #include "picture/DisplayGeometry.h"
 
 #include <QMutexLocker>
-#include <QOpenGLContext>
 #include <QOpenGLShaderProgram>
 #include <QOpenGLTexture>
 
 namespace
 {
-
-constexpr int NoPicture = -1;
 
 const char* GlString(QOpenGLFunctions& gl, GLenum name)
 {
@@ -33,11 +30,70 @@ unsigned int NewTexture(QOpenGLTexture*& texture)
 
 void DeleteTexture(QOpenGLTexture*& texture)
 {
-    if (texture)
+    if (texture) {
         texture->destroy();
+    }
     delete texture;
     texture = nullptr;
 }
+
+// What the full-frame renderer does differently.
+class FullFrameSteps : public RendererSteps
+{
+public:
+    FullFrameSteps(CLS_ShaderYuv& renderer, ShaderBaseState& parts)
+        : RendererSteps(renderer, parts), m_yuv(renderer)
+    {
+    }
+
+protected:
+    void ChangeDisplayType(int displayType) override
+    {
+        m_yuv.m_bNeedFreeSource = true;
+        api_sdk_log_msg("%s", LayoutOf(displayType).fullFrameMessage);
+        m_yuv.m_nDisplayType = displayType == 4 ? 5 : displayType;
+    }
+    void NoteCopied(const tagYuvFrameInfo&, CopiedFrame) override {}
+    tagQRECT PictureRect() const override
+    {
+        const tagOvelZoomArea part = m_parts.view.Get().destination;
+        const QSize size = m_parts.WidgetSize(m_yuv);
+        return {TruncateToInt(part.left * size.width()), TruncateToInt(part.top * size.height()),
+                TruncateToInt(part.right * size.width()), TruncateToInt(part.bottom * size.height())};
+    }
+    OvelDrawToRender Sink() const override { return &CLS_ShaderYuv::DrawCallbackToRender; }
+    std::atomic<unsigned int>& LastFrameParam() const override { return m_yuv.m_uiDrawFrameParam; }
+    void EmitUpdate() override { Q_EMIT m_yuv.signalUpdate(); }
+    bool NeedsBuffer(int displayType) const override { return LayoutOf(displayType).IsPainted(); }
+    void FreeOutdated() override
+    {
+        if (m_yuv.m_bNeedFreeSource) {
+            m_yuv.InnerFreeSource();
+        }
+        m_yuv.m_bNeedFreeSource = false;
+    }
+    void PreparePicture(int displayType) override
+    {
+        if (m_yuv.m_bGLInited) {
+            return;
+        }
+        displayType == OVEL_DISPLAY_NV12 ? m_yuv.InitGLNV12() : m_yuv.InitGLYV12();
+        m_yuv.m_bGLInited = true;
+    }
+    PictureTarget Target(const ViewParameters& view) const override
+    {
+        return {m_yuv.m_pShaderProgram,
+                {m_yuv.m_nTexIdY, m_yuv.m_nTexIdU, m_yuv.m_nTexIdV},
+                TextureStorage::Respecified,
+                view.destination,
+                view.rotate};
+    }
+    OverlayKinds Kinds() const override { return OverlayKinds::LinesAndShapes; }
+    void FreeGlObjects() override { m_yuv.InnerFreeSource(); }
+
+private:
+    CLS_ShaderYuv& m_yuv;
+};
 
 } // namespace
 
@@ -51,9 +107,9 @@ CLS_ShaderYuv::CLS_ShaderYuv()
     connect(this, &QObject::destroyed, this, &CLS_ShaderYuv::onDestroyed);
     // Direct, because the request itself crosses to the GUI thread, and does so without an allocation.
     connect(
-        this, &CLS_ShaderYuv::signalUpdate, this, [this] { m_pState->RequestRepaint(); },
-        Qt::DirectConnection);
-    m_pState->updateIsObserved = false;
+        this, &CLS_ShaderYuv::signalUpdate, this,
+        [this] { FullFrameSteps(*this, *m_pState).RequestRepaint(); }, Qt::DirectConnection);
+    m_pState->updateIsHeard = false;
     api_sdk_log_msg("CreateShader CLS_ShaderYuv.");
 }
 
@@ -64,7 +120,7 @@ CLS_ShaderYuv::~CLS_ShaderYuv()
     disconnect(this, &QObject::destroyed, this, &CLS_ShaderYuv::onDestroyed);
     // A context that is gone took the GL objects along; one that is here must not call back into this object
     // later.
-    m_pState->LeaveContext();
+    FullFrameSteps(*this, *m_pState).LeaveContext();
     CLS_ShaderYuv::Release();
 }
 
@@ -73,7 +129,9 @@ void CLS_ShaderYuv::initializeGL()
     Guarded(0, [&] {
         const QMutexLocker lock(&m_mutexYuvBuf);
         initializeOpenGLFunctions();
-        m_pState->EnterContext([this] { InnerFreeSource(); });
+        FullFrameSteps(*this, *m_pState).EnterContext([this] {
+            FullFrameSteps(*this, *m_pState).LeaveContext();
+        });
         api_sdk_log_msg("[CLS_ShaderYuv]GL_VERSION: %s", GlString(*this, GL_VERSION));
         api_sdk_log_msg("[CLS_ShaderYuv]GL_VENDOR: %s", GlString(*this, GL_VENDOR));
         api_sdk_log_msg("[CLS_ShaderYuv]GL_RENDERER: %s", GlString(*this, GL_RENDERER));
@@ -86,20 +144,17 @@ void CLS_ShaderYuv::initializeGL()
 void CLS_ShaderYuv::resizeGL(int width, int height)
 {
     Guarded(0, [&] {
-        CLS_ShaderBase::resizeGL(width, height);
-        m_pState->paintedIsValid = false;
-        InnerClearDrawInfo();
-        return DrawCallbackToPlayer(m_uiDrawFrameParam);
+        FullFrameSteps(*this, *m_pState).Resize(width, height);
+        return 0;
     });
 }
 
 void CLS_ShaderYuv::InitGLYV12()
 {
     InnerFreeSource();
-    m_pShaderProgram =
-        m_pState->BuildProgram(LayoutOf(OVEL_DISPLAY_YV12), PictureProgramKind::FullFrame,
-                               {{&m_nLocTexY, &m_nLocTexU, &m_nLocTexV}, m_nLocDrawFlag, m_nLocDrawColor},
-                               "CLS_ShaderYuv", "InitGLYV12");
+    m_pShaderProgram = m_pState->painter.BuildProgram(
+        LayoutOf(OVEL_DISPLAY_YV12), PictureProgramKind::FullFrame,
+        {{&m_nLocTexY, &m_nLocTexU, &m_nLocTexV}, m_nLocDrawFlag, m_nLocDrawColor});
     m_nLocDrawAlpha = m_pShaderProgram->uniformLocation("u_fDrawAlpha");
     m_nTexIdY = NewTexture(m_pTextureY);
     m_nTexIdU = NewTexture(m_pTextureU);
@@ -109,10 +164,9 @@ void CLS_ShaderYuv::InitGLYV12()
 void CLS_ShaderYuv::InitGLNV12()
 {
     InnerFreeSource();
-    m_pShaderProgram =
-        m_pState->BuildProgram(LayoutOf(OVEL_DISPLAY_NV12), PictureProgramKind::FullFrame,
-                               {{&m_nLocTexY, &m_nLocTexU, &m_nLocTexV}, m_nLocDrawFlag, m_nLocDrawColor},
-                               "CLS_ShaderYuv", "InitGLNV12");
+    m_pShaderProgram = m_pState->painter.BuildProgram(
+        LayoutOf(OVEL_DISPLAY_NV12), PictureProgramKind::FullFrame,
+        {{&m_nLocTexY, &m_nLocTexU, &m_nLocTexV}, m_nLocDrawFlag, m_nLocDrawColor});
     m_nLocDrawAlpha = m_pShaderProgram->uniformLocation("u_fDrawAlpha");
     m_nTexIdY = NewTexture(m_pTextureY);
     m_nTexIdU = NewTexture(m_pTextureU);
@@ -133,63 +187,53 @@ int CLS_ShaderYuv::Release()
     const QMutexLocker lock(&m_mutexYuvBuf);
     m_bNeedFreeSource = true;
     m_nDisplayType = NoPicture;
-    m_pState->DropBuffer();
+    m_pState->frames.Drop();
     m_nVideoWidth = 0;
     m_nVideoHeight = 0;
     CLS_ShaderBase::Release();
-    m_pState->ResetZoom();
-    m_pState->ResetColor();
-    m_pState->ResetDestination();
+    m_pState->view.ResetZoom();
+    m_pState->view.ResetColor();
+    m_pState->view.ResetDestination();
     Q_EMIT signalUpdate();
     return 0;
 }
 
 void CLS_ShaderYuv::onDestroyed(QObject* obj)
 {
-    if (obj == this)
+    if (obj == this) {
         m_bDestroyed = true;
+    }
 }
 
 int CLS_ShaderYuv::ShowYuvFrame(void* pFrame, int iSize)
 {
-    if (m_bDestroyed)
+    using Taken = RendererSteps::Taken;
+    if (m_bDestroyed) {
         return -1;
-    const std::optional<tagYuvFrameInfo> frame = ReadDescriptor(pFrame, iSize);
-    if (!frame)
-        return -1;
-    QMutexLocker lock(&m_mutexYuvBuf);
-    // With a picture there, a frame that cannot be taken must not change how that picture is read.
-    const bool refused = m_pState->RefuseFrame(*frame, "CLS_ShaderYuv");
-    if (refused && m_pYuvBuf)
-        return -1;
-    if (frame->iDisplayType != m_nDisplayType) {
-        m_bNeedFreeSource = true;
-        api_sdk_log_msg("%s", LayoutOf(frame->iDisplayType).fullFrameMessage);
-        m_nDisplayType = frame->iDisplayType == 4 ? 5 : frame->iDisplayType;
     }
-    if (refused || !m_pState->ResetBufferFor(*frame))
-        return -1;
-    m_pState->Copy(*frame);
-    InnerClearDrawInfo();
-    DrawCallbackToPlayer(frame->uiFrameParam);
-    // First the lock: the GUI thread that wakes up may run in this one's place.
-    lock.unlock();
-    m_pState->AnnounceFrame([this] { Q_EMIT signalUpdate(); });
-    return 0;
+    tagYuvFrameInfo frame;
+    const Taken taken = FullFrameSteps(*this, *m_pState).TakeFrame(pFrame, iSize, frame);
+    if (taken == Taken::BadSize) {
+        LogError("CLS_ShaderYuv", __func__, __LINE__,
+                 "ShowYuvFrame iWidth = %d iHeight = %d is invalid param", frame.iWidth, frame.iHeight);
+    }
+    return taken == Taken::Yes ? 0 : -1;
 }
 
 bool CheckGreen(unsigned char* pYData, int iWidth, int iHeight)
 {
-    if (!pYData)
+    if (!pYData) {
         return true;
+    }
     const auto at = [&](int row, int column) {
         return pYData[static_cast<ptrdiff_t>(row) * iWidth + column];
     };
     for (int row = 0; row < 10; ++row) {
         for (int column = 0; column < 10; ++column) {
             if (at(row, column) || at(row, iWidth - 10 + column) || at(iHeight - 10 + row, column) ||
-                at(iHeight - 10 + row, iWidth - 10 + column))
+                at(iHeight - 10 + row, iWidth - 10 + column)) {
                 return false;
+            }
         }
     }
     return true;
@@ -198,91 +242,41 @@ bool CheckGreen(unsigned char* pYData, int iWidth, int iHeight)
 void CLS_ShaderYuv::paintGL()
 {
     Guarded(0, [&] {
-        FrameLock lock(m_mutexYuvBuf, PaintLockMilliseconds);
-        if (!lock)
-            return 0;
-        if (m_bNeedFreeSource) {
-            InnerFreeSource();
-            m_bNeedFreeSource = false;
-        }
-        const int displayType = m_nDisplayType;
-        const PictureLayout& layout = LayoutOf(displayType);
-        if (displayType == NoPicture) {
-            m_pState->PaintBlack();
-            return 0;
-        }
-        if (layout.IsPainted() && !m_pYuvBuf) {
-            m_pState->KeepPicture();
-            return 0;
-        }
-        if (layout.IsPainted() && !m_bGLInited) {
-            displayType == OVEL_DISPLAY_NV12 ? InitGLNV12() : InitGLYV12();
-            m_bGLInited = true;
-        }
-        m_pState->Compose(
-            lock,
-            [&] {
-                if (displayType == OVEL_DISPLAY_NV12)
-                    PaintNV12();
-                else if (displayType == OVEL_DISPLAY_YV12)
-                    PaintYV12();
-            },
-            [this] {
-                paintDraw(false);
-                paintDraw(true);
-            });
-        lock.Unlock();
-        DrawTextInfo();
+        FullFrameSteps(*this, *m_pState).Paint();
         return 0;
     });
 }
 
 void CLS_ShaderYuv::PaintYV12()
 {
-    if (!m_pYuvBuf || !m_pShaderProgram)
-        return;
-    float vertices[8] = {};
-    CalcuVertex(vertices);
-    m_pState->DrawPicture(*m_pShaderProgram, LayoutOf(OVEL_DISPLAY_YV12), m_pYuvBuf,
-                          {m_nTexIdY, m_nTexIdU, m_nTexIdV}, TextureStorage::Respecified, vertices,
-                          m_pState->Parameters().rotate);
+    FullFrameSteps(*this, *m_pState).PaintPlanes(OVEL_DISPLAY_YV12);
 }
 
 void CLS_ShaderYuv::PaintNV12()
 {
-    if (!m_pNV12Y || !m_pNV12UV || !m_pShaderProgram)
-        return;
-    float vertices[8] = {};
-    CalcuVertex(vertices);
-    m_pState->DrawPicture(*m_pShaderProgram, LayoutOf(OVEL_DISPLAY_NV12), m_pNV12Y, {m_nTexIdY, m_nTexIdU, 0},
-                          TextureStorage::Respecified, vertices, m_pState->Parameters().rotate);
+    FullFrameSteps(*this, *m_pState).PaintPlanes(OVEL_DISPLAY_NV12);
 }
 
 void CLS_ShaderYuv::VideoRotateMirror()
 {
-    if (m_pShaderProgram)
-        m_pState->SetMatrix(*m_pShaderProgram, m_pState->Parameters().rotate);
+    if (m_pShaderProgram) {
+        m_pState->painter.SetMatrix(*m_pShaderProgram, m_pState->view.Get().rotate);
+    }
 }
 
 void CLS_ShaderYuv::paintDraw(bool bBlendPass)
 {
-    m_pState->LoadOverlays(OverlayKinds::LinesAndShapes);
-    if (bBlendPass)
-        m_pState->overlayPainter.PaintTranslucent();
-    else
-        m_pState->overlayPainter.PaintOpaque();
+    FullFrameSteps(*this, *m_pState).MeshOverlays();
+    if (bBlendPass) {
+        m_pState->painter.PaintTranslucentOverlays();
+    } else {
+        m_pState->painter.PaintOpaqueOverlays();
+    }
 }
 
 int CLS_ShaderYuv::DrawCallbackToPlayer(unsigned int uiFrameParam)
 {
-    const auto destination = [this]() -> tagQRECT {
-        const tagOvelZoomArea part = m_pState->Parameters().destination;
-        const QSize size = m_pState->WidgetSize();
-        return {TruncateToInt(part.left * size.width()), TruncateToInt(part.top * size.height()),
-                TruncateToInt(part.right * size.width()), TruncateToInt(part.bottom * size.height())};
-    };
-    return m_pState->CallPlayer(uiFrameParam, m_uiDrawFrameParam, destination,
-                                &CLS_ShaderYuv::DrawCallbackToRender);
+    return FullFrameSteps(*this, *m_pState).AskPlayer(OverlayList::Start::AsItIs, uiFrameParam);
 }
 
 int CLS_ShaderYuv::DrawCallbackToRender(void* pData, int iLen, void* pRender)
@@ -293,14 +287,15 @@ int CLS_ShaderYuv::DrawCallbackToRender(void* pData, int iLen, void* pRender)
 
 int CLS_ShaderYuv::SaveDrawGrapInfo(void* pData, int iLen)
 {
-    return m_pState->StoreRecord(pData, iLen);
+    return m_pState->overlays.Store(pData, iLen, DrawCallbackScope::RunOf(this));
 }
 
 int CLS_ShaderYuv::SetParam(int iCmd, void* pData, int iLen)
 {
     const int result = CLS_ShaderBase::SetParam(iCmd, pData, iLen);
-    if (iCmd == OVELCMD_SET_EZOOM_AREA || (iCmd == OVELCMD_SET_COLOR && result == 0))
+    if (iCmd == OVELCMD_SET_EZOOM_AREA || (iCmd == OVELCMD_SET_COLOR && result == 0)) {
         Q_EMIT signalUpdate();
+    }
     return result;
 }
 
@@ -311,14 +306,15 @@ int CLS_ShaderYuv::GetParam(int iCmd, void* pData, int iLen)
 
 void CLS_ShaderYuv::ClearDraw()
 {
-    // First of all, so that no resize in between brings overlays back.
-    m_pState->ForgetCallback();
-    InnerClearDrawInfo();
+    if (!FullFrameSteps(*this, *m_pState).ForgetOverlays()) {
+        return;
+    }
     Q_EMIT signalDrawTextInfo();
-    if (blReserveLastFrm == 0)
+    if (blReserveLastFrm == 0) {
         Release();
-    else
+    } else {
         Q_EMIT signalUpdate();
+    }
     api_sdk_log_msg("CLS_ShaderYuv::ClearDraw, blReserveLastFrm=%d", blReserveLastFrm.load());
 }
 

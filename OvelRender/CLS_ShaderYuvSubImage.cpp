@@ -3,11 +3,10 @@
 #include "Guarded.h"
 #include "LiveRenderers.h"
 #include "OsCoreApi.h"
-#include "ShaderBaseState.h"
+#include "RendererSteps.h"
 #include "picture/DisplayGeometry.h"
 
 #include <QMutexLocker>
-#include <QOpenGLContext>
 #include <QOpenGLShaderProgram>
 #include <QOpenGLTexture>
 
@@ -17,15 +16,15 @@
 namespace
 {
 
-constexpr int NoPicture = -1;
 constexpr int DisplayTypeDxgl = 6; // shown from elsewhere: paints its overlays without a buffer
 
 // The line number is part of the text that log readers know.
 bool NewTexture(QSharedPointer<QOpenGLTexture>& texture, const char* function, int line)
 {
     texture.reset(new (std::nothrow) QOpenGLTexture(QOpenGLTexture::Target2D));
-    if (!texture)
+    if (!texture) {
         LogError("CLS_ShaderYuvSubImage", function, line, "new QOpenGLTexture faild,can not malloc memory!");
+    }
     return !texture.isNull();
 }
 
@@ -33,6 +32,86 @@ bool Holds(const QSharedPointer<QOpenGLTexture>& texture, int width, int height)
 {
     return texture && texture->width() == width && texture->height() == height;
 }
+
+// What the sub-image renderer does differently.
+class SubImageSteps : public RendererSteps
+{
+public:
+    SubImageSteps(CLS_ShaderYuvSubImage& renderer, ShaderBaseState& parts)
+        : RendererSteps(renderer, parts), m_yuv(renderer)
+    {
+    }
+
+protected:
+    void ChangeDisplayType(int displayType) override
+    {
+        m_yuv.InnerFreeSource();
+        api_sdk_log_msg("%s", LayoutOf(displayType).subImageMessage);
+        m_yuv.m_nDisplayType = displayType;
+    }
+    void NoteCopied(const tagYuvFrameInfo& frame, CopiedFrame copied) override
+    {
+        if (frame.iDisplayType == OVEL_DISPLAY_NV12) {
+            m_yuv.m_blBlockFrame = false;
+        } else if (copied != CopiedFrame::Nothing) {
+            m_yuv.m_blBlockFrame = copied == CopiedFrame::DeclaredBlock;
+        }
+    }
+    tagQRECT PictureRect() const override
+    {
+        const QSize size = m_parts.WidgetSize(m_yuv);
+        return {0, 0, size.width() - 1, size.height() - 1};
+    }
+    OvelDrawToRender Sink() const override { return &CLS_ShaderYuvSubImage::DrawCallbackToRender; }
+    std::atomic<unsigned int>& LastFrameParam() const override { return m_yuv.m_uiDrawFrameParam; }
+    void EmitUpdate() override { Q_EMIT m_yuv.signalUpdate(); }
+    bool IsBlackAtAGlance() const override { return m_yuv.m_nDisplayType == NoPicture; }
+    bool NeedsBuffer(int displayType) const override { return displayType != DisplayTypeDxgl; }
+    void FreeOutdated() override
+    {
+        if (m_yuv.m_bNeedFreeSource) {
+            DeleteProgram();
+        }
+        m_yuv.m_bNeedFreeSource = false;
+    }
+    // The storage is fixed: another size needs other textures.
+    void PreparePicture(int displayType) override
+    {
+        const bool isReady =
+            m_yuv.m_bGLInited && Holds(m_yuv.m_spTextureY, m_yuv.m_nVideoWidth, m_yuv.m_nVideoHeight);
+        if (isReady || !m_parts.painter.FitsContext(m_yuv.m_nVideoWidth, m_yuv.m_nVideoHeight)) {
+            return;
+        }
+        displayType == OVEL_DISPLAY_NV12 ? m_yuv.InitGLNV12() : m_yuv.InitGLYV12();
+        m_yuv.m_bGLInited = true;
+    }
+    PictureTarget Target(const ViewParameters&) const override
+    {
+        return {m_yuv.m_pShaderProgram,
+                {m_yuv.m_nTexIdY, m_yuv.m_nTexIdU, m_yuv.m_nTexIdV},
+                TextureStorage::Fixed,
+                WholeArea,
+                {}};
+    }
+    OverlayKinds Kinds() const override { return OverlayKinds::LinesOnly; }
+    void FreeGlObjects() override
+    {
+        m_yuv.m_spTextureV.reset();
+        m_yuv.m_spTextureU.reset();
+        m_yuv.m_spTextureY.reset();
+        DeleteProgram();
+        m_yuv.m_bGLInited = false;
+    }
+
+private:
+    void DeleteProgram()
+    {
+        delete m_yuv.m_pShaderProgram;
+        m_yuv.m_pShaderProgram = nullptr;
+    }
+
+    CLS_ShaderYuvSubImage& m_yuv;
+};
 
 } // namespace
 
@@ -44,9 +123,9 @@ CLS_ShaderYuvSubImage::CLS_ShaderYuvSubImage()
     connect(this, &QObject::destroyed, this, &CLS_ShaderYuvSubImage::onDestroyed);
     // Direct, because the request itself crosses to the GUI thread, and does so without an allocation.
     connect(
-        this, &CLS_ShaderYuvSubImage::signalUpdate, this, [this] { m_pState->RequestRepaint(); },
-        Qt::DirectConnection);
-    m_pState->updateIsObserved = false;
+        this, &CLS_ShaderYuvSubImage::signalUpdate, this,
+        [this] { SubImageSteps(*this, *m_pState).RequestRepaint(); }, Qt::DirectConnection);
+    m_pState->updateIsHeard = false;
     m_nDisplayType = NoPicture;
     api_sdk_log_msg("CreateShader CLS_ShaderYuvSubImage.");
 }
@@ -58,7 +137,7 @@ CLS_ShaderYuvSubImage::~CLS_ShaderYuvSubImage()
     disconnect(this, &QObject::destroyed, this, &CLS_ShaderYuvSubImage::onDestroyed);
     // A context that is gone took the GL objects along; one that is here must not call back into this object
     // later.
-    m_pState->LeaveContext();
+    SubImageSteps(*this, *m_pState).LeaveContext();
     CLS_ShaderYuvSubImage::Release();
 }
 
@@ -67,13 +146,8 @@ void CLS_ShaderYuvSubImage::initializeGL()
     Guarded(0, [&] {
         const QMutexLocker lock(&m_mutexYuvBuf);
         initializeOpenGLFunctions();
-        m_pState->EnterContext([this] {
-            m_spTextureV.reset();
-            m_spTextureU.reset();
-            m_spTextureY.reset();
-            delete m_pShaderProgram;
-            m_pShaderProgram = nullptr;
-            m_bGLInited = false;
+        SubImageSteps(*this, *m_pState).EnterContext([this] {
+            SubImageSteps(*this, *m_pState).LeaveContext();
         });
         InnerFreeSource();
         return 0;
@@ -83,10 +157,8 @@ void CLS_ShaderYuvSubImage::initializeGL()
 void CLS_ShaderYuvSubImage::resizeGL(int width, int height)
 {
     Guarded(0, [&] {
-        CLS_ShaderBase::resizeGL(width, height);
-        m_pState->paintedIsValid = false;
-        InnerClearDrawInfo();
-        return DrawCallbackToPlayer(m_uiDrawFrameParam);
+        SubImageSteps(*this, *m_pState).Resize(width, height);
+        return 0;
     });
 }
 
@@ -94,34 +166,34 @@ void CLS_ShaderYuvSubImage::InitGLYV12()
 {
     delete m_pShaderProgram;
     m_pShaderProgram = nullptr;
-    m_pShaderProgram =
-        m_pState->BuildProgram(LayoutOf(OVEL_DISPLAY_YV12), PictureProgramKind::SubImage,
-                               {{&m_nLocTexY, &m_nLocTexU, &m_nLocTexV}, m_nLocDrawFlag, m_nLocDrawColor},
-                               "CLS_ShaderYuvSubImage", "InitGLYV12");
+    m_pShaderProgram = m_pState->painter.BuildProgram(
+        LayoutOf(OVEL_DISPLAY_YV12), PictureProgramKind::SubImage,
+        {{&m_nLocTexY, &m_nLocTexU, &m_nLocTexV}, m_nLocDrawFlag, m_nLocDrawColor});
     if (!NewTexture(m_spTextureY, "InitGLYV12", 150) || !NewTexture(m_spTextureU, "InitGLYV12", 156) ||
-        !NewTexture(m_spTextureV, "InitGLYV12", 162))
+        !NewTexture(m_spTextureV, "InitGLYV12", 162)) {
         return;
+    }
     const PicturePlanes planes =
         PlanesInBuffer(LayoutOf(OVEL_DISPLAY_YV12), m_pYuvBuf, m_nVideoWidth, m_nVideoHeight);
-    m_nTexIdY = AllocatePlane(m_pState->gl, *m_spTextureY, planes.plane[0]);
-    m_nTexIdU = AllocatePlane(m_pState->gl, *m_spTextureU, planes.plane[1]);
-    m_nTexIdV = AllocatePlane(m_pState->gl, *m_spTextureV, planes.plane[2]);
+    m_nTexIdY = AllocatePlane(m_pState->painter.Profile(), *m_spTextureY, planes.plane[0]);
+    m_nTexIdU = AllocatePlane(m_pState->painter.Profile(), *m_spTextureU, planes.plane[1]);
+    m_nTexIdV = AllocatePlane(m_pState->painter.Profile(), *m_spTextureV, planes.plane[2]);
 }
 
 void CLS_ShaderYuvSubImage::InitGLNV12()
 {
     delete m_pShaderProgram;
     m_pShaderProgram = nullptr;
-    m_pShaderProgram =
-        m_pState->BuildProgram(LayoutOf(OVEL_DISPLAY_NV12), PictureProgramKind::SubImage,
-                               {{&m_nLocTexY, &m_nLocTexU, &m_nLocTexV}, m_nLocDrawFlag, m_nLocDrawColor},
-                               "CLS_ShaderYuvSubImage", "InitGLNV12");
-    if (!NewTexture(m_spTextureY, "InitGLNV12", 273) || !NewTexture(m_spTextureU, "InitGLNV12", 279))
+    m_pShaderProgram = m_pState->painter.BuildProgram(
+        LayoutOf(OVEL_DISPLAY_NV12), PictureProgramKind::SubImage,
+        {{&m_nLocTexY, &m_nLocTexU, &m_nLocTexV}, m_nLocDrawFlag, m_nLocDrawColor});
+    if (!NewTexture(m_spTextureY, "InitGLNV12", 273) || !NewTexture(m_spTextureU, "InitGLNV12", 279)) {
         return;
+    }
     const PicturePlanes planes =
         PlanesInBuffer(LayoutOf(OVEL_DISPLAY_NV12), m_pYuvBuf, m_nVideoWidth, m_nVideoHeight);
-    m_nTexIdY = AllocatePlane(m_pState->gl, *m_spTextureY, planes.plane[0]);
-    m_nTexIdU = AllocatePlane(m_pState->gl, *m_spTextureU, planes.plane[1]);
+    m_nTexIdY = AllocatePlane(m_pState->painter.Profile(), *m_spTextureY, planes.plane[0]);
+    m_nTexIdU = AllocatePlane(m_pState->painter.Profile(), *m_spTextureU, planes.plane[1]);
 }
 
 void CLS_ShaderYuvSubImage::InnerFreeSource()
@@ -129,8 +201,9 @@ void CLS_ShaderYuvSubImage::InnerFreeSource()
     // Intake and commands come here on their own threads: the next paint deletes what needs the context.
     m_bNeedFreeSource = true;
     m_bGLInited = false;
-    if (m_blBlockFrame)
+    if (m_blBlockFrame) {
         return;
+    }
     m_nDisplayType = NoPicture;
     Q_EMIT signalUpdate();
 }
@@ -139,131 +212,61 @@ int CLS_ShaderYuvSubImage::Release()
 {
     const QMutexLocker lock(&m_mutexYuvBuf);
     InnerFreeSource();
-    m_pState->DropBuffer();
+    m_pState->frames.Drop();
     m_nVideoWidth = 0;
     m_nVideoHeight = 0;
     CLS_ShaderBase::Release();
-    m_pState->ResetZoom();
-    m_pState->ResetColor();
+    m_pState->view.ResetZoom();
+    m_pState->view.ResetColor();
     return 0;
 }
 
 void CLS_ShaderYuvSubImage::onDestroyed(QObject* obj)
 {
-    if (obj == this)
+    if (obj == this) {
         m_blDestroyed = true;
+    }
 }
 
 int CLS_ShaderYuvSubImage::ShowYuvFrame(void* pFrame, int iSize)
 {
-    if (m_blDestroyed)
+    using Taken = RendererSteps::Taken;
+    if (m_blDestroyed) {
         return -1;
-    const std::optional<tagYuvFrameInfo> frame = ReadDescriptor(pFrame, iSize);
-    if (!frame)
-        return -1;
-    QMutexLocker lock(&m_mutexYuvBuf);
-    // With a picture there, a frame that cannot be taken must not change how that picture is read.
-    const bool refused = !ShaderBaseState::CanHold(*frame);
-    if (refused && m_pYuvBuf)
-        return -1;
-    if (frame->iDisplayType != m_nDisplayType) {
-        InnerFreeSource();
-        api_sdk_log_msg("%s", LayoutOf(frame->iDisplayType).subImageMessage);
-        m_nDisplayType = frame->iDisplayType;
     }
-    if (refused || !m_pState->ResetBufferFor(*frame))
-        return -1;
-    const CopiedFrame copied = m_pState->Copy(*frame);
-    if (frame->iDisplayType == OVEL_DISPLAY_NV12)
-        m_blBlockFrame = false;
-    else if (copied != CopiedFrame::Nothing)
-        m_blBlockFrame = copied == CopiedFrame::DeclaredBlock;
-    InnerClearDrawInfo();
-    DrawCallbackToPlayer(frame->uiFrameParam);
-    // First the lock: the GUI thread that wakes up may run in this one's place.
-    lock.unlock();
-    m_pState->AnnounceFrame([this] { Q_EMIT signalUpdate(); });
-    return 0;
+    tagYuvFrameInfo frame;
+    return SubImageSteps(*this, *m_pState).TakeFrame(pFrame, iSize, frame) == Taken::Yes ? 0 : -1;
 }
 
 void CLS_ShaderYuvSubImage::paintGL()
 {
     Guarded(0, [&] {
-        if (m_nDisplayType == NoPicture) {
-            m_pState->PaintBlack();
-            return 0;
-        }
-        FrameLock lock(m_mutexYuvBuf, PaintLockMilliseconds);
-        if (!lock)
-            return 0;
-        if (m_bNeedFreeSource) {
-            delete m_pShaderProgram;
-            m_pShaderProgram = nullptr;
-            m_bNeedFreeSource = false;
-        }
-        const int displayType = m_nDisplayType;
-        if (!m_pYuvBuf && displayType != DisplayTypeDxgl) {
-            m_pState->PaintBlack();
-            return 0;
-        }
-        const bool painted = LayoutOf(displayType).IsPainted();
-        // The storage is fixed: another size needs other textures.
-        if (painted && m_pState->FitsContext(m_nVideoWidth, m_nVideoHeight) &&
-            (!m_bGLInited || !Holds(m_spTextureY, m_nVideoWidth, m_nVideoHeight))) {
-            displayType == OVEL_DISPLAY_NV12 ? InitGLNV12() : InitGLYV12();
-            m_bGLInited = true;
-        }
-        m_pState->Compose(
-            lock,
-            [&] {
-                if (displayType == OVEL_DISPLAY_NV12)
-                    PaintNV12();
-                else if (displayType == OVEL_DISPLAY_YV12)
-                    PaintYV12();
-            },
-            [this] { paintDraw(); });
-        lock.Unlock();
-        DrawTextInfo();
+        SubImageSteps(*this, *m_pState).Paint();
         return 0;
     });
 }
 
 void CLS_ShaderYuvSubImage::PaintYV12()
 {
-    if (!m_pYuvBuf || !m_pShaderProgram)
-        return;
-    float vertices[8] = {};
-    ComputeQuad(WholeArea, m_pState->Parameters().zoom, vertices);
-    m_pState->DrawPicture(*m_pShaderProgram, LayoutOf(OVEL_DISPLAY_YV12), m_pYuvBuf,
-                          {m_nTexIdY, m_nTexIdU, m_nTexIdV}, TextureStorage::Fixed, vertices, {});
+    SubImageSteps(*this, *m_pState).PaintPlanes(OVEL_DISPLAY_YV12);
 }
 
 void CLS_ShaderYuvSubImage::PaintNV12()
 {
-    if (!m_pNV12Y || !m_pNV12UV || !m_pShaderProgram)
-        return;
-    float vertices[8] = {};
-    ComputeQuad(WholeArea, m_pState->Parameters().zoom, vertices);
-    m_pState->DrawPicture(*m_pShaderProgram, LayoutOf(OVEL_DISPLAY_NV12), m_pNV12Y, {m_nTexIdY, m_nTexIdU, 0},
-                          TextureStorage::Fixed, vertices, {});
+    SubImageSteps(*this, *m_pState).PaintPlanes(OVEL_DISPLAY_NV12);
 }
 
 void CLS_ShaderYuvSubImage::PaintDXGL() {}
 
 void CLS_ShaderYuvSubImage::paintDraw()
 {
-    m_pState->LoadOverlays(OverlayKinds::LinesOnly);
-    m_pState->overlayPainter.PaintOpaque();
+    SubImageSteps(*this, *m_pState).MeshOverlays();
+    m_pState->painter.PaintOpaqueOverlays();
 }
 
 int CLS_ShaderYuvSubImage::DrawCallbackToPlayer(unsigned int uiFrameParam)
 {
-    const auto destination = [this]() -> tagQRECT {
-        const QSize size = m_pState->WidgetSize();
-        return {0, 0, size.width() - 1, size.height() - 1};
-    };
-    return m_pState->CallPlayer(uiFrameParam, m_uiDrawFrameParam, destination,
-                                &CLS_ShaderYuvSubImage::DrawCallbackToRender);
+    return SubImageSteps(*this, *m_pState).AskPlayer(OverlayList::Start::AsItIs, uiFrameParam);
 }
 
 int CLS_ShaderYuvSubImage::DrawCallbackToRender(void* pData, int iLen, void* pRender)
@@ -274,29 +277,33 @@ int CLS_ShaderYuvSubImage::DrawCallbackToRender(void* pData, int iLen, void* pRe
 
 int CLS_ShaderYuvSubImage::SaveDrawGrapInfo(void* pData, int iLen)
 {
-    return m_pState->StoreRecord(pData, iLen);
+    return m_pState->overlays.Store(pData, iLen, DrawCallbackScope::RunOf(this));
 }
 
 int CLS_ShaderYuvSubImage::SetParam(int iCmd, void* pData, int iLen)
 {
     const int result = CLS_ShaderBase::SetParam(iCmd, pData, iLen);
-    if (iCmd == OVELCMD_SET_EZOOM_AREA || (iCmd == OVELCMD_SET_COLOR && result == 0))
+    if (iCmd == OVELCMD_SET_EZOOM_AREA || (iCmd == OVELCMD_SET_COLOR && result == 0)) {
         Q_EMIT signalUpdate();
+    }
     return result;
 }
 
 void CLS_ShaderYuvSubImage::ClearDraw()
 {
-    // First of all, so that no resize in between brings overlays back.
-    m_pState->ForgetCallback();
-    InnerClearDrawInfo();
-    if (m_pState->repaint.IsGuiThread())
+    if (!SubImageSteps(*this, *m_pState).ForgetOverlays()) {
+        return;
+    }
+    // Elsewhere the labels follow the list a little later: a clearing that is queued would meet the next
+    // frame's texts.
+    if (m_pState->repaintRequest.IsGuiThread()) {
         ClearLabel();
-    else
-        QMetaObject::invokeMethod(
-            this, [this] { ClearLabel(); }, Qt::QueuedConnection);
-    if (blReserveLastFrm == 0)
+    } else {
+        Q_EMIT signalDrawTextInfo();
+    }
+    if (blReserveLastFrm == 0) {
         Release();
+    }
     Q_EMIT signalUpdate();
     api_sdk_log_msg("CLS_ShaderYuvSubImage::ClearDraw, blReserveLastFrm=%d", blReserveLastFrm.load());
 }

@@ -1,8 +1,6 @@
 #include "LiveRenderers.h"
 
-#include <condition_variable>
 #include <map>
-#include <mutex>
 
 namespace
 {
@@ -43,15 +41,17 @@ void RetireLiveRenderer(void* renderer)
     LiveTable& table = Table();
     std::unique_lock<std::mutex> lock(table.mutex);
     const auto entry = table.renderers.find(renderer);
-    if (entry == table.renderers.end())
+    if (entry == table.renderers.end()) {
         return;
+    }
     entry->second.retiring = true;
     table.useEnded.wait(lock, [&] { return entry->second.uses == 0; });
     const RetireHandler retired = entry->second.retired;
     table.renderers.erase(entry);
     lock.unlock();
-    if (retired)
+    if (retired) {
         retired(renderer);
+    }
 }
 
 void SetRetireHandler(const void* renderer, RetireHandler handler)
@@ -59,8 +59,9 @@ void SetRetireHandler(const void* renderer, RetireHandler handler)
     LiveTable& table = Table();
     const std::lock_guard<std::mutex> lock(table.mutex);
     const auto entry = table.renderers.find(renderer);
-    if (entry != table.renderers.end())
+    if (entry != table.renderers.end()) {
         entry->second.retired = handler;
+    }
 }
 
 RendererUse::RendererUse(const void* renderer) : m_renderer(nullptr)
@@ -68,35 +69,49 @@ RendererUse::RendererUse(const void* renderer) : m_renderer(nullptr)
     LiveTable& table = Table();
     const std::lock_guard<std::mutex> lock(table.mutex);
     const auto entry = table.renderers.find(renderer);
-    if (entry == table.renderers.end() || entry->second.retiring)
+    if (entry == table.renderers.end() || entry->second.retiring) {
         return;
+    }
     ++entry->second.uses;
     m_renderer = renderer;
 }
 
 RendererUse::~RendererUse()
 {
-    if (!m_renderer)
+    if (!m_renderer) {
         return;
+    }
     LiveTable& table = Table();
     const std::lock_guard<std::mutex> lock(table.mutex);
     LiveRenderer& renderer = table.renderers.find(m_renderer)->second;
     --renderer.uses;
-    if (renderer.retiring)
+    if (renderer.retiring) {
         table.useEnded.notify_all();
+    }
 }
 
-void RendererUse::Retire() const
+RendererUse::Retired RendererUse::Retire() const
 {
     LiveTable& table = Table();
     std::unique_lock<std::mutex> lock(table.mutex);
     LiveRenderer& renderer = table.renderers.find(m_renderer)->second;
+    if (renderer.retiring) {
+        return Retired::ByAnother;
+    }
     renderer.retiring = true;
-    table.useEnded.wait(lock, [&] { return renderer.uses == 1; });
+    renderer.retiring = WaitWithin(table.useEnded, lock, [&] { return renderer.uses == 1; });
+    return renderer.retiring ? Retired::Yes : Retired::No;
 }
 
-DrawCallbackScope::DrawCallbackScope(const void* renderer)
-    : m_renderer(renderer), m_outer(t_innermostCallback)
+void RendererUse::Revive() const
+{
+    LiveTable& table = Table();
+    const std::lock_guard<std::mutex> lock(table.mutex);
+    table.renderers.find(m_renderer)->second.retiring = false;
+}
+
+DrawCallbackScope::DrawCallbackScope(const void* renderer, uint64_t run)
+    : m_renderer(renderer), m_run(run), m_outer(t_innermostCallback)
 {
     t_innermostCallback = this;
 }
@@ -106,11 +121,25 @@ DrawCallbackScope::~DrawCallbackScope()
     t_innermostCallback = m_outer;
 }
 
-bool IsInsideDrawCallback(const void* renderer)
+const DrawCallbackScope* DrawCallbackScope::Find(const void* renderer)
 {
-    for (const DrawCallbackScope* scope = t_innermostCallback; scope; scope = scope->m_outer) {
-        if (scope->m_renderer == renderer)
-            return true;
+    const DrawCallbackScope* scope = t_innermostCallback;
+    while (renderer && scope && scope->m_renderer != renderer) {
+        scope = scope->m_outer;
     }
-    return false;
+    return scope;
+}
+
+std::optional<uint64_t> DrawCallbackScope::RunOf(const void* renderer)
+{
+    const DrawCallbackScope* const scope = Find(renderer);
+    return scope ? std::optional(scope->m_run) : std::nullopt;
+}
+
+std::optional<std::chrono::milliseconds> WaitLimit()
+{
+    if (DrawCallbackScope::Find(nullptr)) {
+        return std::chrono::milliseconds(500);
+    }
+    return std::nullopt;
 }

@@ -7,7 +7,7 @@
 #include "OsCoreApi.h"
 
 #include <QApplication>
-#include <QReadLocker>
+#include <QMutexLocker>
 #include <QReadWriteLock>
 #include <QThread>
 
@@ -15,8 +15,10 @@
 
 #include <algorithm>
 #include <atomic>
+#include <chrono>
 #include <cstring>
 #include <map>
+#include <memory>
 #include <mutex>
 #include <new>
 #include <optional>
@@ -26,10 +28,11 @@ namespace
 
 constexpr int ReadLockMilliseconds = 500;
 constexpr int CreateLockMilliseconds = 2000;
-constexpr int ShowLockMilliseconds = 500;
+constexpr std::chrono::milliseconds ShowLockWait(500);
 
 // The lock is built first and goes last. Renderers and mutexes still registered at unload stay: the host owns
-// them.
+// them. The registry says which handles a host may pass; which renderer objects there are at all, made by
+// whomever and released or not, is known to LiveRenderers, which outlives static objects.
 QReadWriteLock s_lockRWShader(QReadWriteLock::NonRecursive);
 std::map<CLS_ShaderBase*, QMutex*> s_mapRender;
 
@@ -47,8 +50,9 @@ public:
     explicit RegistryWriteLock(int milliseconds) : m_held(s_lockRWShader.tryLockForWrite(milliseconds)) {}
     ~RegistryWriteLock()
     {
-        if (m_held)
+        if (m_held) {
             s_lockRWShader.unlock();
+        }
     }
     RegistryWriteLock(const RegistryWriteLock&) = delete;
     RegistryWriteLock& operator=(const RegistryWriteLock&) = delete;
@@ -58,26 +62,31 @@ private:
     const bool m_held;
 };
 
+// Locks a renderer's mutex as long as this thread may wait, or as this call does.
+bool LockWithin(QMutex& mutex, std::optional<std::chrono::milliseconds> limit)
+{
+    if (limit) {
+        return mutex.tryLock(static_cast<int>(limit->count()));
+    }
+    mutex.lock();
+    return true;
+}
+
 // One exported call for one renderer: found, kept alive and serialised until it ends; false when the call is
 // refused. The registry lock is dropped before the renderer's mutex is taken, so that a slow renderer never
 // blocks the others.
 class RendererCall
 {
 public:
-    explicit RendererCall(void* pcls, std::optional<int> milliseconds = std::nullopt)
+    explicit RendererCall(void* pcls, std::optional<std::chrono::milliseconds> limit = WaitLimit())
+        : m_locked(!IsInsideDrawCallback(pcls) && Find(pcls) && LockWithin(*m_mutex, limit))
     {
-        if (IsInsideDrawCallback(pcls) || !Find(pcls))
-            return;
-        if (!milliseconds)
-            m_mutex->lock();
-        else if (!m_mutex->tryLock(*milliseconds))
-            return;
-        m_locked = true;
     }
     ~RendererCall()
     {
-        if (m_locked)
+        if (m_locked) {
             m_mutex->unlock();
+        }
     }
     RendererCall(const RendererCall&) = delete;
     RendererCall& operator=(const RendererCall&) = delete;
@@ -87,8 +96,9 @@ public:
 private:
     bool Find(void* pcls)
     {
-        if (!s_registryStands || !s_lockRWShader.tryLockForRead(ReadLockMilliseconds))
+        if (!s_registryStands || !s_lockRWShader.tryLockForRead(ReadLockMilliseconds)) {
             return false;
+        }
         m_renderer = FindShader(pcls, m_mutex, false);
         // Counted before the registry is let go, so that a release that comes now waits for this call.
         m_use.emplace(m_renderer);
@@ -99,7 +109,7 @@ private:
     std::optional<RendererUse> m_use;
     CLS_ShaderBase* m_renderer = nullptr;
     QMutex* m_mutex = nullptr;
-    bool m_locked = false;
+    bool m_locked; // last: needs the others
 };
 
 bool IsGuiThread()
@@ -115,28 +125,33 @@ void StayLoaded()
     static std::once_flag once;
     std::call_once(once, [] {
         Dl_info info;
-        if (dladdr(reinterpret_cast<void*>(&StayLoaded), &info) && info.dli_fname)
+        if (dladdr(reinterpret_cast<void*>(&StayLoaded), &info) && info.dli_fname) {
             dlopen(info.dli_fname, RTLD_LAZY | RTLD_NOLOAD | RTLD_NODELETE);
+        }
     });
 }
 
-// A renderer that its Qt parent deleted; one that was released is not found any more.
+// Takes a renderer out of the registry: one that is released, or one that its Qt parent deletes.
+std::unique_ptr<QMutex> Unregister(void* renderer)
+{
+    QMutex* mutex = nullptr;
+    const RegistryWriteLock lock;
+    FindShader(renderer, mutex, true);
+    return std::unique_ptr<QMutex>(mutex);
+}
+
 void ForgetRenderer(void* renderer)
 {
-    if (!s_registryStands)
-        return;
-    QMutex* mutex = nullptr;
-    {
-        const RegistryWriteLock lock;
-        FindShader(renderer, mutex, true);
+    if (s_registryStands) {
+        Unregister(renderer);
     }
-    delete mutex;
 }
 
 CLS_ShaderBase* ConstructShader(int type)
 {
-    if (type == 7)
+    if (type == 7) {
         return new CLS_ShaderYuvSubImage;
+    }
     return new CLS_ShaderYuv;
 }
 
@@ -145,6 +160,7 @@ bool IsRendererType(int type)
     return static_cast<unsigned int>(type) - 3u < 4u || type == 0 || type == 7;
 }
 
+// Null when the registry stayed locked.
 CLS_ShaderBase* CreateRegistered(int type)
 {
     std::unique_ptr<CLS_ShaderBase> renderer(ConstructShader(type));
@@ -152,9 +168,6 @@ CLS_ShaderBase* CreateRegistered(int type)
     {
         const RegistryWriteLock lock(CreateLockMilliseconds);
         if (!lock) {
-            renderer.reset();
-            LogError("OvelRender", "CreateShader", __LINE__,
-                     "CreateShader failed, type=%d. tryLockForWrite time out", type);
             return nullptr;
         }
         s_mapRender[renderer.get()] = mutex.get();
@@ -164,23 +177,13 @@ CLS_ShaderBase* CreateRegistered(int type)
     return renderer.release();
 }
 
-void* CreateHandle(int type, const char* function, void* pLayout)
-{
-    CLS_ShaderBase* const renderer = CreateShader(type);
-    if (!renderer)
-        return nullptr;
-    if (pLayout && !Guarded(false, [&] { return renderer->Create(pLayout) == 0; })) {
-        LogError("OvelRender", function, __LINE__, "the layout did not take the widget");
-    }
-    return renderer;
-}
-
 // Widgets are taken apart by the GUI thread alone.
 void DetachAndDelete(CLS_ShaderBase* renderer)
 {
     // After the application nothing can be done to a widget any more.
-    if (!QCoreApplication::instance())
+    if (!QCoreApplication::instance()) {
         return;
+    }
     if (QThread::currentThread() == renderer->thread()) {
         renderer->DeleteLabels();
         renderer->setParent(nullptr);
@@ -191,34 +194,46 @@ void DetachAndDelete(CLS_ShaderBase* renderer)
         renderer, [renderer] { DetachAndDelete(renderer); }, Qt::QueuedConnection);
 }
 
+// 0 also for a handle that is unknown or being released; -1 when its calls took longer than this thread may
+// wait, which leaves it as it was.
 int ReleaseRenderer(void* pcls)
 {
-    if (!s_registryStands)
-        return 0;
-    std::unique_ptr<QMutex> mutex;
-    std::optional<RendererUse> use;
     CLS_ShaderBase* renderer = nullptr;
+    QMutex* mutex = nullptr;
+    std::optional<RendererUse> use;
     {
         const RegistryWriteLock lock;
-        QMutex* found = nullptr;
-        renderer = FindShader(pcls, found, true);
-        mutex.reset(found);
+        renderer = FindShader(pcls, mutex, false);
         use.emplace(renderer);
     }
-    if (!mutex || !*use)
+    if (!*use) {
         return 0;
-    // Calls in flight still need the mutex; none can come any more, records for the sink neither.
-    use->Retire();
-    mutex->lock();
-    const int result = Guarded(-1, [&] {
+    }
+    // Calls in flight need the mutex; none can come any more, records for the sink neither.
+    switch (use->Retire()) {
+    case RendererUse::Retired::ByAnother:
+        return 0;
+    case RendererUse::Retired::No:
+        return -1;
+    case RendererUse::Retired::Yes:
+        break;
+    }
+    int result = -1;
+    {
+        const QMutexLocker lock(mutex);
         // A release on another thread leaves the widget alive for a while: it must not ask the host again.
         tagOvelDrawCallback none = {};
-        renderer->SetParam(OVELCMD_SET_DRAW_CALLBACK, &none, sizeof(none));
-        renderer->Release();
-        DetachAndDelete(renderer);
-        return 0;
-    });
-    mutex->unlock();
+        if (renderer->SetParam(OVELCMD_SET_DRAW_CALLBACK, &none, sizeof(none)) != 0) {
+            use->Revive();
+            return -1;
+        }
+        result = Guarded(-1, [&] {
+            renderer->Release();
+            DetachAndDelete(renderer);
+            return 0;
+        });
+    }
+    Unregister(renderer);
     return result;
 }
 
@@ -227,69 +242,82 @@ int ReleaseRenderer(void* pcls)
 CLS_ShaderBase* CreateShader(int type)
 {
     if (!IsRendererType(type)) {
-        LogError("OvelRender", "CreateShader", __LINE__, "CreateShader failed, type=%d.", type);
+        LogError("OvelRender", __func__, __LINE__, "CreateShader failed, type=%d.", type);
         return nullptr;
     }
     if (!IsGuiThread()) {
-        LogError("OvelRender", "CreateShader", __LINE__,
+        LogError("OvelRender", __func__, __LINE__,
                  "CreateShader failed, type=%d. not the thread of a QApplication", type);
         return nullptr;
     }
-    return Guarded<CLS_ShaderBase*>(nullptr, [&] {
+    bool wasLocked = false;
+    CLS_ShaderBase* const renderer = Guarded<CLS_ShaderBase*>(nullptr, [&] {
         StayLoaded();
-        return CreateRegistered(type);
+        CLS_ShaderBase* const created = CreateRegistered(type);
+        wasLocked = !created;
+        return created;
     });
+    if (wasLocked) {
+        LogError("OvelRender", __func__, __LINE__, "CreateShader failed, type=%d. tryLockForWrite time out",
+                 type);
+    }
+    return renderer;
 }
 
 CLS_ShaderBase* FindShader(void* key, QMutex*& mutex, bool erase)
 {
     const auto entry = s_mapRender.lower_bound(static_cast<CLS_ShaderBase*>(key));
-    if (entry == s_mapRender.end() || entry->first != key)
+    if (entry == s_mapRender.end() || entry->first != key) {
         return nullptr;
+    }
     CLS_ShaderBase* const renderer = entry->first;
     mutex = entry->second;
-    if (erase)
+    if (erase) {
         s_mapRender.erase(entry);
+    }
     return renderer;
 }
 
 void* Ovel_Create(void* pLayout)
 {
-    return Guarded<void*>(nullptr, [&] {
-        LoadOSSDK(nullptr);
-        void* const handle = CreateHandle(0, "Ovel_Create", pLayout);
-        if (!handle)
-            LogError("OvelRender", "Ovel_Create", __LINE__,
-                     "[OvelInterface::Ovel_Create] new OvelYUVShader failed");
-        return handle;
-    });
+    LoadOSSDK(nullptr);
+    CLS_ShaderBase* const renderer = CreateShader(0);
+    if (!renderer) {
+        LogError("OvelRender", __func__, __LINE__, "[OvelInterface::Ovel_Create] new OvelYUVShader failed");
+        return nullptr;
+    }
+    if (pLayout && !Guarded(false, [&] { return renderer->Create(pLayout) == 0; })) {
+        LogError("OvelRender", __func__, __LINE__, "the layout did not take the widget");
+    }
+    return renderer;
 }
 
 void* Ovel_CreateEx(void* pParam, int iSize)
 {
-    return Guarded<void*>(nullptr, [&]() -> void* {
-        LoadOSSDK(nullptr);
-        if (!pParam)
-            return nullptr;
-        int type = 0;
-        if (iSize < 0) {
-            LogError("OvelRender", "Ovel_CreateEx", __LINE__,
-                     "[OvelInterface::Ovel_CreateEx] invalid param, size=%d", iSize);
-            return nullptr;
-        }
-        std::memcpy(&type, pParam, static_cast<size_t>(std::min(iSize, 4)));
-        void* const handle = CreateHandle(type, "Ovel_CreateEx", nullptr);
-        if (!handle)
-            LogError("OvelRender", "Ovel_CreateEx", __LINE__,
-                     "[OvelInterface::Ovel_CreateEx] new OvelYUVShader failed, type=%d", type);
-        return handle;
-    });
+    LoadOSSDK(nullptr);
+    if (!pParam) {
+        return nullptr;
+    }
+    if (iSize < 0) {
+        LogError("OvelRender", __func__, __LINE__, "[OvelInterface::Ovel_CreateEx] invalid param, size=%d",
+                 iSize);
+        return nullptr;
+    }
+    int type = 0;
+    std::memcpy(&type, pParam, static_cast<size_t>(std::min(iSize, 4)));
+    CLS_ShaderBase* const renderer = CreateShader(type);
+    if (!renderer) {
+        LogError("OvelRender", __func__, __LINE__,
+                 "[OvelInterface::Ovel_CreateEx] new OvelYUVShader failed, type=%d", type);
+    }
+    return renderer;
 }
 
 int Ovel_Release(void* pcls)
 {
-    if (!pcls || IsInsideDrawCallback(pcls))
+    if (!pcls || IsInsideDrawCallback(pcls)) {
         return -1;
+    }
     return Guarded(-1, [&] {
         api_sdk_log_msg("[Ovel_Release] pcls = %p", pcls);
         return ReleaseRenderer(pcls);
@@ -299,7 +327,7 @@ int Ovel_Release(void* pcls)
 int Ovel_ShowYuvFrame(void* pcls, void* pFrame, int iSize)
 {
     return Guarded(-1, [&] {
-        const RendererCall call(pcls, ShowLockMilliseconds);
+        const RendererCall call(pcls, ShowLockWait);
         return call ? call->ShowYuvFrame(pFrame, iSize) : -1;
     });
 }
@@ -324,8 +352,9 @@ void Ovel_ClearDraw(void* pcls)
 {
     Guarded(0, [&] {
         const RendererCall call(pcls);
-        if (call)
+        if (call) {
             call->ClearDraw();
+        }
         return 0;
     });
 }

@@ -21,8 +21,9 @@ Frame::Frame(int displayType, int width, int height, int pitch, unsigned int see
     const size_t rows =
         pitch > 0 ? static_cast<size_t>((height + 15) / 16 * 16) : static_cast<size_t>(height);
     m_bytes.resize(row * rows * 3 / 2);
-    for (size_t i = 0; i < m_bytes.size(); ++i)
+    for (size_t i = 0; i < m_bytes.size(); ++i) {
         m_bytes[i] = static_cast<uint8_t>((i / row * 3 + i % row * 5 + seed * 40) >> 3);
+    }
     info.pYuvData = m_bytes.data();
     if (separatePlanes) {
         info.pPlaneY = m_bytes.data();
@@ -42,8 +43,9 @@ size_t Frame::PictureBytes() const
 std::vector<Frame> Clip(int displayType, int width, int height, int pitch, bool separatePlanes)
 {
     std::vector<Frame> frames;
-    for (unsigned int seed = 0; seed < 4; ++seed)
+    for (unsigned int seed = 0; seed < 4; ++seed) {
         frames.emplace_back(displayType, width, height, pitch, seed, separatePlanes);
+    }
     return frames;
 }
 
@@ -93,13 +95,15 @@ void LibraryDisplay::Feed(const Frame& frame)
 void LibraryDisplay::SetRecords(const Records* records)
 {
     tagOvelDrawCallback callback = {nullptr, const_cast<Records*>(records)};
-    if (records)
+    if (records) {
         callback.pfnDrawCallback = [](int, __tagQDrawCallbackInfo* info, int, void* user) {
-            for (const __tagQDrawGraphInfo& record : *static_cast<const Records*>(user))
+            for (const __tagQDrawGraphInfo& record : *static_cast<const Records*>(user)) {
                 info->pfnDrawToRender(const_cast<__tagQDrawGraphInfo*>(&record), sizeof(record),
                                       info->pRender);
+            }
             return 0;
         };
+    }
     m_library.set(m_handle, OVELCMD_SET_DRAW_CALLBACK, &callback, sizeof(callback));
 }
 
@@ -115,14 +119,17 @@ ThinWidget::~ThinWidget()
     m_picture.removeAllShaders();
     m_flat.removeAllShaders();
     m_colored.removeAllShaders();
-    if (m_textures[0])
+    if (m_textures[0]) {
         glDeleteTextures(3, m_textures);
+    }
     doneCurrent();
 }
 
 void ThinWidget::Feed(const Frame& frame, bool copies)
 {
+    m_gate.lock();
     const std::lock_guard<std::mutex> lock(m_mutex);
+    m_gate.unlock();
     m_bytes = static_cast<const uint8_t*>(frame.info.pYuvData);
     if (copies) {
         m_copy.resize(frame.PictureBytes());
@@ -217,11 +224,15 @@ void ThinWidget::Upload()
 void ThinWidget::paintGL()
 {
     static const float quad[16] = {-1, -1, 0, 1, 1, -1, 1, 1, -1, 1, 0, 0, 1, 1, 1, 0};
+    m_gate.lock();
     const std::lock_guard<std::mutex> lock(m_mutex);
-    if (m_isNew)
+    m_gate.unlock();
+    if (m_isNew) {
         Upload();
-    if (!m_hasStorage)
+    }
+    if (!m_hasStorage) {
         return;
+    }
     for (int i = 0; i < 3; ++i) {
         glActiveTexture(GL_TEXTURE0 + static_cast<GLenum>(i));
         glBindTexture(GL_TEXTURE_2D, m_textures[i]);
@@ -230,10 +241,11 @@ void ThinWidget::paintGL()
     glVertexAttribPointer(0, 4, GL_FLOAT, GL_FALSE, 0, quad);
     glEnableVertexAttribArray(0);
     glDrawArrays(GL_TRIANGLE_STRIP, 0, 4);
-    if (records && atOnce)
+    if (records && atOnce) {
         DrawRecordsAtOnce();
-    else if (records)
+    } else if (records) {
         DrawRecords();
+    }
     glDisableVertexAttribArray(0);
 }
 
@@ -246,8 +258,9 @@ void ThinWidget::DrawRecords()
     glVertexAttribPointer(0, 2, GL_FLOAT, GL_FALSE, 0, points);
     glBlendFunc(GL_SRC_ALPHA, GL_ONE_MINUS_SRC_ALPHA);
     for (const __tagQDrawGraphInfo& record : *records) {
-        if (record.iGraphType == OVEL_GRAPH_TEXT)
+        if (record.iGraphType == OVEL_GRAPH_TEXT) {
             continue;
+        }
         for (int i = 0; i < record.iPointNum; ++i) {
             points[2 * i] = static_cast<float>(record.stPoint[i].x) * kx - 1.0f;
             points[2 * i + 1] = 1.0f - static_cast<float>(record.stPoint[i].y) * ky;
@@ -258,14 +271,16 @@ void ThinWidget::DrawRecords()
                     static_cast<float>(record.uiColor >> 8 & 255) / 126.0f - 1.0f,
                     static_cast<float>(record.uiColor >> 16 & 255) / 126.0f - 1.0f,
                     blends ? record.fAlpha : 1.0f);
-        if (blends)
+        if (blends) {
             glEnable(GL_BLEND);
+        }
         glDrawArrays(filled                                    ? GL_TRIANGLE_STRIP
                      : record.iGraphType == OVEL_GRAPH_OUTLINE ? GL_LINE_LOOP
                                                                : GL_LINE_STRIP,
                      0, record.iPointNum);
-        if (blends)
+        if (blends) {
             glDisable(GL_BLEND);
+        }
     }
 }
 
@@ -273,8 +288,9 @@ void ThinWidget::DrawRecordsAtOnce()
 {
     const float kx = 2.0f / static_cast<float>(width());
     const float ky = 2.0f / static_cast<float>(height());
-    for (auto& vertices : m_vertices)
+    for (auto& vertices : m_vertices) {
         vertices.clear();
+    }
     for (const __tagQDrawGraphInfo& record : *records) {
         const auto byte = [&](int shift) {
             const float shown = static_cast<float>(record.uiColor >> shift & 255) / 126.0f - 1.0f;
@@ -289,8 +305,9 @@ void ThinWidget::DrawRecordsAtOnce()
             vertices.back().y = 1.0f - static_cast<float>(record.stPoint[i].y) * ky;
         };
         for (int i = filled ? 2 : 1; i < record.iPointNum; ++i) {
-            for (int corner = filled ? i - 2 : i - 1; corner <= i; ++corner)
+            for (int corner = filled ? i - 2 : i - 1; corner <= i; ++corner) {
                 add(corner);
+            }
         }
         if (record.iGraphType == OVEL_GRAPH_OUTLINE) {
             add(record.iPointNum - 1);
@@ -301,8 +318,9 @@ void ThinWidget::DrawRecordsAtOnce()
     glEnableVertexAttribArray(1);
     for (const bool filled : {false, true}) {
         const std::vector<Vertex>& vertices = m_vertices[filled];
-        if (vertices.empty())
+        if (vertices.empty()) {
             continue;
+        }
         glVertexAttribPointer(0, 2, GL_FLOAT, GL_FALSE, sizeof(Vertex), &vertices[0].x);
         glVertexAttribPointer(1, 4, GL_UNSIGNED_BYTE, GL_TRUE, sizeof(Vertex), vertices[0].color);
         glDrawArrays(filled ? GL_TRIANGLES : GL_LINES, 0, static_cast<int>(vertices.size()));
@@ -314,34 +332,41 @@ void ThinDisplay::Feed(const Frame& frame)
 {
     m_widget.Feed(frame, m_copies);
     if (QThread::currentThread() == m_widget.thread()) {
-        if (m_widget.records)
-            SetLabels();
-        m_widget.update();
-    } else {
+        ShowFrame();
+    } else if (!m_isAsked.exchange(true)) {
         QMetaObject::invokeMethod(
             &m_widget,
             [this] {
-                if (m_widget.records)
-                    SetLabels();
-                m_widget.update();
+                m_isAsked = false;
+                ShowFrame();
             },
             Qt::QueuedConnection);
     }
 }
 
+void ThinDisplay::ShowFrame()
+{
+    if (m_widget.records) {
+        SetLabels();
+    }
+    m_widget.update();
+}
+
 void ThinDisplay::SetRecords(const Records* records)
 {
     m_widget.records = records;
-    if (!records)
+    if (!records) {
         SetLabels();
+    }
 }
 
 void ThinDisplay::SetLabels()
 {
     size_t used = 0;
     for (const __tagQDrawGraphInfo& record : m_widget.records ? *m_widget.records : Records()) {
-        if (record.iGraphType != OVEL_GRAPH_TEXT)
+        if (record.iGraphType != OVEL_GRAPH_TEXT) {
             continue;
+        }
         if (used == m_labels.size()) {
             auto* label = new QLabel(&m_widget);
             label->setStyleSheet(QStringLiteral("color: rgb(255, 255, 0);background-color: rgb(0, 0, 0);"));

@@ -86,6 +86,7 @@ private:
     void DrawRecords();
     void DrawRecordsAtOnce();
 
+    std::mutex m_gate; // held by a paint that waits for the frame: it goes before further frames
     std::mutex m_mutex;
     std::vector<uint8_t> m_copy;
     const uint8_t* m_bytes = nullptr;
@@ -119,9 +120,11 @@ public:
     void SetRecords(const Records* records) override;
 
 private:
+    void ShowFrame();
     void SetLabels();
 
     ThinWidget m_widget;
+    std::atomic<bool> m_isAsked{false}; // the GUI thread has been asked and has not answered yet
     const bool m_copies;
     std::vector<QLabel*> m_labels;
 };

@@ -89,8 +89,9 @@ int64_t ProcessAllocations()
 
 double Median(std::vector<double> values)
 {
-    if (values.empty())
+    if (values.empty()) {
         return 0;
+    }
     std::sort(values.begin(), values.end());
     const size_t middle = values.size() / 2;
     return values.size() % 2 ? values[middle] : (values[middle - 1] + values[middle]) / 2;
@@ -105,10 +106,12 @@ void Series::Add(double limit, double library)
 double Series::Quantile(double part) const
 {
     std::vector<double> ratios;
-    for (size_t i = 0; i < m_limit.size(); ++i)
+    for (size_t i = 0; i < m_limit.size(); ++i) {
         ratios.push_back(m_library[i] / m_limit[i]);
-    if (ratios.empty())
+    }
+    if (ratios.empty()) {
         return 0;
+    }
     std::sort(ratios.begin(), ratios.end());
     return ratios[static_cast<size_t>(std::lround(part * static_cast<double>(ratios.size() - 1)))];
 }
@@ -135,8 +138,9 @@ void Alternate(Series& series, int rounds, const std::function<double()>& limit,
         const bool limitFirst = round % 2 == 0;
         const double first = limitFirst ? limit() : library();
         const double second = limitFirst ? library() : limit();
-        if (round > 0)
+        if (round > 0) {
             limitFirst ? series.Add(first, second) : series.Add(second, first);
+        }
     }
 }
 
@@ -157,8 +161,9 @@ void PrintTitle(const std::string& title, const char* limitColumn)
 void PrintRow(const std::string& cell, const Series& s, const char* unit, double target)
 {
     char goal[32] = "";
-    if (target > 0)
+    if (target > 0) {
         std::snprintf(goal, sizeof(goal), "%.2f%s", target, s.Ratio() <= target + 0.005 ? "" : " **over**");
+    }
     std::printf("| %s | %.3f %s | %.3f %s | %.3f | %.3f - %.3f | %s |\n", cell.c_str(), s.Limit(), unit,
                 s.Library(), unit, s.Ratio(), s.Low(), s.High(), goal);
     std::fflush(stdout);

@@ -70,9 +70,10 @@ std::vector<__tagQDrawGraphInfo> Records(int count, int type, int points)
         record.iGraphType = type;
         record.uiColor = static_cast<uint32_t>(i * 2654435761u);
         record.iPointNum = points;
-        for (int p = 0; p < points; ++p)
+        for (int p = 0; p < points; ++p) {
             record.stPoint[p] = {static_cast<int>(i * 7 % 1200) + p % 2 * 40,
                                  static_cast<int>(i * 13 % 660) + p / 2 * 40};
+        }
     }
     return records;
 }
@@ -85,17 +86,19 @@ void Mesh(benchmark::State& state, int type, int points)
     view.viewportWidth = 1280;
     view.viewportHeight = 720;
     OverlayMesh mesh;
-    for (auto _ : state)
+    for (auto _ : state) {
         BuildOverlayMesh(records.data(), static_cast<int>(records.size()), OverlayKinds::LinesAndShapes, view,
                          mesh);
+    }
     state.SetItemsProcessed(static_cast<int64_t>(static_cast<uint64_t>(state.iterations()) * records.size()));
 }
 
 void Descriptor(benchmark::State& state)
 {
     const tagYuvFrameInfo info = {};
-    for (auto _ : state)
+    for (auto _ : state) {
         benchmark::DoNotOptimize(ReadDescriptor(&info, sizeof(info)));
+    }
 }
 BENCHMARK(Descriptor);
 
@@ -145,11 +148,13 @@ BENCHMARK(ViewMatrix);
 void LineTriangles(benchmark::State& state)
 {
     std::vector<Point2F> points(static_cast<size_t>(state.range(0)));
-    for (size_t i = 0; i < points.size(); ++i)
+    for (size_t i = 0; i < points.size(); ++i) {
         points[i] = {static_cast<float>(i), static_cast<float>(i % 5)};
+    }
     std::vector<RectMesh> mesh;
-    for (auto _ : state)
+    for (auto _ : state) {
         TriangulateLine(2.0, points, mesh);
+    }
 }
 BENCHMARK(LineTriangles)->Arg(4)->Arg(32);
 

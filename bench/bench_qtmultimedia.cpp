@@ -65,11 +65,13 @@ int main(int argc, char** argv)
         return 2;
     }
     std::vector<uint8_t> bytes(static_cast<size_t>(PictureSize.width()) * (1080 + 4) * 3 / 2);
-    for (size_t i = 0; i < bytes.size(); ++i)
+    for (size_t i = 0; i < bytes.size(); ++i) {
         bytes[i] = static_cast<uint8_t>((i / 1920 * 3 + i % 1920 * 5) >> 3);
+    }
     std::vector<double> costs;
-    for (int round = 0; round < 7; ++round)
+    for (int round = 0; round < 7; ++round) {
         costs.push_back(CpuPerFrame(widget, takesPlanes, bytes, 20));
+    }
     std::printf("Qt Multimedia, %s: %.3f ms CPU per 1080p frame in 1280 x 720\n",
                 takesPlanes ? "planes" : "converted by Qt", Bench::Median(costs));
     return 0;

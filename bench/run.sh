@@ -23,18 +23,18 @@ if [ "${1-}" = --peers ]; then
     shift
 fi
 # Wide enough for two walls of 64 windows beside each other.
-xvfb-run -a -s "-screen 0 5760x2400x24 +extension GLX" "$build/bench/bench_window" "$@"
+"$here/../tools/on-display.sh" 5760x2400 "$build/bench/bench_window" "$@"
 [ -n "$peers" ] || exit 0
 # Other players on the same kind of pictures, as far as they are installed.
 for program in "$build"/bench/bench_{sdl,qtmultimedia}; do
-    [ ! -x "$program" ] || xvfb-run -a -s "-screen 0 1920x1200x24 +extension GLX" "$program"
+    [ ! -x "$program" ] || "$here/../tools/on-display.sh" "$program"
 done
 if command -v mpv ffmpeg >/dev/null; then
     clip=$scratch/clip.y4m
     ffmpeg -v error -y -f lavfi -i testsrc2=size=1920x1080:rate=25 -t 4 -pix_fmt yuv420p "$clip"
     for output in gpu x11; do
         TIMEFORMAT="mpv --vo=$output, 100 frames of 1080p in 1280 x 720 with reading and start: %U s user, %S s system"
-        time xvfb-run -a -s "-screen 0 1920x1200x24 +extension GLX" mpv --no-config --really-quiet --untimed \
+        time "$here/../tools/on-display.sh" mpv --no-config --really-quiet --untimed \
             --no-audio --hwdec=no --gpu-sw=yes --geometry=1280x720 --vo=$output "$clip" || echo "mpv --vo=$output fails"
     done
 fi

@@ -50,14 +50,18 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
             FuzzHost::Require(result == 0 || result == -1);
             FuzzHost::Require(Ovel_GetParam(&renderer, command, payload.data(), given) == -1);
         }
-        if (flags & 4)
+        if (flags & 4) {
             renderer.resize(1 + given * 7 % 200, 1 + (command & 0x7F));
-        if (flags & 8)
+        }
+        if (flags & 8) {
             FuzzHost::ShowFrame(&renderer, flags & 0x10 ? OVEL_DISPLAY_NV12 : OVEL_DISPLAY_YV12);
-        if (flags & 0x20)
+        }
+        if (flags & 0x20) {
             FuzzHost::Paint(renderer, flags & 0x40);
-        if (flags & 0x80)
+        }
+        if (flags & 0x80) {
             Ovel_ClearDraw(&renderer);
+        }
     }
     FuzzHost::Settle();
     return 0;

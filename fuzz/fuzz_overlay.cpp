@@ -30,8 +30,9 @@ size_t FillRecord(InputReader& input, unsigned int flags, std::vector<uint8_t>& 
     }
     record.iTextCode = input.Take<uint8_t>() % 4;
     record.fAlpha = flags & 2 ? input.Take<float>() : 0.0f;
-    if (record.iGraphType == OVEL_GRAPH_TEXT)
+    if (record.iGraphType == OVEL_GRAPH_TEXT) {
         input.TakeBytes(record.szText, input.Take<uint8_t>() % 137u);
+    }
     bytes.resize(sizeof(record));
     std::memcpy(bytes.data(), &record, sizeof(record));
     return flags & 0x10 ? input.Take<uint16_t>() % 417u : sizeof(record);

@@ -1,7 +1,7 @@
 /**
  * @file OvelHelpers.h
- * @brief Portable helpers of libOvelRender for C++ hosts: bounded copies, time, files, text, and the stream
- * probes.
+ * @brief Portable helpers of libOvelRender for C++ hosts:
+ * bounded copies, time, files, text, and the stream probes.
  *
  * These functions have C++ linkage: their symbols carry the parameter types.
  *
@@ -27,13 +27,13 @@ static_assert(offsetof(tagOsStrArray, iCount) == 4096, "iCount");
 
 /** @name Copies
  * @{ */
-/** Copies as many bytes as both sides have. The regions must not overlap. @param dst destination. @param
- * dstSize bytes there. @param src source. @param srcSize bytes there. @return 0; 22 (EINVAL) for a null
- * pointer. */
+/** Copies as many bytes as both sides have. The regions must not overlap.
+ * @param dst destination. @param dstSize bytes there. @param src source.
+ * @param srcSize bytes there. @return 0; 22 (EINVAL) for a null pointer. */
 OVEL_API int os_memcpy(void* dst, unsigned long dstSize, const void* src, unsigned long srcSize);
 /** Copies a text, always terminated. @param dst destination (written, despite its type). @param src text.
- * @param size bytes at dst with the terminator: the text is cut to size - 1 bytes. 0 or less: no bound, dst
- * must have room.
+ * @param size bytes at dst with the terminator:
+ * the text is cut to size - 1 bytes. 0 or less: no bound, dst must have room.
  *  @return 0; -1 for a null pointer. */
 OVEL_API int os_strcpy(const char* dst, const char* src, int size);
 /** @} */
@@ -94,21 +94,21 @@ OVEL_API int H265_Probe(unsigned char* buf, int len);
  * The standard functions without their prefix. Apart from #os_fopen they test nothing: pass a file from
  * #os_fopen that is not closed yet.
  * @{ */
-/** Opens a file. @param path file. @param mode as for `fopen`. @param reserved1 not used. @param reserved2
- * not used.
+/** Opens a file. @param path file. @param mode as for `fopen`.
+ * @param reserved1 not used. @param reserved2 not used.
  *  @param reserved3 not used. @return the file, closed by #os_fclose; null for a null argument or as `fopen`.
  */
 OVEL_API void* os_fopen(const char* path, const char* mode, int reserved1, unsigned char reserved2,
                         unsigned char reserved3);
-/** Reads items. @param buf receives them. @param size bytes per item. @param count items. @param file open
- * file.
+/** Reads items. @param buf receives them. @param size bytes per item.
+ * @param count items. @param file open file.
  *  @return items read. */
 OVEL_API size_t os_fread(void* buf, unsigned int size, unsigned int count, void* file);
 /** Writes items. @param buf items. @param size bytes per item. @param count items. @param file open file.
  * @return items written. */
 OVEL_API size_t os_fwrite(const void* buf, unsigned int size, unsigned int count, void* file);
-/** Moves the position. @param file open file. @param offset bytes. @param whence SEEK_SET, SEEK_CUR or
- * SEEK_END.
+/** Moves the position. @param file open file. @param offset bytes.
+ * @param whence SEEK_SET, SEEK_CUR or SEEK_END.
  *  @return 0, or -1 as `fseek`. */
 OVEL_API int os_fseek(void* file, long long offset, int whence);
 /** The position. @param file open file. @return bytes from the start, or -1 as `ftell`. */

@@ -1,7 +1,7 @@
 /**
  * @file OvelInterface.h
- * @brief libOvelRender: decoded video in Qt widgets with OpenGL. The one header a host needs, in C and in
- * C++.
+ * @brief libOvelRender: decoded video in Qt widgets with OpenGL.
+ * The one header a host needs, in C and in C++.
  *
  * A host creates one renderer per video window, hands it decoded frames from any thread and steers it by
  * numbered commands. The renderer is a `QOpenGLWidget`; the handle is its address.
@@ -14,15 +14,15 @@
  * also at the same time for the same handle: they are serialised per renderer.
  * - Nothing here waits for a paint. `Ovel_ShowYuvFrame` drops a frame rather than wait longer than 500 ms for
  * another call of the same handle.
- * - The draw callback runs inside `Ovel_ShowYuvFrame` on the caller's thread, and on the GUI thread after a
- * resize. It must not wait for the GUI thread. From inside it, exported calls for the same handle are refused
- * (-1).
+ * - The draw callback runs inside `Ovel_ShowYuvFrame` on the caller's thread,
+ *   and on the GUI thread after a resize. It must not wait for the GUI thread.
+ *   From inside it, exported calls for the same handle are refused (-1).
  *
  * @section lifetime Lifetime
  * - A handle is valid from the create call until its `Ovel_Release`. `Ovel_Release` waits for calls of the
  * handle that are in flight; calls that come later find the handle unknown and get -1.
- * - A renderer whose Qt parent deletes it leaves the registry by itself: later calls give -1, a later
- * `Ovel_Release` 0.
+ * - A renderer whose Qt parent deletes it leaves the registry by itself:
+ *   later calls give -1, a later `Ovel_Release` 0.
  * - Memory that a call points to is never read after that call has returned.
  * - Once a renderer has been created the library stays mapped until the process ends, because Qt may still
  * hold events for its widgets; a `dlclose` is then without effect. Without a renderer it unloads normally.
@@ -36,8 +36,8 @@
  * 8-bit 4:2:0 in two layouts; W and H are the width and height of the luma plane, chroma sizes truncate (W/2,
  * H/2).
  *
- * Three planes (#OVEL_DISPLAY_YV12, despite its name in the order Y, U, V), one block at `pYuvData`; 8 x 4
- * pixels:
+ * Three planes (#OVEL_DISPLAY_YV12, despite its name in the order Y,
+ * U, V), one block at `pYuvData`; 8 x 4 pixels:
  *
  *     offset  0   Y   4 rows of 8 bytes
  *     offset 32   U   2 rows of 4 bytes      (W * H)
@@ -69,10 +69,10 @@
  * pixels of the unzoomed view: the renderer applies zoom, rotation and mirror to them as it does to the
  * picture.
  *
- * Worked example: a detector found a box from (0.25, 0.50) to (0.75, 1.00) of the picture. The callback got
- * left 100, top 0, right 700, bottom 600, so the box goes to x = 100 + 0.25 * 600 = 250 up to 100 + 0.75 *
- * 600 = 550 and to y = 0 + 0.5 * 600 = 300 up to 600. Send these four corners as a closed outline
- * (#OVEL_GRAPH_OUTLINE).
+ * Worked example: a detector found a box from (0.25, 0.50) to (0.75, 1.00) of the picture.
+ * The callback got left 100, top 0, right 700, bottom 600, so the box goes to
+ * x = 100 + 0.25 * 600 = 250 up to 100 + 0.75 * 600 = 550 and to y = 0 + 0.5 * 600 = 300 up to 600.
+ * Send these four corners as a closed outline (#OVEL_GRAPH_OUTLINE).
  */
 #ifndef OVEL_INTERFACE_H
 #define OVEL_INTERFACE_H
@@ -118,9 +118,9 @@ enum {
     OVELCMD_SET_STOPDRAW_PARA = 4,
     /** Payload #tagOvelVideoRotate; next paint. Full-frame renderer only. */
     OVELCMD_SET_VIDEO_ROTATE = 5,
-    /** Payload one int32: 0 fits the current frame's aspect into the widget (the whole widget before the
-     * first frame), else fills it. Computed once, from the current sizes: repeat it after a resize.
-     * Full-frame renderer only. */
+    /** Payload one int32: 0 fits the current frame's aspect into the widget (the whole
+     * widget before the first frame), else fills it. Computed once, from the current sizes:
+     * repeat it after a resize. Full-frame renderer only. */
     OVELCMD_SET_DRAW_RATIO_MODE = 6,
     /** Payload #tagQRECT in widget pixels, at least 2 x 2 (smaller: -1, the picture stays where it is); not
      *  clipped. Full-frame renderer only. */
@@ -341,10 +341,10 @@ OVEL_API int Ovel_Release(void* pcls);
  * @param pcls handle.
  * @param pFrame #tagYuvFrameInfo; its pictures are not read after the return.
  * @param iSize bytes at pFrame, at least 1; at most 112 are read.
- * @return 0; -1 for an unknown handle, a null or empty descriptor, a width or height below 1 (logged once per
- * run of such frames while a picture is there), a picture above 2 GiB, out of memory, a busy renderer (500
- * ms), or from inside its draw callback. The previous picture then stays. A frame without source pointers is
- * taken (0) and keeps the buffer.
+ * @return 0; -1 for an unknown handle, a null or empty descriptor,
+ * a width or height below 1 (logged once per run of such frames while a picture is there),
+ * a picture above 2 GiB, out of memory, a busy renderer (500 ms), or from inside its draw callback.
+ * The previous picture then stays. A frame without source pointers is taken (0) and keeps the buffer.
  */
 OVEL_API int Ovel_ShowYuvFrame(void* pcls, void* pFrame, int iSize);
 
@@ -359,8 +359,8 @@ OVEL_API int Ovel_ShowYuvFrame(void* pcls, void* pFrame, int iSize);
  */
 OVEL_API int Ovel_SetParam(void* pcls, int iCmd, void* pData, int iSize);
 
-/** Reserved for reading parameters. Any thread. @param pcls handle. @param iCmd not used. @param pData not
- * written.
+/** Reserved for reading parameters. Any thread. @param pcls handle.
+ * @param iCmd not used. @param pData not written.
  *  @param iSize not used. @return -1 for every code. */
 OVEL_API int Ovel_GetParam(void* pcls, int iCmd, void* pData, int iSize);
 

@@ -2,12 +2,12 @@
  * @file OvelOsSdk.h
  * @brief The bridge to the OS SDK (`libossdk`): loading, the diagnostic log, and its functions for the host.
  *
- * libOvelRender does not link against the OS SDK. It opens the file at run time, at the first `Ovel_Create`
- * or when the host calls #LoadOSSDK, looks every function up by name, and forwards. Everything here works
- * without the OS SDK too: a function then writes a notice to standard error, a number, a comma and a name
- * without a newline as in `97,inner_sdk_mutex_create`, and gives the default noted at its declaration. The
- * same happens for a single function that the OS SDK at hand lacks. A caller cannot tell a default from the
- * same value given by the OS SDK.
+ * libOvelRender does not link against the OS SDK. It opens the file at run time, at the first
+ * `Ovel_Create` or when the host calls #LoadOSSDK, looks every function up by name, and forwards.
+ * Everything here works without the OS SDK too: a function then writes a notice to standard error,
+ * a number, a comma and a name without a newline as in `NUMBER,inner_sdk_mutex_create`, and gives the
+ * default noted at its declaration. The same happens for a single function that the OS SDK at hand lacks.
+ * A caller cannot tell a default from the same value given by the OS SDK.
  *
  * @section osthreads Threads
  * Every function may be called on any thread; the bridge takes no lock and copies nothing, an OS SDK function
@@ -60,12 +60,12 @@ typedef struct _NetUdpClient _NetUdpClient;     /**< UDP client */
  * loaded already; loads are not counted.
  * @param dir directory that holds the file, at most 247 bytes (one separator is added, whether or not it ends
  * with one); null or empty for the search of `dlopen`. Not kept.
- * @return 0 loaded, now or before; -1 no such file, not loadable, or a directory that is too long (never
- * cut). Nothing is changed then.
+ * @return 0 loaded, now or before; -1 no such file, not loadable,
+ * or a directory that is too long (never cut). Nothing is changed then.
  */
 OVEL_API int LoadOSSDK(const char* dir);
-/** As #LoadOSSDK. @param reserved1 not used. @param reserved2 not used. @param dir as there. @return as
- * there. */
+/** As #LoadOSSDK. @param reserved1 not used.
+ * @param reserved2 not used. @param dir as there. @return as there. */
 OVEL_API int LoadOsCore(const char* reserved1, void* reserved2, const char* dir);
 /**
  * Closes the OS SDK, however often it was loaded. Functions called from then on give their defaults; a later
@@ -103,8 +103,8 @@ OVEL_API void api_sdk_log_buf_quit_unlock(const char* format, ...) OVEL_PRINTF(1
 OVEL_API void api_sdk_err_buf_msg_unlock(const char* format, ...) OVEL_PRINTF(1, 2);
 /** Ends the entry by `sdk_err_buf_quit_unlock`. @param format as for `printf`. */
 OVEL_API void api_sdk_err_buf_quit_unlock(const char* format, ...) OVEL_PRINTF(1, 2);
-/** Asks for the log levels; the bridge does not touch the two values. @param piLevel1 passed on. @param
- * piLevel2 passed on. */
+/** Asks for the log levels; the bridge does not touch the two values.
+ * @param piLevel1 passed on. @param piLevel2 passed on. */
 OVEL_API void api_sdk_log_get_level(int* piLevel1, int* piLevel2);
 /** Sets the log levels. @param iLevel1 passed on. @param iLevel2 passed on. @param iLevel3 passed on. */
 OVEL_API void api_sdk_log_set_level(int iLevel1, int iLevel2, int iLevel3);

@@ -24,8 +24,8 @@ quietly() {
 make_packages() {
     mkdir -p "$build"
     rm -f "$build"/*.deb
-    quietly cmake -B "$build" -DCMAKE_BUILD_TYPE=RelWithDebInfo -DCMAKE_INSTALL_PREFIX=/usr -DOVEL_BUILD_TESTS=OFF
-    quietly nice cmake --build "$build" --parallel 2
+    quietly cmake --preset packages
+    quietly nice cmake --build --preset packages
     (cd "$build" && quietly cpack -G DEB)
     local version
     version=$(sed -nE '1s/.*\((.*)\).*/\1/p' cmake/debian/changelog)
@@ -50,22 +50,22 @@ try_packages() {
     mkdir -p "$tree/try"
     cp "$build"/*.deb "$tree/try"
     cp -r examples/minimal "$tree/try/minimal"
+    cp tools/on-display.sh "$tree/try"
     cp /etc/resolv.conf "$tree/etc/resolv.conf"
     cat >"$tree/try/run" <<'RUN'
 set -e
-export DEBIAN_FRONTEND=noninteractive LC_ALL=C.UTF-8 XDG_RUNTIME_DIR=/tmp QT_QPA_PLATFORM=xcb
+export DEBIAN_FRONTEND=noninteractive LC_ALL=C.UTF-8
 cd /try
 apt-get update -qq
-apt-get install -y -qq ./*.deb g++ cmake pkg-config xvfb xauth libgl1-mesa-dri ffmpeg >/dev/null
+apt-get install -y -qq ./*.deb g++ cmake pkg-config xvfb libgl1-mesa-dri ffmpeg >/dev/null
 cmake -S minimal -B by-cmake >/dev/null
 cmake --build by-cmake >/dev/null
 g++ -std=c++17 -fPIC minimal/main.cpp $(pkg-config --cflags --libs OvelRender) -o by-pkg-config
 ffmpeg -v error -y -f lavfi -i testsrc2=size=640x360:rate=25:duration=4 clip.mp4
-on_display() { xvfb-run -a -s "-screen 0 1280x800x24 +extension GLX" "$@"; }
-on_display by-cmake/minimal by-cmake.png
-on_display ./by-pkg-config by-pkg-config.png
+./on-display.sh by-cmake/minimal by-cmake.png
+./on-display.sh ./by-pkg-config by-pkg-config.png
 player=$(dpkg -L ovelrender-player | grep 'bin/ovel-player$')
-on_display "$player" --seconds 2 --picture player.png clip.mp4
+./on-display.sh "$player" --seconds 2 --picture player.png clip.mp4
 apt-get purge -y -qq libovelrender1 libovelrender-dev ovelrender-player >/dev/null
 if find /usr/lib /usr/include /usr/share/doc -iname '*ovelrender*' | grep .; then exit 1; fi
 RUN

@@ -29,10 +29,12 @@ struct Samples {
 
 Samples SamplesOf(int range, const YuvFormula& formula)
 {
-    if (range == OVEL_RANGE_LIMITED)
+    if (range == OVEL_RANGE_LIMITED) {
         return {16.0 / 255.0, 255.0 / 219.0, 128.0 / 255.0, 255.0 / 224.0};
-    if (range == OVEL_RANGE_FULL)
+    }
+    if (range == OVEL_RANGE_FULL) {
         return {0.0, 1.0, 128.0 / 255.0, 1.0};
+    }
     return {formula.lumaOffset, 1.0, 0.5, 1.0};
 }
 
@@ -86,8 +88,9 @@ ColorConversion ConversionOf(const YuvFormula& formula, const tagOvelColor& colo
 
 ChromaSpan ChromaSpanOf(int siting, int width, int height)
 {
-    if (siting == OVEL_SITING_CENTER)
+    if (siting == OVEL_SITING_CENTER) {
         return {0.0f, 0.0f, 1.0f, 1.0f};
+    }
     const Span columns = SpanOf(width, 0.5);
     const Span rows = SpanOf(height, siting == OVEL_SITING_TOP_LEFT ? 0.5 : 1.0);
     return {columns.start, rows.start, columns.end, rows.end};

@@ -34,8 +34,9 @@ int Saturate(int64_t value)
 
 int TruncateToInt(double value)
 {
-    if (std::isnan(value))
+    if (std::isnan(value)) {
         return 0;
+    }
     constexpr double lowest = std::numeric_limits<int>::min();
     constexpr double highest = std::numeric_limits<int>::max();
     return static_cast<int>(std::clamp(value, lowest, highest));
@@ -45,8 +46,9 @@ void FitAspect(tagQRECT& rect, int width, int height)
 {
     const int64_t rectWidth = static_cast<int64_t>(rect.right) - rect.left;
     const int64_t rectHeight = static_cast<int64_t>(rect.bottom) - rect.top;
-    if (width < 1 || height < 1 || rectHeight == 0)
+    if (width < 1 || height < 1 || rectHeight == 0) {
         return;
+    }
 
     const double w = width;
     const double h = height;
@@ -102,9 +104,10 @@ bool IsDrawable(const float (&vertices)[8])
 
 OverlayMapping ComputeOverlayMapping(int widgetWidth, int widgetHeight, const tagOvelZoomArea& zoom)
 {
-    if (!IsOpen(zoom))
+    if (!IsOpen(zoom)) {
         return {static_cast<float>(HalfSideUnzoomed(widgetWidth)),
                 static_cast<float>(HalfSideUnzoomed(widgetHeight)), -1.0f, 1.0f};
+    }
     const double width = zoom.right - zoom.left;
     const double height = zoom.bottom - zoom.top;
     return {static_cast<float>(HalfSide(widgetWidth, width)),
@@ -116,10 +119,11 @@ OverlayMapping ComputeOverlayMapping(int widgetWidth, int widgetHeight, const ta
 QMatrix4x4 ComputeViewMatrix(const tagOvelVideoRotate& rotate)
 {
     QMatrix4x4 matrix;
-    if (rotate.iMirrorType == 1)
+    if (rotate.iMirrorType == 1) {
         matrix.rotate(180.0f, 0.0f, 1.0f, 0.0f);
-    else if (rotate.iMirrorType == 2)
+    } else if (rotate.iMirrorType == 2) {
         matrix.rotate(180.0f, 1.0f, 0.0f, 0.0f);
+    }
 
     const bool quarter = rotate.iAngle == 90 || rotate.iAngle == 270;
     if (quarter || rotate.iAngle == 180) {

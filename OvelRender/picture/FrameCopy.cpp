@@ -21,10 +21,12 @@ Rows OneRow(const void* source, size_t bytes)
 // Copies as much as fits behind the offset, rows whole or cut at the buffer's end.
 void CopyRows(Rows rows, const FrameBuffer& buffer, size_t offset)
 {
-    if (rows.pitch == static_cast<ptrdiff_t>(rows.rowBytes))
+    if (rows.pitch == static_cast<ptrdiff_t>(rows.rowBytes)) {
         rows = OneRow(rows.source, rows.rowBytes * static_cast<size_t>(rows.count));
-    if (offset >= buffer.size || rows.count < 1 || rows.rowBytes < 1)
+    }
+    if (offset >= buffer.size || rows.count < 1 || rows.rowBytes < 1) {
         return;
+    }
     uint8_t* const target = buffer.bytes + offset;
     const size_t room = buffer.size - offset;
     const int whole = static_cast<int>(std::min(room / rows.rowBytes, static_cast<size_t>(rows.count)));
@@ -37,8 +39,9 @@ void CopyRows(Rows rows, const FrameBuffer& buffer, size_t offset)
 
 CopiedFrame CopyBlock(const tagYuvFrameInfo& frame, size_t pictureBytes, const FrameBuffer& buffer)
 {
-    if (!frame.pYuvData)
+    if (!frame.pYuvData) {
         return CopiedFrame::Nothing;
+    }
     const bool declared = frame.iDataSize > 0;
     const size_t bytes = declared ? static_cast<size_t>(frame.iDataSize) : pictureBytes;
     CopyRows(OneRow(frame.pYuvData, bytes), buffer, 0);
@@ -52,8 +55,9 @@ CopiedFrame CopyNv12(const tagYuvFrameInfo& frame, int width, int height, const 
     const bool packed = frame.iPitch == 0 || (frame.iPitch == width && height == alignedHeight);
     const bool planes = frame.pPlaneY && frame.pPlaneUV;
 
-    if (!planes && !frame.pYuvData)
+    if (!planes && !frame.pYuvData) {
         return CopiedFrame::Nothing;
+    }
     if (packed) {
         const auto* luma = static_cast<const uint8_t*>(planes ? frame.pPlaneY : frame.pYuvData);
         const auto* chroma = planes ? static_cast<const uint8_t*>(frame.pPlaneUV) : luma + lumaBytes;
@@ -77,8 +81,9 @@ CopiedFrame CopyNv12(const tagYuvFrameInfo& frame, int width, int height, const 
 
 std::optional<tagYuvFrameInfo> ReadDescriptor(const void* pFrame, int iSize)
 {
-    if (!pFrame || iSize < 1)
+    if (!pFrame || iSize < 1) {
         return std::nullopt;
+    }
     tagYuvFrameInfo frame = {};
     std::memcpy(&frame, pFrame, std::min(static_cast<size_t>(iSize), sizeof(frame)));
     return frame;
@@ -86,7 +91,8 @@ std::optional<tagYuvFrameInfo> ReadDescriptor(const void* pFrame, int iSize)
 
 CopiedFrame CopyFrame(const tagYuvFrameInfo& frame, int width, int height, const FrameBuffer& buffer)
 {
-    if (frame.iDisplayType == OVEL_DISPLAY_NV12)
+    if (frame.iDisplayType == OVEL_DISPLAY_NV12) {
         return CopyNv12(frame, width, height, buffer);
+    }
     return CopyBlock(frame, static_cast<size_t>(PictureBytes(width, height)), buffer);
 }

@@ -11,10 +11,12 @@ namespace
 bool IsCoreContext(const QOpenGLContext& context)
 {
     const QSurfaceFormat format = context.format();
-    if (context.isOpenGLES() || format.version() < qMakePair(3, 1))
+    if (context.isOpenGLES() || format.version() < qMakePair(3, 1)) {
         return false;
-    if (format.profile() == QSurfaceFormat::NoProfile)
+    }
+    if (format.profile() == QSurfaceFormat::NoProfile) {
         return !context.hasExtension(QByteArrayLiteral("GL_ARB_compatibility"));
+    }
     return format.profile() == QSurfaceFormat::CoreProfile;
 }
 
@@ -39,8 +41,9 @@ GlProfile GlProfile::OfCurrentContext()
     const bool es = context.isOpenGLES();
     const bool version3 = context.format().majorVersion() >= 3;
 
-    if (IsCoreContext(context))
+    if (IsCoreContext(context)) {
         UseCoreShaders(profile);
+    }
     if (es && version3) {
         // ES 3 knows red and red-green, but not as unsized internal formats.
         profile.red = {GL_R8, GL_RED};

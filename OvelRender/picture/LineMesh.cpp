@@ -6,8 +6,9 @@ void TriangulateLine(double dLineWidth, const std::vector<Point2F>& vecPoints, s
 {
     vecMesh.clear();
     const int count = static_cast<int>(vecPoints.size());
-    if (count < 2)
+    if (count < 2) {
         return;
+    }
 
     // Kept between segments, so that only the copies in the list allocate.
     RectMesh mesh;

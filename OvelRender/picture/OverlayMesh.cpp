@@ -24,8 +24,9 @@ Color ColorOf(const __tagQDrawGraphInfo& record)
     // Opaque overlays cover, whatever the window behind is made of; an alpha that is no number covers
     // nothing.
     float alpha = 1.0f;
-    if (IsTranslucent(record))
+    if (IsTranslucent(record)) {
         alpha = std::isnan(record.fAlpha) ? 0.0f : std::clamp(record.fAlpha, 0.0f, 1.0f);
+    }
     return {ComponentOf(record.uiColor), ComponentOf(record.uiColor >> 8), ComponentOf(record.uiColor >> 16),
             static_cast<uint8_t>(std::lround(alpha * 255.0f))};
 }
@@ -62,23 +63,26 @@ public:
         const int type = record.iGraphType;
         const bool line = type == OVEL_GRAPH_POLYLINE || IsOutline(type);
         const bool shape = type == OVEL_GRAPH_FILLED && kinds == OverlayKinds::LinesAndShapes;
-        if (record.iPointNum < 1 || (!line && !shape) || IsFull())
+        if (record.iPointNum < 1 || (!line && !shape) || IsFull()) {
             return;
+        }
         const int count = std::min<int>(record.iPointNum, OVEL_GRAPH_POINTS);
-        for (int i = 0; i < count; ++i)
+        for (int i = 0; i < count; ++i) {
             m_points[static_cast<size_t>(i)] = Map(record.stPoint[i]);
+        }
         m_color = ColorOf(record);
         // Lines one pixel wide cost half as much as lines than as quads.
         const bool thin = line && record.iFontSize <= 1 && m_view.scale == 1.0f;
         OverlayVertices& target = thin ? m_mesh.lines : m_mesh.quads;
         MakeRoom(target);
         const size_t before = target.count;
-        if (thin)
+        if (thin) {
             AddThinLines(record, count);
-        else if (line)
+        } else if (line) {
             AddLines(record, count);
-        else
+        } else {
             AddStrip(static_cast<size_t>(count));
+        }
         target.count = static_cast<size_t>(m_next - target.storage.data());
         NoteRun(thin, before, target.count - before);
     }
@@ -102,20 +106,23 @@ private:
     // Checked once per record, not per vertex: frames carry records by the thousand.
     void MakeRoom(OverlayVertices& target)
     {
-        if (target.storage.size() < target.count + MostVertices)
+        if (target.storage.size() < target.count + MostVertices) {
             target.storage.resize(2 * target.count + MostVertices);
+        }
         m_next = target.storage.data() + target.count;
     }
 
     void NoteRun(bool lines, size_t first, size_t count)
     {
         std::vector<OverlayRun>& runs = m_mesh.runs;
-        if (count == 0)
+        if (count == 0) {
             return;
-        if (m_continues && runs.back().lines == lines)
+        }
+        if (m_continues && runs.back().lines == lines) {
             runs.back().count += static_cast<int>(count);
-        else
+        } else {
             runs.push_back({lines, static_cast<int>(first), static_cast<int>(count)});
+        }
         m_continues = true;
     }
 
@@ -129,15 +136,18 @@ private:
     void AddThinLines(const __tagQDrawGraphInfo& record, int count)
     {
         const auto add = [this](Position p, Position q) {
-            if (!IsFinite(p) || !IsFinite(q))
+            if (!IsFinite(p) || !IsFinite(q)) {
                 return;
+            }
             AddVertex(p);
             AddVertex(q);
         };
-        for (size_t i = 0; i + 1 < static_cast<size_t>(count); ++i)
+        for (size_t i = 0; i + 1 < static_cast<size_t>(count); ++i) {
             add(m_points[i], m_points[i + 1]);
-        if (IsOutline(record.iGraphType) && count > 1)
+        }
+        if (IsOutline(record.iGraphType) && count > 1) {
             add(m_points[static_cast<size_t>(count) - 1], m_points[0]);
+        }
     }
 
     void AddLines(const __tagQDrawGraphInfo& record, int count)
@@ -146,16 +156,19 @@ private:
         const float widest = 2.0f * (m_view.viewportWidth + m_view.viewportHeight);
         const float width =
             std::min(static_cast<float>(std::max(record.iFontSize, 1)) * m_view.scale, widest);
-        for (size_t i = 0; i + 1 < static_cast<size_t>(count); ++i)
+        for (size_t i = 0; i + 1 < static_cast<size_t>(count); ++i) {
             AddSegment(m_points[i], m_points[i + 1], width);
-        if (IsOutline(record.iGraphType) && count > 1)
+        }
+        if (IsOutline(record.iGraphType) && count > 1) {
             AddSegment(m_points[static_cast<size_t>(count) - 1], m_points[0], width);
+        }
     }
 
     void AddSegment(Position p, Position q, float width)
     {
-        if (!IsFinite(p) || !IsFinite(q))
+        if (!IsFinite(p) || !IsFinite(q)) {
             return;
+        }
         const float dx = std::fabs(q.x - p.x) * m_view.viewportWidth;
         const float dy = std::fabs(q.y - p.y) * m_view.viewportHeight;
         const Position o =
@@ -173,8 +186,9 @@ private:
             const Position c = m_points[i];
             const bool isWhole = IsFinite(a) && IsFinite(b) && IsFinite(c);
             const bool isPair = isWhole && i + 1 < count && IsFinite(m_points[i + 1]);
-            if (isWhole)
+            if (isWhole) {
                 AddQuad(a, b, c, isPair ? m_points[i + 1] : c);
+            }
             i += isPair ? 2 : 1;
         }
     }
@@ -183,8 +197,9 @@ private:
 
     void AddQuad(Position a, Position b, Position c, Position d)
     {
-        for (const Position p : {a, b, c, d})
+        for (const Position p : {a, b, c, d}) {
             AddVertex(p);
+        }
     }
 
     void AddVertex(Position p)
@@ -217,15 +232,17 @@ void BuildOverlayMesh(const __tagQDrawGraphInfo* records, int count, OverlayKind
     // Among opaque graphics the last-arrived wins, among translucent ones the first-arrived lies on top.
     bool translucent = false;
     for (int i = 0; i < count; ++i) {
-        if (IsTranslucent(records[i]))
+        if (IsTranslucent(records[i])) {
             translucent = true;
-        else
+        } else {
             mesher.Add(records[i], kinds);
+        }
     }
     mesh.opaqueRuns = mesh.runs.size();
     mesher.BeginRun();
     for (int i = count - 1; i >= 0 && translucent; --i) {
-        if (IsTranslucent(records[i]))
+        if (IsTranslucent(records[i])) {
             mesher.Add(records[i], kinds);
+        }
     }
 }

@@ -25,8 +25,9 @@ void OverlayPainter::Load(const GlProfile& profile, const OverlayMesh& mesh)
 {
     m_runs.clear();
     m_opaqueRuns = 0;
-    if (mesh.runs.empty() || !Prepare(profile))
+    if (mesh.runs.empty() || !Prepare(profile)) {
         return;
+    }
     const auto bytes = [](const OverlayVertices& vertices) {
         return static_cast<int>(vertices.count * sizeof(OverlayVertex));
     };
@@ -44,10 +45,11 @@ void OverlayPainter::Paint(size_t firstRun, size_t endOfRuns)
                                       m_quadVertices / 4);
         for (size_t i = firstRun; i < endOfRuns; ++i) {
             const OverlayRun& run = m_runs[i];
-            if (run.lines)
+            if (run.lines) {
                 drawing.Lines(m_quadVertices + run.first, run.count);
-            else
+            } else {
                 drawing.Quads(run.first, run.count);
+            }
         }
     }
     m_program->release();
@@ -55,14 +57,16 @@ void OverlayPainter::Paint(size_t firstRun, size_t endOfRuns)
 
 void OverlayPainter::PaintOpaque()
 {
-    if (m_opaqueRuns > 0)
+    if (m_opaqueRuns > 0) {
         Paint(0, m_opaqueRuns);
+    }
 }
 
 void OverlayPainter::PaintTranslucent()
 {
-    if (m_runs.size() == m_opaqueRuns)
+    if (m_runs.size() == m_opaqueRuns) {
         return;
+    }
     QOpenGLFunctions& gl = *QOpenGLContext::currentContext()->functions();
     gl.glEnable(GL_BLEND);
     // The picture's own alpha stays 1, so that a grab or a translucent window does not shine through the

@@ -29,10 +29,12 @@ bool PicturePainter::BindOwnProgram(const GlProfile& profile, const PictureLayou
                                     const tagOvelColor& color)
 {
     const bool isPlain = IsPlainColor(color);
-    if (isPlain && !profile.fullPrecision)
+    if (isPlain && !profile.fullPrecision) {
         return false;
-    if (m_own && m_ownType == layout.displayType && IsSameColor(m_ownColor, color))
+    }
+    if (m_own && m_ownType == layout.displayType && IsSameColor(m_ownColor, color)) {
         return m_own->program->isLinked() && m_own->program->bind();
+    }
     m_own = std::make_unique<ShaderProgram>(
         isPlain ? BuildPictureProgram(profile, layout, PictureProgramKind::PictureOnly)
                 : BuildColorProgram(profile, layout, color));
@@ -52,8 +54,9 @@ void PicturePainter::Draw(const GlProfile& profile, const PictureLayout& layout,
         DrawQuad(vertices, rotate, chroma);
     } else {
         renderer.program.bind();
-        if (renderer.matrixLocation >= 0)
+        if (renderer.matrixLocation >= 0) {
             renderer.program.setUniformValue(renderer.matrixLocation, ComputeViewMatrix(rotate));
+        }
         DrawQuad(vertices, {}, chroma);
     }
     QOpenGLContext::currentContext()->functions()->glUseProgram(0);

@@ -80,8 +80,9 @@ QByteArray ConversionText(const char* samples, const ColorConversion& conversion
 {
     QByteArray matrix;
     for (size_t column = 0; column < 3; ++column) {
-        for (const auto& row : conversion.matrix)
+        for (const auto& row : conversion.matrix) {
             matrix += (matrix.isEmpty() ? "" : ", ") + NumberText(row[column]);
+        }
     }
     const auto& offset = conversion.offset;
     return "vec3 rgb = mat3(" + matrix + ") * " + samples + " + vec3(" + NumberText(offset[0]) + ", " +
@@ -91,8 +92,9 @@ QByteArray ConversionText(const char* samples, const ColorConversion& conversion
 QByteArray SamplersText(int planes)
 {
     QByteArray text;
-    for (int i = 0; i < planes; ++i)
+    for (int i = 0; i < planes; ++i) {
         text += QByteArray("uniform sampler2D ") + PlaneSamplers[i] + ";\n";
+    }
     return text;
 }
 
@@ -123,9 +125,11 @@ ShaderProgram BuildPictureProgram(const GlProfile& profile, const PictureLayout&
 
 bool BindSamplers(QOpenGLShaderProgram& program, const PictureLayout& layout)
 {
-    if (!program.bind())
+    if (!program.bind()) {
         return false;
-    for (int i = 0; i < layout.planes; ++i)
+    }
+    for (int i = 0; i < layout.planes; ++i) {
         program.setUniformValue(PlaneSamplers[i], i);
+    }
     return true;
 }

@@ -14,8 +14,9 @@ Plane PlaneOf(const PlaneShape& shape, const uint8_t* data, int width, int heigh
 {
     const int columns = width / shape.divisor;
     const int rows = height / shape.divisor;
-    if (columns < 1 || rows < 1)
+    if (columns < 1 || rows < 1) {
         return {NeutralChroma, 1, 1, shape.channels, shape.channels};
+    }
     return {data, columns, rows, shape.channels, width * shape.channels / shape.divisor};
 }
 
@@ -42,9 +43,10 @@ bool IsTight(const Plane& plane)
 void WriteRows(QOpenGLFunctions& gl, const Plane& plane, const PlaneFormat& format)
 {
     const int rows = IsTight(plane) ? plane.height : 1;
-    for (int row = 0; row < plane.height; row += rows)
+    for (int row = 0; row < plane.height; row += rows) {
         gl.glTexSubImage2D(GL_TEXTURE_2D, 0, 0, row, plane.width, rows, format.external, GL_UNSIGNED_BYTE,
                            plane.data + static_cast<ptrdiff_t>(row) * plane.pitch);
+    }
 }
 
 } // namespace
@@ -89,11 +91,13 @@ void UploadPlanes(const GlProfile& profile, const PicturePlanes& planes, const u
         const PlaneFormat& format = FormatOf(profile, plane);
         gl.glActiveTexture(GL_TEXTURE0 + static_cast<GLenum>(i));
         gl.glBindTexture(GL_TEXTURE_2D, textures[i]);
-        if (upload == Upload::Replace)
+        if (upload == Upload::Replace) {
             gl.glTexImage2D(GL_TEXTURE_2D, 0, format.internal, plane.width, plane.height, 0, format.external,
                             GL_UNSIGNED_BYTE, IsTight(plane) ? plane.data : nullptr);
-        if (upload == Upload::Update || !IsTight(plane))
+        }
+        if (upload == Upload::Update || !IsTight(plane)) {
             WriteRows(gl, plane, format);
+        }
         SetFilters(gl);
     }
 }

@@ -40,8 +40,9 @@ __attribute__((target("avx2"))) void CopyRowsAvx2(uint8_t* target, const uint8_t
             _mm256_storeu_si256(to + 2, c);
             _mm256_storeu_si256(to + 3, d);
         }
-        if (whole < rowBytes)
+        if (whole < rowBytes) {
             std::memcpy(target + whole, source + whole, rowBytes - whole);
+        }
         target += rowBytes;
         source += pitch;
     }
@@ -56,8 +57,9 @@ __attribute__((target("avx2"))) void StreamRowsAvx2(uint8_t* target, const uint8
         const size_t toBoundary = (line - reinterpret_cast<uintptr_t>(target) % line) % line;
         const size_t head = std::min(toBoundary, rowBytes);
         const size_t tail = (rowBytes - head) % line;
-        if (head > 0)
+        if (head > 0) {
             std::memcpy(target, source, head);
+        }
         for (size_t i = head; i < rowBytes - tail; i += line) {
             const auto* from = reinterpret_cast<const __m256i*>(source + i);
             auto* to = reinterpret_cast<__m256i*>(target + i);
@@ -66,8 +68,9 @@ __attribute__((target("avx2"))) void StreamRowsAvx2(uint8_t* target, const uint8
             _mm256_stream_si256(to, a);
             _mm256_stream_si256(to + 1, b);
         }
-        if (tail > 0)
+        if (tail > 0) {
             std::memcpy(target + rowBytes - tail, source + rowBytes - tail, tail);
+        }
         target += rowBytes;
         source += pitch;
     }
@@ -78,8 +81,9 @@ using RowCopy = void (*)(uint8_t* target, const uint8_t* source, ptrdiff_t pitch
 
 RowCopy BestRowCopy(Stores stores)
 {
-    if (!__builtin_cpu_supports("avx2"))
+    if (!__builtin_cpu_supports("avx2")) {
         return CopyRowByRow;
+    }
     return stores == Stores::PastCache ? StreamRowsAvx2 : CopyRowsAvx2;
 }
 

@@ -13,8 +13,9 @@ ShaderProgram BuildShaderProgram(const GlProfile& profile, const QByteArray& ver
     ShaderProgram built;
     QOpenGLShaderProgram& program = *built.program;
     const auto step = [&](bool done, const char* stage) {
-        if (!done && built.failure.isEmpty())
+        if (!done && built.failure.isEmpty()) {
             built.failure = QLatin1String(stage) + QLatin1String(": ") + program.log().trimmed();
+        }
     };
     step(program.addShaderFromSourceCode(QOpenGLShader::Vertex, profile.vertexPrelude + vertex),
          "vertex shader");

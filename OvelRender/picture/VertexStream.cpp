@@ -18,8 +18,9 @@ std::vector<uint16_t> QuadIndices(int quads)
     std::vector<uint16_t> indices;
     indices.reserve(static_cast<size_t>(quads) * 6);
     for (int quad = 0; quad < quads; ++quad) {
-        for (const int corner : {0, 1, 2, 2, 1, 3})
+        for (const int corner : {0, 1, 2, 2, 1, 3}) {
             indices.push_back(static_cast<uint16_t>(4 * quad + corner));
+        }
     }
     return indices;
 }
@@ -33,8 +34,9 @@ const void* BufferOffset(size_t bytes)
 
 void VertexStream::Load(const void* vertices, int bytes, const void* more, int moreBytes)
 {
-    if (!m_buffer.isCreated() && !m_buffer.create())
+    if (!m_buffer.isCreated() && !m_buffer.create()) {
         return;
+    }
     if (!m_array) {
         m_array = std::make_unique<QOpenGLVertexArrayObject>();
         m_array->create();
@@ -53,14 +55,16 @@ void VertexStream::Load(const void* vertices, int bytes, const void* more, int m
 
 bool VertexStream::BindIndices(int quads)
 {
-    if (!m_indices.isCreated() && !m_indices.create())
+    if (!m_indices.isCreated() && !m_indices.create()) {
         return false;
+    }
     m_indices.bind();
     if (quads > m_indexedQuads) {
         // By doubling, so that overlays which grow do not build them anew every frame.
         int room = 64;
-        while (room < quads)
+        while (room < quads) {
             room *= 2;
+        }
         const std::vector<uint16_t> indices = QuadIndices(room);
         m_indices.allocate(indices.data(), static_cast<int>(indices.size() * sizeof(uint16_t)));
         m_indexedQuads = room;
@@ -72,12 +76,14 @@ bool VertexStream::BindIndices(int quads)
 VertexStream::Drawing::Drawing(VertexStream& stream, const VertexLayout& layout, int quads)
     : m_stream(stream), m_layout(layout)
 {
-    if (!stream.m_buffer.isCreated())
+    if (!stream.m_buffer.isCreated()) {
         return;
+    }
     m_gl = QOpenGLContext::currentContext()->functions();
     m_hasArray = stream.m_array && stream.m_array->isCreated();
-    if (m_hasArray)
+    if (m_hasArray) {
         stream.m_array->bind();
+    }
     stream.m_buffer.bind();
     m_gl->glEnableVertexAttribArray(0);
     m_gl->glEnableVertexAttribArray(1);
@@ -86,10 +92,12 @@ VertexStream::Drawing::Drawing(VertexStream& stream, const VertexLayout& layout,
 
 VertexStream::Drawing::~Drawing()
 {
-    if (!m_gl)
+    if (!m_gl) {
         return;
-    if (m_hasIndices)
+    }
+    if (m_hasIndices) {
         m_stream.m_indices.release();
+    }
     m_stream.m_buffer.release();
     if (m_hasArray) {
         m_stream.m_array->release();
@@ -101,8 +109,9 @@ VertexStream::Drawing::~Drawing()
 
 void VertexStream::Drawing::PointAt(int first)
 {
-    if (first == m_base)
+    if (first == m_base) {
         return;
+    }
     m_base = first;
     const size_t start = static_cast<size_t>(first) * static_cast<size_t>(m_layout.stride);
     m_gl->glVertexAttribPointer(0, 2, GL_FLOAT, GL_FALSE, m_layout.stride, BufferOffset(start));
@@ -113,26 +122,30 @@ void VertexStream::Drawing::PointAt(int first)
 
 void VertexStream::Drawing::Strip(int count)
 {
-    if (!m_gl)
+    if (!m_gl) {
         return;
+    }
     PointAt(0);
     m_gl->glDrawArrays(GL_TRIANGLE_STRIP, 0, count);
 }
 
 void VertexStream::Drawing::Lines(int first, int count)
 {
-    if (!m_gl)
+    if (!m_gl) {
         return;
+    }
     // The pointers stay where the quads need them: to move them costs more than the draw.
-    if (m_base < 0 || first < m_base)
+    if (m_base < 0 || first < m_base) {
         PointAt(0);
+    }
     m_gl->glDrawArrays(GL_LINES, first - m_base, count);
 }
 
 void VertexStream::Drawing::Quads(int first, int count)
 {
-    if (!m_hasIndices)
+    if (!m_hasIndices) {
         return;
+    }
     constexpr int reach = 4 * MostQuads;
     for (const int end = first + count; first < end;) {
         const int base = first / reach * reach;

@@ -34,18 +34,23 @@ const char* RangeName(int range)
 void CopyPlane(Plane& plane, const AVFrame& frame, int index)
 {
     plane.Fill(0);
-    for (int y = 0; y < plane.height; ++y)
-        for (int x = 0; x < plane.width; ++x)
+    for (int y = 0; y < plane.height; ++y) {
+        for (int x = 0; x < plane.width; ++x) {
             plane.At(x, y) = frame.data[index][y * frame.linesize[index] + x];
+        }
+    }
 }
 
 bool IsFlat(const Plane& plane, int x, int y, int reach)
 {
-    for (int row = std::max(0, y - reach); row <= std::min(plane.height - 1, y + reach); ++row)
-        for (int column = std::max(0, x - reach); column <= std::min(plane.width - 1, x + reach); ++column)
+    for (int row = std::max(0, y - reach); row <= std::min(plane.height - 1, y + reach); ++row) {
+        for (int column = std::max(0, x - reach); column <= std::min(plane.width - 1, x + reach); ++column) {
             if (plane.At(column, row) !=
-                plane.At(std::min(x, plane.width - 1), std::min(y, plane.height - 1)))
+                plane.At(std::min(x, plane.width - 1), std::min(y, plane.height - 1))) {
                 return false;
+            }
+        }
+    }
     return true;
 }
 
@@ -125,11 +130,13 @@ void MakeClip(const QString& file, const QString& graph, const QString& codec, c
                                .arg(color.iChromaSiting == OVEL_SITING_LEFT     ? 0
                                     : color.iChromaSiting == OVEL_SITING_CENTER ? 1
                                                                                 : 2);
-    if (codec == "libx264")
+    if (codec == "libx264") {
         arguments += QStringList{"-preset", "ultrafast", "-crf", "6", "-x264-params", chroma};
-    if (codec == "libx265")
+    }
+    if (codec == "libx265") {
         arguments +=
             QStringList{"-preset", "ultrafast", "-crf", "6", "-x265-params", chroma + ":log-level=none"};
+    }
     Ffmpeg(arguments + QStringList{file});
 }
 
@@ -143,27 +150,33 @@ Canvas Described(const Picture& picture, const tagOvelColor& color)
 
 void KeepFlatAreas(Canvas& canvas, const Picture& picture)
 {
-    for (int y = 0; y < canvas.height; ++y)
-        for (int x = 0; x < canvas.width; ++x)
+    for (int y = 0; y < canvas.height; ++y) {
+        for (int x = 0; x < canvas.width; ++x) {
             canvas.certain[canvas.At(x, y)] = IsFlat(picture.luma, x, y, 2) &&
                                               IsFlat(picture.u, x / 2, y / 2, 2) &&
                                               IsFlat(picture.v, x / 2, y / 2, 2);
+        }
+    }
 }
 
 void KeepFlatAreas(Canvas& canvas)
 {
     constexpr int reach = 4;
-    for (int y = 0; y < canvas.height; ++y)
+    for (int y = 0; y < canvas.height; ++y) {
         for (int x = 0; x < canvas.width; ++x) {
             const auto& here = canvas.colour[canvas.At(x, y)];
             bool isFlat = true;
-            for (int row = std::max(0, y - reach); row <= std::min(canvas.height - 1, y + reach); ++row)
+            for (int row = std::max(0, y - reach); row <= std::min(canvas.height - 1, y + reach); ++row) {
                 for (int column = std::max(0, x - reach); column <= std::min(canvas.width - 1, x + reach);
-                     ++column)
-                    for (size_t c = 0; c < 3; ++c)
+                     ++column) {
+                    for (size_t c = 0; c < 3; ++c) {
                         isFlat = isFlat && std::abs(canvas.colour[canvas.At(column, row)][c] - here[c]) <= 2;
+                    }
+                }
+            }
             canvas.certain[canvas.At(x, y)] = isFlat;
         }
+    }
 }
 
 Canvas ByFfmpeg(const QString& file, QSize size, const tagOvelColor& color)
@@ -176,9 +189,11 @@ Canvas ByFfmpeg(const QString& file, QSize size, const tagOvelColor& color)
         RunProgram(OVEL_FFMPEG, {"-v", "error", "-nostdin", "-i", file, "-vf", graph, "-frames:v", "1", "-f",
                                  "rawvideo", "-pix_fmt", "rgb24", "-"});
     EXPECT_EQ(static_cast<size_t>(bytes.size()), canvas.colour.size() * 3);
-    for (size_t i = 0; i < canvas.colour.size() && 3 * i + 2 < static_cast<size_t>(bytes.size()); ++i)
-        for (size_t c = 0; c < 3; ++c)
+    for (size_t i = 0; i < canvas.colour.size() && 3 * i + 2 < static_cast<size_t>(bytes.size()); ++i) {
+        for (size_t c = 0; c < 3; ++c) {
             canvas.colour[i][c] = static_cast<uint8_t>(bytes[static_cast<int>(3 * i + c)]);
+        }
+    }
     return canvas;
 }
 

@@ -53,8 +53,9 @@ TEST(ColoredFrames, ADescriptionComesWithItsFrame)
         Frame hd(HdPicture(), OVEL_DISPLAY_NV12);
         for (int i = 0; !stop; ++i) {
             const bool isSd = i / 3 % 2 == 0;
-            if (frames.Show(isSd ? sd.info : hd.info, isSd ? Sd : Hd) == 0)
+            if (frames.Show(isSd ? sd.info : hd.info, isSd ? Sd : Hd) == 0) {
                 ++handedOver;
+            }
         }
     });
     EXPECT_TRUE(WaitUntil([&] { return handedOver > 0; }));
@@ -95,8 +96,9 @@ QByteArray Stream(const QTemporaryDir& directory, const Picture& picture, const 
     const std::vector<uint8_t> bytes = BufferBytes(picture, OVEL_DISPLAY_YV12);
     QFile raw(directory.filePath("raw.yuv"));
     EXPECT_TRUE(raw.open(QIODevice::WriteOnly | QIODevice::Truncate));
-    for (int i = 0; i < 3; ++i)
+    for (int i = 0; i < 3; ++i) {
         raw.write(reinterpret_cast<const char*>(bytes.data()), static_cast<qint64>(bytes.size()));
+    }
     raw.close();
     const QString file = directory.filePath("part.h264");
     Ffmpeg({"-f",
@@ -149,8 +151,9 @@ TEST(Player, TagsChangeWithTheRightFrame)
         const QImage shown = QGuiApplication::primaryScreen()->grabWindow(0, 200, 200, 1, 1).toImage();
         const QColor pixel = shown.pixelColor(0, 0);
         const int which = Which(pixel, SdPicture(), HdPicture());
-        if (which == 0 && (seen[1] == 0 || pixel.lightness() < 30))
+        if (which == 0 && (seen[1] == 0 || pixel.lightness() < 30)) {
             continue; // the window on its way up or down
+        }
         ++seen[which];
         changes += which != last;
         last = which;

@@ -40,14 +40,17 @@ std::string Name(const Case& played)
 std::vector<Case> MakeCases(const QTemporaryDir& directory)
 {
     std::vector<Case> cases;
-    for (const char* codec : {"libx264", "libx265"})
-        for (const int matrix : {OVEL_MATRIX_BT601, OVEL_MATRIX_BT709, OVEL_MATRIX_BT2020})
-            for (const int range : {OVEL_RANGE_LIMITED, OVEL_RANGE_FULL})
+    for (const char* codec : {"libx264", "libx265"}) {
+        for (const int matrix : {OVEL_MATRIX_BT601, OVEL_MATRIX_BT709, OVEL_MATRIX_BT2020}) {
+            for (const int range : {OVEL_RANGE_LIMITED, OVEL_RANGE_FULL}) {
                 for (const int siting : {OVEL_SITING_LEFT, OVEL_SITING_CENTER}) {
                     const QString file = directory.filePath(QString("%1.mp4").arg(cases.size()));
                     cases.push_back({codec, {matrix, range, siting}, file});
                     MakeClip(file, TestPicture, codec, cases.back().color);
                 }
+            }
+        }
+    }
     return cases;
 }
 
@@ -77,8 +80,9 @@ TEST(Colors, EveryDescriptionOfAStreamInBothLayouts)
     const QTemporaryDir directory;
     const std::vector<Case> cases = MakeCases(directory);
     QStringList files;
-    for (const Case& played : cases)
+    for (const Case& played : cases) {
         files << played.file;
+    }
     const QImage planes = PlayerPicture(directory, files, WindowFor(cases.size()), {"--layout", "yv12"});
     const QImage pairs = PlayerPicture(directory, files, WindowFor(cases.size()), {"--layout", "nv12"});
     for (size_t i = 0; i < cases.size(); ++i) {

@@ -38,7 +38,7 @@ TEST(OverlaySample, DrawsEveryKind)
     const QImage picture(file);
     ASSERT_EQ(picture.size(), QSize(640, 360));
     int outline = 0, zone = 0, track = 0, label = 0;
-    for (int y = 0; y < picture.height(); ++y)
+    for (int y = 0; y < picture.height(); ++y) {
         for (int x = 0; x < picture.width(); ++x) {
             const QColor shown = picture.pixelColor(x, y);
             outline += shown.green() > 240 && shown.red() < 20 && shown.blue() < 20;
@@ -46,6 +46,7 @@ TEST(OverlaySample, DrawsEveryKind)
             track += y > 221 && shown.red() > 240 && shown.green() > 240 && shown.blue() < 20;
             label += shown.red() > 240 && shown.green() > 240 && shown.blue() > 240;
         }
+    }
     EXPECT_GT(outline, 1000); // a box of 115 x 108 with lines of 3
     EXPECT_GT(zone, 30000);
     EXPECT_GT(track, 100);
@@ -61,9 +62,10 @@ TEST(Player, OddSizesInBothLayouts)
     const QSize size(853, 479);
     MakeClip(file, BarsOf(size), "ffv1", color);
     const Canvas expected = Described(DecodeFirst(file).picture, color);
-    for (const char* layout : {"yv12", "nv12"})
+    for (const char* layout : {"yv12", "nv12"}) {
         EXPECT_TRUE(ShowsCanvas(PlayerPicture(directory, {file}, size, {"--layout", layout}), expected))
             << layout;
+    }
 }
 
 // What is converted on its way keeps its colours: compared where they are flat, dithering aside.
@@ -141,14 +143,17 @@ TEST(Applications, WithoutOpenGlOrDisplay)
     const QString file = directory.filePath("clip.mkv");
     MakeClip(file, BarsOf({64, 64}), "ffv1", {OVEL_MATRIX_BT601, OVEL_RANGE_LIMITED, OVEL_SITING_LEFT});
     qputenv("QT_XCB_GL_INTEGRATION", "none");
-    for (const char* program : {OVEL_PLAYER, OVEL_WALL})
+    for (const char* program : {OVEL_PLAYER, OVEL_WALL}) {
         EXPECT_TRUE(RunProgram(program, {"--seconds", "1", file}, 3).isEmpty()) << "it counts frames";
+    }
     qunsetenv("QT_XCB_GL_INTEGRATION");
     const QByteArray display = qgetenv("DISPLAY");
     qunsetenv("DISPLAY");
-    for (const char* program : {OVEL_PLAYER, OVEL_WALL})
-        for (const char* option : {"--help", "--version"})
+    for (const char* program : {OVEL_PLAYER, OVEL_WALL}) {
+        for (const char* option : {"--help", "--version"}) {
             EXPECT_FALSE(RunProgram(program, {option}).isEmpty()) << program << option;
+        }
+    }
     qputenv("DISPLAY", display);
 }
 

@@ -24,8 +24,9 @@ template <typename Function> Function Next(const char* name)
 
 bool Acquired(void* lock, bool held)
 {
-    if (held)
+    if (held) {
         __tsan_acquire(lock);
+    }
     return held;
 }
 
@@ -42,8 +43,9 @@ public:
     bool eventFilter(QObject* receiver, QEvent* event) override
     {
         __tsan_acquire(event);
-        if (event->type() == QEvent::MetaCall)
+        if (event->type() == QEvent::MetaCall) {
             __tsan_acquire(CallsOf(receiver));
+        }
         return false;
     }
 };

@@ -34,8 +34,9 @@ struct UntiringHost {
     void Join()
     {
         stop = true;
-        for (std::thread& feeder : feeders)
+        for (std::thread& feeder : feeders) {
             feeder.join();
+        }
     }
 };
 UntiringHost* host = nullptr;
@@ -76,8 +77,9 @@ TEST(Child, DISABLED_ReleaseAfterTheApplication)
 {
     StartUntiringHost();
     std::atexit([] {
-        for (void* handle : host->handles)
+        for (void* handle : host->handles) {
             ExpectAtExit(Ovel_Release(handle) == 0, "release");
+        }
         host->Join();
         ExpectAtExit(Frame(MakePicture(8, 8), OVEL_DISPLAY_YV12).Feed(host->handles[0]) == -1,
                      "dead afterwards");
@@ -88,8 +90,9 @@ TEST(Child, DISABLED_ReleaseAfterTheApplication)
 TEST(Child, DISABLED_QuitWithAReleaseOnItsWay)
 {
     StartUntiringHost();
-    for (void* handle : host->handles)
+    for (void* handle : host->handles) {
         EXPECT_EQ(Ovel_Release(handle), 0); // deleted by no event loop
+    }
     host->Join();
 }
 

@@ -1,9 +1,10 @@
 // Numbers that no sane host or stream sends, at the ends of their ranges: each has its documented result, and
 // the next ordinary frame shows as if nothing had been.
-#include "../../fuzz/FrameSources.h"
+#include "FrameSources.h"
 #include "Harness.h"
 
 #include <QLabel>
+#include <QMutexLocker>
 #include <QOpenGLContext>
 #include <QOpenGLFunctions>
 #include <QOpenGLShaderProgram>
@@ -15,6 +16,7 @@
 #include <cmath>
 #include <cstring>
 #include <dlfcn.h>
+#include <fstream>
 
 using namespace OvelTest;
 
@@ -29,8 +31,9 @@ constexpr int Nv12 = OVEL_DISPLAY_NV12;
 int CountLines(const char* part)
 {
     int count = 0;
-    for (const std::string& line : TakeLogLines())
+    for (const std::string& line : TakeLogLines()) {
         count += line.find(part) != std::string::npos;
+    }
     return count;
 }
 
@@ -105,6 +108,78 @@ TEST_P(Hostile, Descriptors)
     }
 }
 
+// The fields are public: a buffer and sizes that do not belong together are painted as far as the buffer
+// goes.
+TEST_P(Hostile, SizesThatTheBufferDoesNotHave)
+{
+    struct Case {
+        const char* name;
+        std::function<void(CLS_ShaderBase&)> change;
+    };
+    const Case cases[] = {
+        {"reset with a small size",
+         [](CLS_ShaderBase& r) { EXPECT_EQ(r.InnerResetYuvBuf(8000, 8000, 1000), 0); }},
+        {"reset, one plane in it",
+         [](CLS_ShaderBase& r) { EXPECT_EQ(r.InnerResetYuvBuf(64, 48, 64 * 48), 0); }},
+        {"reset to a byte", [](CLS_ShaderBase& r) { EXPECT_EQ(r.InnerResetYuvBuf(64, 48, 1), 0); }},
+        {"width", [](CLS_ShaderBase& r) { r.m_nVideoWidth = 6000; }},
+        {"height", [](CLS_ShaderBase& r) { r.m_nVideoHeight = 6000; }},
+        {"no size", [](CLS_ShaderBase& r) { r.m_nVideoWidth = r.m_nVideoHeight = 0; }},
+        {"a negative size", [](CLS_ShaderBase& r) { r.m_nVideoWidth = -64; }},
+    };
+    for (const Case& c : cases) {
+        for (const int layout : {Yv12, Nv12}) {
+            for (const bool otherLayout : {false, true}) {
+                SCOPED_TRACE(testing::Message()
+                             << c.name << ", type " << layout << ", changed " << otherLayout);
+                ASSERT_NO_FATAL_FAILURE(ExpectOrdinaryFrame(layout));
+                ASSERT_TRUE(window.Show(MakePicture(64, 48), layout));
+                {
+                    const QMutexLocker lock(&window.renderer->m_mutexYuvBuf);
+                    c.change(*window.renderer);
+                    window.renderer->m_pNV12Y = window.renderer->m_pYuvBuf;
+                    window.renderer->m_pNV12UV = window.renderer->m_pYuvBuf;
+                    if (otherLayout) {
+                        window.renderer->m_nDisplayType = layout == Yv12 ? Nv12 : Yv12;
+                        window.renderer->m_bNeedFreeSource = true;
+                    }
+                }
+                ASSERT_TRUE(window.Repaint());
+                ASSERT_TRUE(window.Resize(QSize(98, 66)));
+                ASSERT_TRUE(window.Resize(QSize(96, 64)));
+                Frame nothing(MakePicture(64, 48), layout);
+                nothing.info.pYuvData = nullptr;
+                ASSERT_TRUE(window.Show(std::move(nothing)));
+            }
+        }
+    }
+    ExpectOrdinaryFrame(Yv12);
+}
+
+// Error entries name a file that is there, a function in it and a line of that function.
+void ExpectTrueLocations()
+{
+    for (const LogLocation& location : TakeLogLocations()) {
+        SCOPED_TRACE(location.source + " " + location.function + " " + std::to_string(location.line));
+        std::ifstream file;
+        for (const char* directory : {"", "picture/", "parts/"}) {
+            if (!file.is_open()) {
+                file.open(std::string(OVEL_SOURCE_DIR "/OvelRender/") + directory + location.source + ".cpp");
+            }
+        }
+        ASSERT_TRUE(file.is_open());
+        int begin = 0;
+        int number = 0;
+        for (std::string line; ++number <= location.line && std::getline(file, line);) {
+            if (line.rfind("    ", 0) != 0 && line.find(location.function + "(") != std::string::npos) {
+                begin = number;
+            }
+        }
+        EXPECT_EQ(number, location.line + 1) << "the file is shorter";
+        EXPECT_TRUE(begin > 0 && location.line - begin < 60) << "the function begins at " << begin;
+    }
+}
+
 TEST_P(Hostile, LargerThanAnyTexture)
 {
     window.renderer->makeCurrent();
@@ -120,9 +195,11 @@ TEST_P(Hostile, LargerThanAnyTexture)
         for (const QSize size : {QSize(largest + 2, 2), QSize(2, largest + 2)}) {
             ASSERT_NO_FATAL_FAILURE(ExpectOrdinaryFrame(layout));
             TakeLogLines();
-            for (int i = 0; i < 3; ++i)
+            for (int i = 0; i < 3; ++i) {
                 ASSERT_TRUE(window.Show(PlainPicture(size.width(), size.height(), 200, 90, 40), layout));
+            }
             EXPECT_EQ(CountLines("cannot be shown"), 1);
+            ExpectTrueLocations();
             EXPECT_TRUE(SameImage(window.Framebuffer(), black));
         }
     }
@@ -183,8 +260,9 @@ TEST_P(Hostile, OverlayRecords)
         for (const int count : counts) {
             for (size_t i = 0; i < 5; ++i) {
                 std::vector<tagQPOINT> points;
-                for (size_t p = 0; p < OVEL_GRAPH_POINTS; ++p)
+                for (size_t p = 0; p < OVEL_GRAPH_POINTS; ++p) {
                     points.push_back({coordinates[(p + i) % 5], coordinates[(p * 3 + i) % 5]});
+                }
                 source.records.push_back(Graph(type, ~0u, widths[i], points, alphas[(i + 2) % 5]));
                 source.records.back().iPointNum = count;
                 std::memset(source.records.back().szText, "A\xE4\xFF\x81<"[i], OVEL_GRAPH_TEXT_BYTES);
@@ -197,8 +275,9 @@ TEST_P(Hostile, OverlayRecords)
         ASSERT_TRUE(window.Show(MakePicture(16, 16), layout));
         window.renderer->grab(); // labels too
     }
-    for (const QLabel* label : window.renderer->findChildren<QLabel*>())
+    for (const QLabel* label : window.renderer->findChildren<QLabel*>()) {
         EXPECT_LE(label->text().size(), int(OVEL_GRAPH_TEXT_BYTES));
+    }
 
     // What covers nothing leaves the picture alone.
     source.records = {Graph(OVEL_GRAPH_FILLED, 0xFFFFFF, 1, {{0, 0}, {90, 0}, {0, 60}}, NAN),
@@ -209,15 +288,30 @@ TEST_P(Hostile, OverlayRecords)
     ExpectOrdinaryFrame(Nv12);
 }
 
+TEST_P(Hostile, RefusalsSayWhereTheyAre)
+{
+    ASSERT_NO_FATAL_FAILURE(ExpectOrdinaryFrame(Yv12));
+    TakeLogLocations();
+    Frame bad(MakePicture(8, 8), Yv12);
+    bad.info.iHeight = 0;
+    EXPECT_EQ(bad.Feed(window.handle), -1);
+    int type = 2;
+    EXPECT_EQ(Ovel_CreateEx(&type, sizeof(type)), nullptr);
+    EXPECT_EQ(Ovel_CreateEx(&type, -1), nullptr);
+    ExpectTrueLocations();
+}
+
 TEST_P(Hostile, ShadersThatFailAreSaidOnce)
 {
+    TakeLogLocations();
     OverlaySource source;
     source.records = {Graph(OVEL_GRAPH_OUTLINE, 0xFF, 3, {{1, 1}, {50, 30}})};
     source.Attach(window.handle);
     TakeLogLines();
     shadersAreBroken = true;
-    for (int i = 0; i < 8; ++i) // every change of layout builds a program anew
+    for (int i = 0; i < 8; ++i) { // every change of layout builds a program anew
         EXPECT_TRUE(window.Show(MakePicture(16, 16, i), i % 4 < 2 ? Yv12 : Nv12));
+    }
     shadersAreBroken = false;
     EXPECT_FALSE(qtWarnings.Take().empty());
     EXPECT_FALSE(glErrors.Take().empty());
@@ -228,6 +322,7 @@ TEST_P(Hostile, ShadersThatFailAreSaidOnce)
     };
     EXPECT_EQ(count("picture program failed"), 1);
     EXPECT_EQ(count("overlay program failed"), 1);
+    ExpectTrueLocations();
     source.records.clear();
     QWidget other; // a new context starts afresh
     other.setGeometry(40, 40, 96, 64);

@@ -19,6 +19,7 @@ using namespace OvelTest;
 extern "C" void* __libc_malloc(size_t bytes);
 extern "C" void* __libc_calloc(size_t count, size_t bytes);
 extern "C" void* __libc_realloc(void* memory, size_t bytes);
+extern "C" void* __libc_memalign(size_t alignment, size_t bytes);
 
 namespace
 {
@@ -36,15 +37,18 @@ thread_local Countdown countdown;
 
 bool Fails()
 {
-    if (!countdown.armed)
+    if (!countdown.armed) {
         return false;
+    }
     ++countdown.seen;
-    if (countdown.left == 0 || (--countdown.left > 0))
+    if (countdown.left == 0 || (--countdown.left > 0)) {
         return false;
+    }
     countdown.left = countdown.once ? 0 : 1;
     countdown.armed = false;
-    if (countdown.frames == 0)
+    if (countdown.frames == 0) {
         countdown.frames = backtrace(countdown.failedAt, 24);
+    }
     countdown.armed = true;
     errno = ENOMEM;
     return true;
@@ -81,6 +85,17 @@ extern "C" void* realloc(void* memory, size_t bytes) noexcept
     return Fails() ? nullptr : __libc_realloc(memory, bytes);
 }
 
+extern "C" void* aligned_alloc(size_t alignment, size_t bytes) noexcept
+{
+    return Fails() ? nullptr : __libc_memalign(alignment, bytes);
+}
+
+extern "C" int posix_memalign(void** memory, size_t alignment, size_t bytes) noexcept
+{
+    *memory = Fails() ? nullptr : __libc_memalign(alignment, bytes);
+    return *memory ? 0 : ENOMEM;
+}
+
 namespace
 {
 
@@ -100,8 +115,9 @@ Ending TryInChild(const std::function<bool()>& call)
 {
     const pid_t child = fork();
     if (child == 0) {
-        for (const int signal : {SIGSEGV, SIGABRT, SIGBUS})
+        for (const int signal : {SIGSEGV, SIGABRT, SIGBUS}) {
             std::signal(signal, &ReportCrash);
+        }
         alarm(20);
         try {
             _exit(call() ? 0 : 1);
@@ -111,8 +127,9 @@ Ending TryInChild(const std::function<bool()>& call)
     }
     int status = 0;
     waitpid(child, &status, 0);
-    if (!WIFEXITED(status) || WEXITSTATUS(status) > 1)
+    if (!WIFEXITED(status) || WEXITSTATUS(status) > 1) {
         return Ending::Crashed;
+    }
     return WEXITSTATUS(status) == 0 ? Ending::Fine : Ending::Wrong;
 }
 
@@ -146,8 +163,9 @@ Sweep FailEach(const Call& call, bool once, const std::function<bool()>& stillFi
         const Ending ending = TryInChild(attempt);
         EXPECT_NE(ending, Ending::Wrong);
         sweep.crashed += ending == Ending::Crashed;
-        if (ending != Ending::Fine || !inProcess)
+        if (ending != Ending::Fine || !inProcess) {
             continue;
+        }
         EXPECT_TRUE(attempt());
         sweep.refused += result == -1;
     }
@@ -226,8 +244,9 @@ TEST_P(Memory, FrameRecordCommand)
         SCOPED_TRACE(command);
         const tagOvelZoomArea payload{0, 0, 1, 1};
         const Call send = [&] { return command < 0 ? record() : window.Set(command, payload); };
-        if (command == OVELCMD_SET_DRAW_CALLBACK || command == OVELCMD_SET_LABEL_PARENT)
+        if (command == OVELCMD_SET_DRAW_CALLBACK || command == OVELCMD_SET_LABEL_PARENT) {
             continue; // a payload of numbers means nothing to them
+        }
         for (const bool once : {true, false}) {
             const Sweep sweep = FailEach(send, once, showsTheNextFrame, true);
             EXPECT_EQ(sweep.crashed, 0);
@@ -243,6 +262,32 @@ TEST_P(Memory, FrameRecordCommand)
     ASSERT_TRUE(window.Show(picture, OVEL_DISPLAY_NV12));
     EXPECT_TRUE(ShowsCanvas(window.Framebuffer(),
                             RenderPicture(picture, OVEL_DISPLAY_NV12, window.CurrentView()), 5));
+}
+
+// A frame that finds no memory is refused, and the picture before it stays on the screen, also when the
+// window is painted again. The sub-image renderer shows black without a buffer.
+TEST_P(Memory, ThePictureBeforeStays)
+{
+    RenderWindow window(GetParam());
+    for (const int layout : {OVEL_DISPLAY_YV12, OVEL_DISPLAY_NV12}) {
+        ASSERT_TRUE(window.Show(MakePicture(40, 30, layout), layout));
+        QImage expected = window.Framebuffer();
+        if (window.IsSubImage()) {
+            expected.fill(Qt::black);
+        }
+        Frame larger(MakePicture(80, 60), layout);
+        {
+            const FailingAllocations failing(1, false);
+            EXPECT_EQ(larger.Feed(window.handle), -1);
+        }
+        for (int i = 0; i < 3; ++i) {
+            ASSERT_TRUE(window.Repaint());
+        }
+        EXPECT_TRUE(SameImage(window.Framebuffer(), expected));
+        ASSERT_TRUE(window.Show(std::move(larger)));
+        EXPECT_TRUE(ShowsCanvas(window.Framebuffer(),
+                                RenderPicture(MakePicture(80, 60), layout, window.CurrentView()), 5));
+    }
 }
 
 } // namespace

@@ -23,8 +23,9 @@ int failures = 0;
 
 void Expect(bool holds, const char* what)
 {
-    if (!holds && ++failures)
+    if (!holds && ++failures) {
         std::fprintf(stderr, "FAILED: %s\n", what);
+    }
 }
 
 struct Library {
@@ -45,8 +46,9 @@ struct Library {
 
 void RunEvents()
 {
-    for (int i = 0; i < 5; ++i)
+    for (int i = 0; i < 5; ++i) {
         QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
+    }
     QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
 }
 
@@ -84,8 +86,9 @@ bool PaintsFromAThread(const Library& library, void* renderer)
 struct LateCalls {
     ~LateCalls()
     {
-        if (release && (release(renderer) != 0 || show(renderer, &frame, sizeof(frame)) != -1))
+        if (release && (release(renderer) != 0 || show(renderer, &frame, sizeof(frame)) != -1)) {
             _exit(1);
+        }
     }
     void* renderer = nullptr;
     decltype(&Ovel_Release) release = nullptr;
@@ -109,11 +112,13 @@ void RunApplication(int& argc, char** argv)
             Expect(ShowFrame(library, renderer) == 0, "a frame is taken");
             RunEvents();
             ShowFrame(library, renderer); // a repaint and a deletion are on their way when the library closes
-            if (round == 0)
+            if (round == 0) {
                 Expect(library.release(renderer) == 0, "release");
+            }
         }
-        if (round < 2)
+        if (round < 2) {
             RunEvents();
+        }
     }
 }
 
@@ -121,14 +126,16 @@ void RunApplication(int& argc, char** argv)
 
 int main(int argc, char** argv)
 {
-    if (argc < 2 || qEnvironmentVariableIsEmpty("DISPLAY"))
+    if (argc < 2 || qEnvironmentVariableIsEmpty("DISPLAY")) {
         return 77;
+    }
     {
         const Library library(argv[1]);
         Expect(library.create(nullptr) == nullptr, "no renderer without an application");
     }
-    for (int life = 0; life < 2; ++life)
+    for (int life = 0; life < 2; ++life) {
         RunApplication(argc, argv);
+    }
     const QApplication application(argc, argv);
     const Library library(argv[1]);
     lateCalls.renderer = library.create(nullptr);

@@ -38,8 +38,9 @@ constexpr unsigned int GlDebugTypeError = 0x824C;
 void QOPENGLF_APIENTRY OnGlMessage(GLenum, GLenum type, GLuint, GLenum, GLsizei, const char* text,
                                    const void*)
 {
-    if (type == GlDebugTypeError)
+    if (type == GlDebugTypeError) {
         OvelTest::glErrors.Add(text);
+    }
 }
 
 // Makes a context report its errors from birth on.
@@ -50,8 +51,9 @@ void WatchContext(QOpenGLContext* context)
     QOffscreenSurface surface;
     surface.setFormat(context->format());
     surface.create();
-    if (!context->makeCurrent(&surface))
+    if (!context->makeCurrent(&surface)) {
         return;
+    }
     using Install = void(QOPENGLF_APIENTRY*)(decltype(&OnGlMessage), const void*);
     auto install = reinterpret_cast<Install>(context->getProcAddress(
         context->isOpenGLES() ? "glDebugMessageCallbackKHR" : "glDebugMessageCallback"));
@@ -61,8 +63,9 @@ void WatchContext(QOpenGLContext* context)
         context->functions()->glEnable(GlDebugOutputSynchronous);
     }
     context->doneCurrent();
-    if (previous)
+    if (previous) {
         previous->makeCurrent(previousSurface);
+    }
 }
 
 // Aborts when one test takes longer than a minute, so that a deadlock names the test that has it.
@@ -122,8 +125,9 @@ bool QOpenGLContext::create()
     using Create = bool (*)(QOpenGLContext*);
     static const auto real = reinterpret_cast<Create>(dlsym(RTLD_NEXT, "_ZN14QOpenGLContext6createEv"));
     const bool created = real(this);
-    if (created)
+    if (created) {
         WatchContext(this);
+    }
     return created;
 }
 
@@ -152,8 +156,9 @@ bool WaitUntil(const std::function<bool()>& condition, int milliseconds)
     timer.start();
     RunEvents();
     while (!condition()) {
-        if (timer.elapsed() > milliseconds)
+        if (timer.elapsed() > milliseconds) {
             return false;
+        }
         QThread::usleep(500);
         RunEvents();
     }
@@ -181,18 +186,21 @@ int OverlaySource::Callback(int reserved, __tagQDrawCallbackInfo* info, int leng
 {
     auto* source = static_cast<OverlaySource*>(user);
     source->calls.push_back({reserved, *info, length});
-    for (auto& record : source->records)
+    for (auto& record : source->records) {
         info->pfnDrawToRender(&record, sizeof(record), info->pRender);
-    if (source->inside)
+    }
+    if (source->inside) {
         source->inside();
+    }
     return 0;
 }
 
 RenderWindow::RenderWindow(int typeCode, QSize size, bool translucent)
     : top(new QWidget), subImage(typeCode == OVEL_RENDER_SUB_IMAGE)
 {
-    if (translucent)
+    if (translucent) {
         top->setAttribute(Qt::WA_TranslucentBackground);
+    }
     auto* layout = new QVBoxLayout(top.get());
     layout->setContentsMargins(0, 0, 0, 0);
     if (subImage) {
@@ -281,15 +289,18 @@ int main(int argc, char** argv)
         std::printf("skipped: there is no display\n");
         return 77;
     }
-    if (qEnvironmentVariableIsEmpty("XDG_RUNTIME_DIR"))
+    if (qEnvironmentVariableIsEmpty("XDG_RUNTIME_DIR")) {
         qputenv("XDG_RUNTIME_DIR", "/tmp");
+    }
     ::testing::InitGoogleTest(&argc, argv);
     qInstallMessageHandler(OnQtMessage);
     ChooseContext(qEnvironmentVariable("OVEL_TEST_CONTEXT").toStdString());
-    if (!qEnvironmentVariableIsEmpty("OVEL_TEST_SHARE"))
+    if (!qEnvironmentVariableIsEmpty("OVEL_TEST_SHARE")) {
         QCoreApplication::setAttribute(Qt::AA_ShareOpenGLContexts);
-    for (auto* function : beforeApplication)
+    }
+    for (auto* function : beforeApplication) {
         function();
+    }
     QApplication application(argc, argv);
     OvelTest::qtWarnings.Take();
     std::thread(Watch).detach();

@@ -13,6 +13,7 @@ std::mutex linesLock;
 std::vector<std::string> lines;
 std::recursive_mutex bufferLock; // held from sdk_log_buf_lock to the entry's end, as the real one does
 std::string location;
+std::vector<LogLocation> locations;
 
 void Keep(const std::string& line)
 {
@@ -26,6 +27,12 @@ RECORDER_API std::vector<std::string> TakeLogLines()
 {
     const std::lock_guard<std::mutex> guard(linesLock);
     return std::exchange(lines, {});
+}
+
+RECORDER_API std::vector<LogLocation> TakeLogLocations()
+{
+    const std::lock_guard<std::mutex> guard(linesLock);
+    return std::exchange(locations, {});
 }
 
 extern "C" {
@@ -47,8 +54,13 @@ RECORDER_API void sdk_log_buf_msg(const char* text, ...)
 {
     char source[64] = "";
     char function[64] = "";
-    if (std::sscanf(text, "file: %63[^,], func:%63[^,], line: ", source, function) == 2)
-        location = std::string(source) + "|" + function + "|";
+    int line = 0;
+    if (std::sscanf(text, "file: %63[^,], func:%63[^,], line: %d", source, function, &line) < 2) {
+        return;
+    }
+    location = std::string(source) + "|" + function + "|";
+    const std::lock_guard<std::mutex> guard(linesLock);
+    locations.push_back({source, function, line});
 }
 
 RECORDER_API void sdk_err_buf_msg_unlock(const char* text, ...)

@@ -7,3 +7,11 @@
 
 // Lines since the last call: plain messages as they are, errors as "E source|function|message".
 std::vector<std::string> TakeLogLines();
+
+// Where the error entries since the last call say they come from.
+struct LogLocation {
+    std::string source;
+    std::string function;
+    int line;
+};
+std::vector<LogLocation> TakeLogLocations();

@@ -14,9 +14,10 @@ namespace
 // Rows of a plane, `pitch` apart.
 void PutRows(std::vector<uint8_t>& target, size_t offset, const Plane& rows, int pitch)
 {
-    for (int row = 0; row < rows.height; ++row)
+    for (int row = 0; row < rows.height; ++row) {
         std::memcpy(&target[offset + Plane::Count(row, pitch)], &rows.data[Plane::Count(row, rows.width)],
                     static_cast<size_t>(rows.width));
+    }
 }
 
 // Half the rows, each of full width: U, V pairs and, for an odd width, one byte more.
@@ -24,11 +25,12 @@ Plane InterleavedChroma(const Picture& picture)
 {
     Plane rows{picture.width, picture.height / 2};
     rows.Fill(PaddingMarker);
-    for (int y = 0; y < rows.height; ++y)
+    for (int y = 0; y < rows.height; ++y) {
         for (int x = 0; x < picture.width / 2; ++x) {
             rows.At(2 * x, y) = picture.u.At(x, y);
             rows.At(2 * x + 1, y) = picture.v.At(x, y);
         }
+    }
     return rows;
 }
 
@@ -53,8 +55,9 @@ double Sample(const Plane& plane, double s, double t)
 
 double SampleChroma(const Plane& plane, const Picture& picture, int siting, double s, double t)
 {
-    if (siting == OVEL_SITING_CENTER)
+    if (siting == OVEL_SITING_CENTER) {
         return Sample(plane, s, t);
+    }
     // In luma samples, whose centres lie at whole numbers: a chroma sample on every second column, and
     // between two rows or on every second one.
     const double column = s * picture.width - 0.5;
@@ -95,8 +98,9 @@ std::array<double, 3> ConvertSamples(int displayType, const tagOvelColor& color,
     default:
         break;
     }
-    if (displayType == OVEL_DISPLAY_NV12)
+    if (displayType == OVEL_DISPLAY_NV12) {
         return {luma + 1.13983 * cr, luma - 0.39465 * cb - 0.58060 * cr, luma + 2.03211 * cb};
+    }
     return {luma + 1.4075 * cr, luma - 0.3455 * cb - 0.7169 * cr, luma + 1.779 * cb};
 }
 
@@ -106,8 +110,9 @@ std::array<double, 3> Convert(const Picture& picture, int displayType, const tag
     const double u = SampleChroma(picture.u, picture, color.iChromaSiting, s, t);
     const double v = SampleChroma(picture.v, picture, color.iChromaSiting, s, t);
     std::array<double, 3> rgb = ConvertSamples(displayType, color, Sample(picture.luma, s, t), u, v);
-    for (double& c : rgb)
+    for (double& c : rgb) {
         c = std::clamp(c, 0.0, 1.0) * 255.0;
+    }
     return rgb;
 }
 
@@ -116,8 +121,9 @@ Point TexturePosition(const View& view, double px, double py)
 {
     const Point ndc{2 * px / view.device.width() - 1, 1 - 2 * py / view.device.height()};
     Point p = view.Mirrored(ndc);
-    for (int i = 0; i < view.Quarters(); ++i)
+    for (int i = 0; i < view.Quarters(); ++i) {
         p = {p.y, -p.x};
+    }
     double left = -1, right = 1, top = 1, bottom = -1;
     const tagOvelZoomArea& z = view.zoom;
     const tagOvelZoomArea& d = view.destination;
@@ -155,8 +161,9 @@ Cover CoverOf(const Shape& shape, Point p)
     for (size_t i = 0; i < shape.size(); ++i) {
         const Point a = shape[i];
         const Point b = shape[(i + 1) % shape.size()];
-        if (EdgeDistance(a, b, p) < 0.8)
+        if (EdgeDistance(a, b, p) < 0.8) {
             return Cover::Edge;
+        }
         ((b.x - a.x) * (p.y - a.y) - (b.y - a.y) * (p.x - a.x) > 0 ? positive : negative)++;
     }
     return positive == 0 || negative == 0 ? Cover::Inside : Cover::Outside;
@@ -165,8 +172,9 @@ Cover CoverOf(const Shape& shape, Point p)
 Shape WideSegment(Point a, Point b, double width)
 {
     const double h = width / 2;
-    if (std::abs(b.x - a.x) >= std::abs(b.y - a.y))
+    if (std::abs(b.x - a.x) >= std::abs(b.y - a.y)) {
         return {{a.x, a.y - h}, {b.x, b.y - h}, {b.x, b.y + h}, {a.x, a.y + h}};
+    }
     return {{a.x - h, a.y}, {b.x - h, b.y}, {b.x + h, b.y}, {a.x + h, a.y}};
 }
 
@@ -174,27 +182,32 @@ std::vector<Shape> Shapes(const __tagQDrawGraphInfo& record, const View& view)
 {
     std::vector<Shape> shapes;
     Shape points;
-    for (int i = 0; i < std::min<int>(record.iPointNum, OVEL_GRAPH_POINTS); ++i)
+    for (int i = 0; i < std::min<int>(record.iPointNum, OVEL_GRAPH_POINTS); ++i) {
         points.push_back(MapRecordPoint(view, record.stPoint[i]));
+    }
     if (record.iGraphType == OVEL_GRAPH_FILLED) {
-        for (size_t i = 2; i < points.size(); ++i)
+        for (size_t i = 2; i < points.size(); ++i) {
             shapes.push_back({points[i - 2], points[i - 1], points[i]});
+        }
         return shapes;
     }
     const double width =
         std::max(1, record.iFontSize) * (static_cast<double>(view.device.width()) / view.widget.width());
-    for (size_t i = 1; i < points.size(); ++i)
+    for (size_t i = 1; i < points.size(); ++i) {
         shapes.push_back(WideSegment(points[i - 1], points[i], width));
-    if (record.iGraphType != OVEL_GRAPH_POLYLINE && points.size() > 1)
+    }
+    if (record.iGraphType != OVEL_GRAPH_POLYLINE && points.size() > 1) {
         shapes.push_back(WideSegment(points.back(), points.front(), width));
+    }
     return shapes;
 }
 
 void DrawRecord(Canvas& canvas, const __tagQDrawGraphInfo& record, const View& view, double opacity)
 {
     std::array<double, 3> colour{};
-    for (size_t c = 0; c < 3; ++c)
+    for (size_t c = 0; c < 3; ++c) {
         colour[c] = std::clamp((record.uiColor >> 8 * c & 255) / 126.0 - 1.0, 0.0, 1.0) * 255.0;
+    }
     for (const Shape& shape : Shapes(record, view)) {
         const auto [minX, maxX] =
             std::minmax_element(shape.begin(), shape.end(), [](Point a, Point b) { return a.x < b.x; });
@@ -202,19 +215,24 @@ void DrawRecord(Canvas& canvas, const __tagQDrawGraphInfo& record, const View& v
             std::minmax_element(shape.begin(), shape.end(), [](Point a, Point b) { return a.y < b.y; });
         const int right = static_cast<int>(std::min<double>(canvas.width - 1, maxX->x + 2));
         const int bottom = static_cast<int>(std::min<double>(canvas.height - 1, maxY->y + 2));
-        for (int y = static_cast<int>(std::max(0.0, minY->y - 2)); y <= bottom; ++y)
+        for (int y = static_cast<int>(std::max(0.0, minY->y - 2)); y <= bottom; ++y) {
             for (int x = static_cast<int>(std::max(0.0, minX->x - 2)); x <= right; ++x) {
                 const Cover cover = CoverOf(shape, {x + 0.5, y + 0.5});
                 const size_t at = canvas.At(x, y);
-                if (cover == Cover::Edge)
+                if (cover == Cover::Edge) {
                     canvas.certain[at] = false;
-                if (cover != Cover::Inside)
+                }
+                if (cover != Cover::Inside) {
                     continue;
-                for (size_t c = 0; c < 3; ++c)
+                }
+                for (size_t c = 0; c < 3; ++c) {
                     canvas.colour[at][c] += (colour[c] - canvas.colour[at][c]) * opacity;
-                if (opacity >= 1)
+                }
+                if (opacity >= 1) {
                     canvas.certain[at] = true;
+                }
             }
+        }
     }
 }
 
@@ -225,11 +243,13 @@ Picture MakePicture(int width, int height, int seed)
     Picture picture = PlainPicture(width, height, 0, 0, 0);
     const auto fill = [](Plane& plane, double base, double right, double down, int stepX, int stepY,
                          int noise, int shift) {
-        for (int y = 0; y < plane.height; ++y)
-            for (int x = 0; x < plane.width; ++x)
+        for (int y = 0; y < plane.height; ++y) {
+            for (int x = 0; x < plane.width; ++x) {
                 plane.At(x, y) =
                     static_cast<uint8_t>(base + right * x / plane.width + down * y / plane.height +
                                          (x * stepX + y * stepY + shift) % noise);
+            }
+        }
     };
     fill(picture.luma, 85, 60, 30, 5, 11, 16, seed * 3);
     fill(picture.u, 104, 10, 30, 3, 7, 8, seed);
@@ -298,20 +318,26 @@ Canvas::Canvas(QSize size)
 Canvas RenderPicture(const Picture& picture, int displayType, const View& view)
 {
     Canvas canvas(view.device);
-    if (displayType != OVEL_DISPLAY_YV12 && displayType != OVEL_DISPLAY_NV12)
+    if (displayType != OVEL_DISPLAY_YV12 && displayType != OVEL_DISPLAY_NV12) {
         return canvas;
-    for (int y = 0; y < canvas.height; ++y)
+    }
+    for (int y = 0; y < canvas.height; ++y) {
         for (int x = 0; x < canvas.width; ++x) {
             const size_t at = canvas.At(x, y);
             const Point p = TexturePosition(view, x + 0.5, y + 0.5);
-            if (InTexture(p))
+            if (InTexture(p)) {
                 canvas.colour[at] = Convert(picture, displayType, view.color, p.x, p.y);
-            for (const double dx : {-0.5, 1.5})
-                for (const double dy : {-0.5, 1.5})
+            }
+            for (const double dx : {-0.5, 1.5}) {
+                for (const double dy : {-0.5, 1.5}) {
                     if (x + dx > 0 && x + dx < canvas.width && y + dy > 0 && y + dy < canvas.height &&
-                        InTexture(TexturePosition(view, x + dx, y + dy)) != InTexture(p))
+                        InTexture(TexturePosition(view, x + dx, y + dy)) != InTexture(p)) {
                         canvas.certain[at] = false;
+                    }
+                }
+            }
         }
+    }
     return canvas;
 }
 
@@ -330,8 +356,9 @@ Point MapRecordPoint(const View& view, tagQPOINT point)
         ndc = {static_cast<double>(point.x) / std::max(1, w1 / 2) - 1,
                1 - static_cast<double>(point.y) / std::max(1, h1 / 2)};
     }
-    for (int i = 0; i < view.Quarters(); ++i)
+    for (int i = 0; i < view.Quarters(); ++i) {
         ndc = {-ndc.y, ndc.x};
+    }
     ndc = view.Mirrored(ndc);
     return {(ndc.x + 1) / 2 * view.device.width(), (1 - ndc.y) / 2 * view.device.height()};
 }
@@ -342,30 +369,35 @@ void DrawOverlays(Canvas& canvas, const std::vector<__tagQDrawGraphInfo>& record
     std::vector<__tagQDrawGraphInfo> translucent; // the first-arrived comes last
     for (const auto& record : records) {
         const bool filled = record.iGraphType == OVEL_GRAPH_FILLED;
-        if (filled && record.fAlpha != 0.0f)
+        if (filled && record.fAlpha != 0.0f) {
             translucent.insert(translucent.begin(), record);
-        else if (filled ? !linesOnly : record.iGraphType >= 0 && record.iGraphType <= 2)
+        } else if (filled ? !linesOnly : record.iGraphType >= 0 && record.iGraphType <= 2) {
             DrawRecord(canvas, record, view, 1.0);
+        }
     }
-    for (const auto& record : translucent)
-        if (!linesOnly && !std::isnan(record.fAlpha))
+    for (const auto& record : translucent) {
+        if (!linesOnly && !std::isnan(record.fAlpha)) {
             DrawRecord(canvas, record, view, std::clamp(static_cast<double>(record.fAlpha), 0.0, 1.0));
+        }
+    }
 }
 
 ::testing::AssertionResult ShowsCanvas(const QImage& actual, const Canvas& expected, int tolerance)
 {
-    if (actual.size() != QSize(expected.width, expected.height))
+    if (actual.size() != QSize(expected.width, expected.height)) {
         return ::testing::AssertionFailure() << "size " << actual.width() << "x" << actual.height()
                                              << ", not " << expected.width << "x" << expected.height;
+    }
     size_t certain = 0;
     size_t beyond = 0;
     double worst = 0;
     std::string where;
-    for (int y = 0; y < expected.height; ++y)
+    for (int y = 0; y < expected.height; ++y) {
         for (int x = 0; x < expected.width; ++x) {
             const size_t at = expected.At(x, y);
-            if (!expected.certain[at])
+            if (!expected.certain[at]) {
                 continue;
+            }
             ++certain;
             const QColor shown = actual.pixelColor(x, y);
             const auto& wanted = expected.colour[at];
@@ -373,18 +405,22 @@ void DrawOverlays(Canvas& canvas, const std::vector<__tagQDrawGraphInfo>& record
                 std::max({std::abs(shown.red() - wanted[0]), std::abs(shown.green() - wanted[1]),
                           std::abs(shown.blue() - wanted[2])});
             beyond += difference > tolerance;
-            if (difference <= worst)
+            if (difference <= worst) {
                 continue;
+            }
             worst = difference;
             std::ostringstream text;
             text << worst << " at (" << x << ", " << y << "): shown " << shown.red() << " " << shown.green()
                  << " " << shown.blue() << ", expected " << wanted[0] << " " << wanted[1] << " " << wanted[2];
             where = text.str();
         }
-    if (certain * 10 < expected.certain.size() * 3)
+    }
+    if (certain * 10 < expected.certain.size() * 3) {
         return ::testing::AssertionFailure() << "only " << certain << " pixels decide";
-    if (beyond == 0)
+    }
+    if (beyond == 0) {
         return ::testing::AssertionSuccess();
+    }
     return ::testing::AssertionFailure()
            << beyond << " of " << certain << " pixels differ, most by " << where;
 }
@@ -392,11 +428,12 @@ void DrawOverlays(Canvas& canvas, const std::vector<__tagQDrawGraphInfo>& record
 ::testing::AssertionResult SameImage(const QImage& left, const QImage& right, int tolerance)
 {
     Canvas canvas(right.size());
-    for (int y = 0; y < right.height(); ++y)
+    for (int y = 0; y < right.height(); ++y) {
         for (int x = 0; x < right.width(); ++x) {
             const QColor c = right.pixelColor(x, y);
             canvas.colour[canvas.At(x, y)] = {c.redF() * 255, c.greenF() * 255, c.blueF() * 255};
         }
+    }
     return ShowsCanvas(left, canvas, tolerance);
 }
 

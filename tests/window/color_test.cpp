@@ -17,11 +17,12 @@ const int Layouts[] = {OVEL_DISPLAY_YV12, OVEL_DISPLAY_NV12};
 Picture Checkered(int width, int height)
 {
     Picture picture = MakePicture(width, height, width);
-    for (int y = 0; y < height / 2; ++y)
+    for (int y = 0; y < height / 2; ++y) {
         for (int x = 0; x < width / 2; ++x) {
             picture.u.At(x, y) = static_cast<uint8_t>(98 + (x * 37 + y * 23) % 60);
             picture.v.At(x, y) = static_cast<uint8_t>(100 + (x * 29 + y * 41) % 56);
         }
+    }
     return picture;
 }
 
@@ -38,8 +39,9 @@ protected:
         view.widget = whole.widget;
         view.device = whole.device;
         view.color = color;
-        if (window.IsSubImage())
+        if (window.IsSubImage()) {
             view.angle = view.mirror = 0;
+        }
         EXPECT_TRUE(ShowsCanvas(window.Framebuffer(), RenderPicture(picture, layout, view), tolerance))
             << "type " << layout << " matrix " << color.iMatrix << " range " << color.iRange << " siting "
             << color.iChromaSiting;
@@ -55,14 +57,16 @@ TEST_P(ColorTest, EveryDescription)
         const Picture picture = Checkered(48, 32);
         ASSERT_TRUE(window.Show(picture, layout));
         const QImage plain = window.Framebuffer();
-        for (int matrix = 0; matrix <= OVEL_MATRIX_BT2020; ++matrix)
-            for (int range = 0; range <= OVEL_RANGE_FULL; ++range)
+        for (int matrix = 0; matrix <= OVEL_MATRIX_BT2020; ++matrix) {
+            for (int range = 0; range <= OVEL_RANGE_FULL; ++range) {
                 for (int siting = 0; siting <= OVEL_SITING_TOP_LEFT; ++siting) {
                     const tagOvelColor color{matrix, range, siting};
                     ASSERT_TRUE(window.Painted([&] { EXPECT_EQ(Describe(color), 0); }))
                         << "it repaints by itself";
                     ExpectShown(picture, layout, color);
                 }
+            }
+        }
         ASSERT_TRUE(window.Painted([&] { EXPECT_EQ(Describe({0, 0, 0}), 0); }));
         EXPECT_TRUE(SameImage(window.Framebuffer(), plain));
     }
@@ -72,16 +76,18 @@ TEST_P(ColorTest, EveryDescription)
 TEST_P(ColorTest, StrongColors)
 {
     const std::array<uint8_t, 3> flats[] = {{40, 225, 150}, {60, 110, 215}, {200, 62, 70}};
-    for (const auto& flat : flats)
+    for (const auto& flat : flats) {
         for (const int layout : Layouts) {
             const Picture picture = PlainPicture(16, 16, flat[0], flat[1], flat[2]);
             ASSERT_TRUE(window.Show(picture, layout));
-            for (int matrix = 0; matrix <= OVEL_MATRIX_BT2020; ++matrix)
+            for (int matrix = 0; matrix <= OVEL_MATRIX_BT2020; ++matrix) {
                 for (int range = 0; range <= OVEL_RANGE_FULL; ++range) {
                     ASSERT_TRUE(window.Painted([&] { Describe({matrix, range, 0}); }));
                     ExpectShown(picture, layout, {matrix, range, 0}, View(), 1);
                 }
+            }
         }
+    }
 }
 
 // Samples that the standards give for colours everyone knows.
@@ -103,20 +109,22 @@ TEST_P(ColorTest, KnownColors)
         {{OVEL_MATRIX_BT601, OVEL_RANGE_FULL, 0}, {76, 85, 255}, {255, 0, 0}},
         {{OVEL_MATRIX_BT601, OVEL_RANGE_FULL, 0}, {128, 128, 128}, {128, 128, 128}},
     };
-    for (const Case& c : cases)
+    for (const Case& c : cases) {
         for (const int layout : Layouts) {
             Describe(c.color);
             ASSERT_TRUE(window.Show(PlainPicture(16, 16, c.yuv[0], c.yuv[1], c.yuv[2]), layout));
             const QColor shown = window.Framebuffer().pixelColor(40, 30);
-            for (const auto component : {&QColor::red, &QColor::green, &QColor::blue})
+            for (const auto component : {&QColor::red, &QColor::green, &QColor::blue}) {
                 EXPECT_NEAR((shown.*component)(), (c.shown.*component)(), 2) << "case " << &c - cases;
+            }
         }
+    }
 }
 
 TEST_P(ColorTest, SitingOfOddSizes)
 {
     for (const QSize& size :
-         {QSize(17, 9), QSize(7, 16), QSize(5, 3), QSize(439, 31), QSize(16, 7), QSize(2, 2)})
+         {QSize(17, 9), QSize(7, 16), QSize(5, 3), QSize(439, 31), QSize(16, 7), QSize(2, 2)}) {
         for (const int layout : Layouts) {
             const Picture picture = Checkered(size.width(), size.height());
             ASSERT_TRUE(window.Show(picture, layout));
@@ -127,6 +135,7 @@ TEST_P(ColorTest, SitingOfOddSizes)
                 ExpectShown(picture, layout, color);
             }
         }
+    }
     const tagOvelColor color{OVEL_MATRIX_BT709, OVEL_RANGE_LIMITED, OVEL_SITING_TOP_LEFT};
     Picture grey = MakePicture(40, 1);
     ASSERT_TRUE(window.Show(grey, OVEL_DISPLAY_NV12));

@@ -31,10 +31,12 @@ protected:
     // From here on, in `updates`.
     void CountUpdates()
     {
-        if (auto* full = dynamic_cast<CLS_ShaderYuv*>(renderer))
+        if (auto* full = dynamic_cast<CLS_ShaderYuv*>(renderer)) {
             QObject::connect(full, &CLS_ShaderYuv::signalUpdate, &scope, [this] { ++updates; });
-        if (auto* sub = dynamic_cast<CLS_ShaderYuvSubImage*>(renderer))
+        }
+        if (auto* sub = dynamic_cast<CLS_ShaderYuvSubImage*>(renderer)) {
             QObject::connect(sub, &CLS_ShaderYuvSubImage::signalUpdate, &scope, [this] { ++updates; });
+        }
     }
     tagQRECT Destination() const
     {
@@ -52,9 +54,10 @@ OVEL_FOR_BOTH_RENDERERS(CommandTest);
 TEST_P(CommandTest, RefusesWhatHasNoMeaning)
 {
     uint8_t payload[64] = {};
-    for (const int code :
-         {3, 8, 0xFFF, 0x1000, 0x1002, -1, std::numeric_limits<int>::max(), std::numeric_limits<int>::min()})
+    for (const int code : {3, 8, 0xFFF, 0x1000, 0x1002, -1, std::numeric_limits<int>::max(),
+                           std::numeric_limits<int>::min()}) {
         EXPECT_EQ(Set(code, payload, 32), -1) << code;
+    }
     for (int code = 0; code < 8; ++code) {
         EXPECT_EQ(Set(code, nullptr, 16), -1) << code;
         EXPECT_EQ(Set(code, payload, 0), -1) << code;
@@ -85,7 +88,7 @@ TEST_P(CommandTest, ColorDescriptions)
                           {{0, 0, -1}, -1},   {{Most, 1, 1}, -1}, {{1, ~Most, 1}, -1}, {{256, 0, 0}, -1},
                           {{1, 0x100, 0}, -1}};
     int expected = 0;
-    for (const Case& c : cases)
+    for (const Case& c : cases) {
         for (const int size : {12, 13, 64}) {
             std::memcpy(payload, &c.color, sizeof(c.color));
             expected += c.result == 0;
@@ -93,6 +96,7 @@ TEST_P(CommandTest, ColorDescriptions)
                 << "case " << &c - cases << " " << size;
             EXPECT_EQ(updates, expected) << "each that is taken asks for one repaint";
         }
+    }
     EXPECT_TRUE(TakeLogLines().empty());
 }
 
@@ -183,8 +187,9 @@ TEST_P(CommandTest, RatioModes)
         EXPECT_TRUE(renderer->m_stDrawDstNorm ==
                     (tagOvelZoomArea{single(f.left, 640), single(f.top, 480), single(f.right, 640),
                                      single(f.bottom, 480)}));
-        if (c.mode != 0 || c.width == 0)
+        if (c.mode != 0 || c.width == 0) {
             continue;
+        }
         tagQRECT copy{0, 0, 639, 479};
         EXPECT_EQ(DrawAdjustDstSurfaceRect(&copy, c.width, c.height), 0);
         EXPECT_TRUE(copy == c.fitted) << "the exported fit is the same one";

@@ -31,9 +31,11 @@ Frame SmallFrame()
 std::vector<std::string> ErrorLines()
 {
     std::vector<std::string> errors;
-    for (const std::string& line : TakeLogLines())
-        if (line.rfind("E ", 0) == 0)
+    for (const std::string& line : TakeLogLines()) {
+        if (line.rfind("E ", 0) == 0) {
             errors.push_back(line);
+        }
+    }
     return errors;
 }
 
@@ -183,13 +185,15 @@ TEST_P(FacadeLife, CallbackBlocksOthersButNotItself)
         Ovel_ClearDraw(handle);
         EXPECT_EQ(Ovel_Release(handle), -1);
         inside = true;
-        while (!leave)
+        while (!leave) {
             std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        }
     };
     EXPECT_EQ(source.Attach(handle), 0);
     std::thread feeder([&] { EXPECT_EQ(SmallFrame().Feed(handle), 0); });
-    while (!inside)
+    while (!inside) {
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
     QElapsedTimer timer;
     timer.start();
     EXPECT_EQ(SmallFrame().Feed(handle), -1) << "dropped while the callback runs";
@@ -241,13 +245,16 @@ TEST_P(FacadeLife, SinkRefusesRenderersThatAreGone)
     int nobody = 0;
     EXPECT_EQ(info.pfnDrawToRender(&record, sizeof(record), &nobody), -1);
     std::vector<std::thread> pushers;
-    for (int t = 0; t < 4; ++t)
+    for (int t = 0; t < 4; ++t) {
         pushers.emplace_back([&] {
-            for (int i = 0; i < 250; ++i)
+            for (int i = 0; i < 250; ++i) {
                 EXPECT_EQ(info.pfnDrawToRender(&record, sizeof(record), info.pRender), 0);
+            }
         });
-    for (auto& pusher : pushers)
+    }
+    for (auto& pusher : pushers) {
         pusher.join();
+    }
     EXPECT_EQ(renderer->m_vecDrawGraphInfo.size(), 1000) << "later and from any thread";
     EXPECT_EQ(Ovel_Release(handle), 0);
     EXPECT_EQ(info.pfnDrawToRender(&record, sizeof(record), info.pRender), -1);
@@ -265,6 +272,8 @@ TEST_P(FacadeLife, ParentDeletesTheRenderer)
     SmallFrame().Feed(handle);
     RunEventsFor(20);
     delete parent;
+    QMutex* mutex = nullptr;
+    EXPECT_EQ(FindShader(handle, mutex, false), nullptr) << "it left the registry by itself";
     EXPECT_EQ(SmallFrame().Feed(handle), -1);
     const __tagQDrawCallbackInfo info = source.calls.at(0).info;
     __tagQDrawGraphInfo record{};
@@ -284,12 +293,14 @@ TEST_P(FacadeLife, ReleaseWhileFourThreadsFeed)
         window.show();
         std::atomic<int> shown{0};
         std::vector<std::thread> feeders;
-        for (int t = 0; t < 4; ++t)
+        for (int t = 0; t < 4; ++t) {
             feeders.emplace_back([&, t] {
                 Frame frame(MakePicture(16 + 2 * t, 16), t % 2 ? OVEL_DISPLAY_NV12 : OVEL_DISPLAY_YV12);
-                while (frame.Feed(victim) == 0)
+                while (frame.Feed(victim) == 0) {
                     ++shown;
+                }
             });
+        }
         EXPECT_TRUE(WaitUntil([&] { return shown > 200; }));
         if (round % 2 == 0) {
             EXPECT_EQ(Ovel_Release(victim), 0);
@@ -299,8 +310,9 @@ TEST_P(FacadeLife, ReleaseWhileFourThreadsFeed)
             std::thread([&] { EXPECT_EQ(Ovel_Release(victim), 0); }).join();
             EXPECT_TRUE(WaitUntil([&] { return gone; }));
         }
-        for (auto& feeder : feeders)
+        for (auto& feeder : feeders) {
             feeder.join();
+        }
         RunEvents();
     }
 }
@@ -311,8 +323,9 @@ TEST_P(FacadeLife, HiddenRenderersTakeFramesAtOnce)
     Frame frame = SmallFrame();
     QElapsedTimer timer;
     timer.start();
-    for (int i = 0; i < 1000; ++i)
+    for (int i = 0; i < 1000; ++i) {
         ASSERT_EQ(frame.Feed(handle), 0);
+    }
     EXPECT_LT(timer.elapsed(), 20000) << "no call waited for its time-out";
     EXPECT_EQ(Ovel_Release(handle), 0);
 }

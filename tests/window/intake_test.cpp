@@ -2,8 +2,13 @@
 // shown.
 #include "Harness.h"
 
+#include <QMutexLocker>
+
+#include <array>
+#include <cstdlib>
 #include <cstring>
 #include <limits>
+#include <malloc.h>
 
 using namespace OvelTest;
 
@@ -102,8 +107,9 @@ TEST_P(IntakeTest, ShortDescriptorsReadAsZeroPadded)
     EXPECT_EQ(Buffer(48), BufferBytes(picture, Nv12));
     EXPECT_EQ(Ovel_ShowYuvFrame(renderer, &frame.info, 16), -1) << "no size";
     EXPECT_EQ(Buffer(48), BufferBytes(picture, Nv12));
-    for (const int size : {0, -1, std::numeric_limits<int>::min()})
+    for (const int size : {0, -1, std::numeric_limits<int>::min()}) {
         EXPECT_EQ(Ovel_ShowYuvFrame(renderer, &frame.info, size), -1);
+    }
     EXPECT_EQ(Ovel_ShowYuvFrame(renderer, nullptr, 112), -1);
 }
 
@@ -123,8 +129,9 @@ TEST_P(IntakeTest, DeclaredDataSizes)
         const bool fresh = declared > 0 && declared != renderer->m_nYuvBufSize;
         EXPECT_EQ(frame.Feed(renderer), 0);
         std::vector<uint8_t> expected = whole;
-        if (fresh && given < 48)
+        if (fresh && given < 48) {
             std::fill(expected.begin() + declared, expected.end(), uint8_t(0));
+        }
         EXPECT_EQ(Buffer(48), expected);
         EXPECT_TRUE(declared <= 0 || renderer->m_nYuvBufSize == declared);
         EXPECT_TRUE(!IsSubImage() || BlockFrame() == (declared > 0));
@@ -145,7 +152,7 @@ TEST_P(IntakeTest, DeclaredDataSizes)
 TEST_P(IntakeTest, MissingSourcesKeepTheBuffer)
 {
     const Picture picture = MakePicture(8, 4);
-    for (const int type : {Yv12, Nv12})
+    for (const int type : {Yv12, Nv12}) {
         for (const int pitch : {0, 16}) {
             Frame empty(picture, type, pitch);
             empty.info.pYuvData = nullptr;
@@ -160,6 +167,7 @@ TEST_P(IntakeTest, MissingSourcesKeepTheBuffer)
             EXPECT_EQ(half.Feed(renderer), 0) << "one plane is no source";
             EXPECT_EQ(Buffer(48), BufferBytes(picture, type));
         }
+    }
 }
 
 TEST_P(IntakeTest, ImpossibleSizesAreRefused)
@@ -171,8 +179,8 @@ TEST_P(IntakeTest, ImpossibleSizesAreRefused)
     const int sizes[][2] = {{0, 4},    {8, 0},         {-8, 4},
                             {8, -4},   {65536, 21846}, {Most, Most},
                             {Most, 2}, {46341, 46341}, {INT32_MIN, INT32_MIN}};
-    for (const auto& size : sizes)
-        for (const int type : {Nv12, Yv12, 6})
+    for (const auto& size : sizes) {
+        for (const int type : {Nv12, Yv12, 6}) {
             for (const int declared : {0, 48, 12}) {
                 frame.info.iWidth = size[0];
                 frame.info.iHeight = size[1];
@@ -184,6 +192,8 @@ TEST_P(IntakeTest, ImpossibleSizesAreRefused)
                 ASSERT_EQ(Buffer(48), BufferBytes(picture, Nv12));
                 EXPECT_EQ(renderer->m_pNV12UV, renderer->m_pYuvBuf + 32);
             }
+        }
+    }
     EXPECT_EQ(Frame(MakePicture(10, 6), Yv12).Feed(renderer), 0) << "and the next good one is taken";
 }
 
@@ -212,7 +222,7 @@ TEST_P(IntakeTest, DisplayTypeLogLines)
     }
 }
 
-TEST_P(IntakeTest, RefusalsAreLoggedOncePerRun)
+TEST_P(IntakeTest, EveryRefusalIsLogged)
 {
     Frame bad(MakePicture(8, 4), Yv12);
     bad.info.iWidth = 0;
@@ -220,17 +230,47 @@ TEST_P(IntakeTest, RefusalsAreLoggedOncePerRun)
     EXPECT_EQ(renderer->m_pYuvBuf, nullptr);
     for (int run = 0; run < 2; ++run) {
         EXPECT_EQ(Frame(MakePicture(8, 4), Yv12).Feed(renderer), 0);
-        TakeLogLines();
-        for (int i = 0; i < 5; ++i)
+        for (const std::array<int, 2> size : {std::array{0, 4}, std::array{8, -1}, std::array{8, -1}}) {
+            bad.info.iWidth = size[0];
+            bad.info.iHeight = size[1];
+            TakeLogLines();
             EXPECT_EQ(bad.Feed(renderer), -1);
-        const auto lines = TakeLogLines();
-        if (IsSubImage())
-            EXPECT_LE(lines.size(), 1u);
-        else
-            EXPECT_EQ(
-                lines,
-                std::vector<std::string>{
-                    "E CLS_ShaderYuv|ShowYuvFrame|ShowYuvFrame iWidth = 0 iHeight = 4 is invalid param"});
+            const std::string entry =
+                "E CLS_ShaderYuv|ShowYuvFrame|ShowYuvFrame iWidth = " + std::to_string(size[0]) +
+                " iHeight = " + std::to_string(size[1]) + " is invalid param";
+            EXPECT_EQ(TakeLogLines(),
+                      IsSubImage() ? std::vector<std::string>{} : std::vector<std::string>{entry});
+        }
+    }
+}
+
+// The buffer is the heap's own: a host may hand it to free and put one of its own there.
+TEST_P(IntakeTest, TheBufferIsAHeapBlock)
+{
+    const Picture own = MakePicture(32, 24, 7);
+    renderer->resize(96, 64);
+    static_cast<void>(renderer->grabFramebuffer()); // the context is there before the frames
+    for (const int type : {Yv12, Nv12}) {
+        EXPECT_EQ(Frame(MakePicture(32, 24), type).Feed(renderer), 0);
+        const std::vector<uint8_t> bytes = BufferBytes(own, type);
+        EXPECT_GE(malloc_usable_size(renderer->m_pYuvBuf), bytes.size());
+        {
+            const QMutexLocker lock(&renderer->m_mutexYuvBuf);
+            std::free(renderer->m_pYuvBuf);
+            renderer->m_pYuvBuf = static_cast<uint8_t*>(std::malloc(bytes.size()));
+            std::memcpy(renderer->m_pYuvBuf, bytes.data(), bytes.size());
+        }
+        Frame nothing(own, type);
+        nothing.info.pYuvData = nullptr;
+        EXPECT_EQ(nothing.Feed(renderer), 0);
+        EXPECT_EQ(Buffer(bytes.size()), bytes);
+        QImage shown = renderer->grabFramebuffer();
+        shown.setDevicePixelRatio(1);
+        View view;
+        view.widget = renderer->size();
+        view.device = shown.size();
+        EXPECT_TRUE(ShowsCanvas(shown, RenderPicture(own, type, view)));
+        EXPECT_EQ(Frame(MakePicture(40, 30), type).Feed(renderer), 0) << "the library frees the host's block";
     }
 }
 
@@ -286,8 +326,9 @@ TEST(CheckGreen, LooksAtFourCorners)
         sample = 0;
     }
     const int elsewhere[][2] = {{10, 0}, {0, 10}, {29, 29}, {39, 19}, {20, 15}};
-    for (const auto& place : elsewhere)
+    for (const auto& place : elsewhere) {
         luma[static_cast<size_t>(place[1] * 40 + place[0])] = 200;
+    }
     EXPECT_TRUE(CheckGreen(luma.data(), 40, 30));
 }
 

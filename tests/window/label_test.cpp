@@ -1,10 +1,14 @@
 // Text labels: what they show, where, under which parent, and that unchanged ones cost nothing.
 #include "Harness.h"
 
+#include <QApplication>
 #include <QLabel>
+#include <QPaintEvent>
 #include <QTextCodec>
 
+#include <algorithm>
 #include <cstring>
+#include <optional>
 #include <thread>
 
 using namespace OvelTest;
@@ -28,16 +32,18 @@ protected:
     std::vector<std::string> Texts()
     {
         std::vector<std::string> texts;
-        for (int i = 0; i < OVEL_LABELS && Slot(i); ++i)
+        for (int i = 0; i < OVEL_LABELS && Slot(i); ++i) {
             texts.push_back(Slot(i)->text().toStdString());
+        }
         return texts;
     }
     void Clear(bool otherThread)
     {
-        if (otherThread)
+        if (otherThread) {
             std::thread([this] { Ovel_ClearDraw(window.handle); }).join();
-        else
+        } else {
             Ovel_ClearDraw(window.handle);
+        }
     }
     // Pixels that a label's letters colour in a grab of the widget it lies in.
     static int LitPixels(QWidget* widget, const QLabel* label, int red, int green)
@@ -139,18 +145,20 @@ TEST_P(LabelTest, SlotsFollowTheOrderOfArrival)
     EXPECT_EQ(Slot(2)->geometry(), QRect(0, 19, 50, 42)) << "but not moved";
 
     std::vector<__tagQDrawGraphInfo> fifty;
-    for (int i = 0; i < 50; ++i)
+    for (int i = 0; i < 50; ++i) {
         fifty.push_back(Label(std::to_string(i).c_str(), {0, 3 * i, 30, 3 * i + 10}));
+    }
     ASSERT_TRUE(Show(fifty));
     const auto texts = Texts();
     ASSERT_EQ(texts.size(), 48u);
-    for (size_t i = 0; i < 48; ++i)
+    for (size_t i = 0; i < 48; ++i) {
         EXPECT_EQ(texts[i], std::to_string(49 - i));
+    }
 }
 
 TEST_P(LabelTest, ClearDrawEmptiesThem)
 {
-    for (const int keep : {1, 0})
+    for (const int keep : {1, 0}) {
         for (const bool otherThread : {false, true}) {
             source.Attach(window.handle);
             window.Set(OVELCMD_SET_STOPDRAW_PARA, keep);
@@ -163,6 +171,7 @@ TEST_P(LabelTest, ClearDrawEmptiesThem)
             EXPECT_TRUE(otherThread ? WaitUntil(empty, 1000) : empty()) << keep << otherThread;
             window.renderer->show();
         }
+    }
     QMetaObject::invokeMethod(window.renderer, "DeleteLabels");
     EXPECT_EQ(Slot(0), nullptr);
     source.Attach(window.handle);
@@ -197,6 +206,168 @@ TEST_P(LabelTest, ParentChangesAndDies)
     EXPECT_EQ(Slot(0)->parentWidget(), window.renderer) << "never seen alive";
     Clear(true);
     RunEvents();
+}
+
+// What ClearDraw has still to do on the GUI thread does not touch the labels of the next frame.
+TEST_P(LabelTest, ClearDrawElsewhereSparesTheNextFrame)
+{
+    for (const int keep : {1, 0}) {
+        for (const bool painted : {false, true}) {
+            SCOPED_TRACE(testing::Message() << "keep " << keep << ", painted first " << painted);
+            source.Attach(window.handle);
+            window.Set(OVELCMD_SET_STOPDRAW_PARA, keep);
+            ASSERT_TRUE(Show({Label("before", {0, 20, 90, 40}), Label("gone", {0, 60, 90, 80})}));
+            source.records = {Label("after", {0, 20, 90, 40})};
+            std::thread([this] {
+                Ovel_ClearDraw(window.handle);
+                source.Attach(window.handle);
+                EXPECT_EQ(Frame(MakePicture(32, 24), OVEL_DISPLAY_YV12).Feed(window.handle), 0);
+            }).join();
+            if (painted) { // before anything that was posted
+                static_cast<void>(window.Framebuffer());
+            }
+            RunEventsFor(30);
+            EXPECT_EQ(Texts(), (std::vector<std::string>{"after", ""}));
+        }
+    }
+}
+
+// Addresses are used again: a dialog on the stack that opens three times, panels on the heap.
+TEST_P(LabelTest, ParentAtAnAddressThatDied)
+{
+    std::optional<QWidget> panel;
+    for (const bool frameWithout : {false, true}) {
+        for (int opened = 0; opened < 3; ++opened) {
+            SCOPED_TRACE(testing::Message() << "opened " << opened << ", frame in between " << frameWithout);
+            panel.emplace();
+            panel->setGeometry(300, 40, 200, 160);
+            panel->show();
+            EXPECT_EQ(Ovel_SetParam(window.handle, OVELCMD_SET_LABEL_PARENT, &*panel, 1), 0);
+            const std::string text = "HH" + std::to_string(opened);
+            ASSERT_TRUE(Show({Label(text.c_str(), {10, 20, 150, 60}, 0xFF, 20)}));
+            ASSERT_NE(Slot(0), nullptr);
+            EXPECT_EQ(Slot(0)->parentWidget(), &*panel);
+            EXPECT_EQ(Slot(0)->text().toStdString(), text);
+            EXPECT_GT(LitPixels(&*panel, Slot(0), 255, 0), 20);
+            panel.reset();
+            EXPECT_EQ(Slot(0), nullptr);
+            if (frameWithout) {
+                ASSERT_TRUE(Show({Label("home", {10, 20, 90, 40})}));
+                EXPECT_EQ(Slot(0)->parentWidget(), window.renderer);
+            }
+        }
+    }
+    // Without the command it is another widget, whatever its address.
+    panel.emplace();
+    ASSERT_TRUE(Show({Label("home", {10, 20, 90, 40})}));
+    EXPECT_EQ(Slot(0)->parentWidget(), window.renderer);
+}
+
+// Where nothing but black is shown there are no labels either, however texts come into the list.
+TEST_P(LabelTest, NoLabelsWithoutAPicture)
+{
+    struct Case {
+        const char* name;
+        std::function<void()> act;
+    };
+    const Case cases[] = {
+        {"resize", [this] { window.top->resize(window.top->width() == 180 ? 200 : 180, 160); }},
+        {"zoom",
+         [this] {
+             window.Set(OVELCMD_SET_EZOOM_AREA, tagOvelZoomArea{0, 0, 1, 1});
+         }},
+        {"zoom elsewhere",
+         [this] {
+             std::thread([this] { window.Set(OVELCMD_SET_EZOOM_AREA, tagOvelZoomArea{0, 0, 1, 1}); }).join();
+         }},
+        {"repaint", [this] { window.renderer->update(); }},
+        {"clear elsewhere, then a resize",
+         [this] {
+             std::thread([this] { Ovel_ClearDraw(window.handle); }).join();
+             source.Attach(window.handle);
+             window.top->resize(window.top->width() == 180 ? 200 : 180, 160);
+         }},
+    };
+    const auto noText = [this] {
+        const auto texts = Texts();
+        return std::all_of(texts.begin(), texts.end(), [](const std::string& text) { return text.empty(); });
+    };
+    source.records = {Label("over black", {0, 20, 90, 40})};
+    for (const bool fresh : {true, false}) {
+        for (const Case& c : cases) {
+            SCOPED_TRACE(testing::Message() << c.name << (fresh ? ", never a frame" : ", after a stop"));
+            if (!fresh) {
+                ASSERT_TRUE(Show({Label("over black", {0, 20, 90, 40})}));
+                EXPECT_EQ(Texts(), std::vector<std::string>{"over black"});
+                Ovel_ClearDraw(window.handle);
+                RunEvents();
+                source.Attach(window.handle);
+            }
+            ASSERT_EQ(window.renderer->m_nDisplayType, -1);
+            window.top->resize(window.top->width() == 180 ? 200 : 180, 160); // the callback fills the list
+            RunEvents();
+            c.act();
+            RunEventsFor(40);
+            EXPECT_TRUE(noText());
+        }
+    }
+}
+
+// A pass fills what the host emptied, and follows the application's font.
+TEST_P(LabelTest, EveryPassFillsAnew)
+{
+    const QFont before = QApplication::font();
+    for (const bool byPaint : {false, true}) {
+        SCOPED_TRACE(byPaint);
+        const auto pass = [&] { byPaint ? void(window.Repaint()) : window.renderer->DrawTextInfo(); };
+        ASSERT_TRUE(Show({Label("a", {0, 20, 90, 40}), Label("b", {0, 60, 90, 80})}));
+        window.renderer->ClearLabel();
+        EXPECT_EQ(Texts(), (std::vector<std::string>{"", ""}));
+        pass();
+        EXPECT_EQ(Texts(), (std::vector<std::string>{"b", "a"}));
+        QFont font = before;
+        font.setItalic(true);
+        font.setWeight(QFont::Black);
+        QApplication::setFont(font);
+        pass();
+        EXPECT_TRUE(Slot(0)->font().italic());
+        EXPECT_EQ(Slot(0)->font().weight(), QFont::Black);
+        QApplication::setFont(before);
+        pass();
+        EXPECT_FALSE(Slot(1)->font().italic());
+    }
+}
+
+// Labels are translucent: a panel of the host's is painted whole when they change, and not again without
+// them.
+TEST_P(LabelTest, LabelParentIsPaintedWhole)
+{
+    class Panel : public QWidget
+    {
+    public:
+        void paintEvent(QPaintEvent* event) override { whole += event->region().boundingRect() == rect(); }
+        int whole = 0;
+    } panel;
+    panel.setGeometry(300, 40, 200, 160);
+    panel.show();
+    Ovel_SetParam(window.handle, OVELCMD_SET_LABEL_PARENT, &panel, 1);
+    struct Case {
+        std::vector<__tagQDrawGraphInfo> records;
+        bool painted;
+    };
+    const Case cases[] = {{{}, false},
+                          {{Label("a", {0, 20, 90, 40})}, true},
+                          {{Label("b", {0, 20, 90, 40})}, true},
+                          {{}, true},
+                          {{}, false}};
+    RunEventsFor(50);
+    for (const Case& c : cases) {
+        SCOPED_TRACE(&c - cases);
+        panel.whole = 0;
+        ASSERT_TRUE(Show(c.records));
+        RunEventsFor(30);
+        EXPECT_EQ(panel.whole > 0, c.painted);
+    }
 }
 
 // The renderer's window as parent of its labels: the picture stays, and Qt does not complain about repaints
@@ -241,8 +412,9 @@ class FeedingPanel : public QWidget
 public:
     void paintEvent(QPaintEvent*) override
     {
-        if (action)
+        if (action) {
             action();
+        }
     }
     std::function<void()> action;
 };
@@ -268,9 +440,10 @@ TEST_P(LabelTest, ParentThatFeedsWhilePainting)
 TEST_P(LabelTest, LabelsCostNoPaintOfTheirOwn)
 {
     std::vector<__tagQDrawGraphInfo> records;
-    for (int i = 0; i < 48; ++i)
+    for (int i = 0; i < 48; ++i) {
         records.push_back(Label(("label " + std::to_string(i)).c_str(),
                                 {i % 6 * 32, i / 6 * 20, i % 6 * 32 + 30, i / 6 * 20 + 10}));
+    }
     ASSERT_TRUE(Show(records));
     RunEventsFor(100);
     PaintCounter labelPaints(Slot(7));

@@ -37,8 +37,9 @@ public:
     void Stop()
     {
         stop = true;
-        if (thread.joinable())
+        if (thread.joinable()) {
             thread.join();
+        }
     }
     std::atomic<bool> stop{false};
     std::atomic<int> fed{0};
@@ -82,8 +83,9 @@ const Event Events[] = {
      [](RenderWindow& w) {
          for (int i = 0; i < 60; ++i) {
              w.top->resize(60 + i * 37 % 200, 60 + i * 53 % 150);
-             if (i % 4 == 0)
+             if (i % 4 == 0) {
                  RunEvents();
+             }
          }
      }},
     {"full screen", false,
@@ -182,8 +184,9 @@ TEST_P(LifeTest, ThePictureSurvivesEvents)
     OverlaySource source;
     source.Attach(window.handle);
     for (const Event& event : Events) {
-        if (event.otherWindow && window.IsSubImage())
+        if (event.otherWindow && window.IsSubImage()) {
             continue;
+        }
         SCOPED_TRACE(event.name);
         ASSERT_NO_FATAL_FAILURE(ExpectWhole(window, source, OVEL_DISPLAY_NV12));
         const QImage before = window.Screen();
@@ -246,8 +249,9 @@ TEST(LifeTogether, SeveralRenderersAndTheHostsGl)
     const auto expect = [&](const char* when) {
         RunEventsFor(60);
         for (size_t i = 0; i < renderers.size(); ++i) {
-            if (!renderers[i])
+            if (!renderers[i]) {
                 continue;
+            }
             QImage image = renderers[i]->grabFramebuffer();
             image.setDevicePixelRatio(1);
             View view;
@@ -259,8 +263,9 @@ TEST(LifeTogether, SeveralRenderersAndTheHostsGl)
         EXPECT_EQ(host.grabFramebuffer().pixelColor(5, 5), QColor(Qt::red)) << when;
     };
     RunEventsFor(30);
-    for (size_t i = 0; i < renderers.size(); ++i)
+    for (size_t i = 0; i < renderers.size(); ++i) {
         EXPECT_EQ(Frame(pictures[i], type(i)).Feed(renderers[i]), 0);
+    }
     host.update();
     expect("together");
     Ovel_Release(renderers[1]);
@@ -269,9 +274,11 @@ TEST(LifeTogether, SeveralRenderersAndTheHostsGl)
     renderers[2]->setParent(nullptr);
     renderers[2]->show();
     expect("one in a window of its own");
-    for (auto* renderer : renderers)
-        if (renderer)
+    for (auto* renderer : renderers) {
+        if (renderer) {
             Ovel_Release(renderer);
+        }
+    }
     RunEvents();
 }
 
@@ -292,21 +299,24 @@ TEST_P(LifeTest, CreateShowFeedReleaseCycles)
         source.Attach(window.handle);
         source.records = {Overlay(), Label("text", {0, 20, 50, 40})};
         ASSERT_TRUE(window.Show(MakePicture(640, 480), i % 2 ? OVEL_DISPLAY_NV12 : OVEL_DISPLAY_YV12));
-        if (i % 3 == 0)
+        if (i % 3 == 0) {
             Ovel_ClearDraw(window.handle);
+        }
     };
-    for (int i = 0; i < 15; ++i)
+    for (int i = 0; i < 15; ++i) {
         cycle(i);
+    }
     const long before = ResidentKiB();
-    for (int i = 0; i < 30; ++i)
+    for (int i = 0; i < 30; ++i) {
         cycle(i);
+    }
     // Each cycle holds more than 900 KiB in the buffer and the textures. A sanitizer keeps what was freed.
     EXPECT_LT(ResidentKiB() - before, OVEL_SANITIZED ? 100000 : 9000);
 }
 
 TEST_P(LifeTest, GrabsAgreeAlsoOnTranslucentWindows)
 {
-    for (const bool translucent : {false, true})
+    for (const bool translucent : {false, true}) {
         for (const int type : {int(OVEL_DISPLAY_YV12), int(OVEL_DISPLAY_NV12), 5, -1}) {
             SCOPED_TRACE(testing::Message() << "translucent " << translucent << " type " << type);
             RenderWindow window(GetParam(), QSize(96, 64), translucent);
@@ -324,15 +334,18 @@ TEST_P(LifeTest, GrabsAgreeAlsoOnTranslucentWindows)
             }
             RunEventsFor(20);
             const QImage framebuffer = window.Framebuffer();
-            for (int y = 0; y < framebuffer.height(); ++y)
-                for (int x = 0; x < framebuffer.width(); ++x)
+            for (int y = 0; y < framebuffer.height(); ++y) {
+                for (int x = 0; x < framebuffer.width(); ++x) {
                     ASSERT_EQ(framebuffer.pixelColor(x, y).alpha(), 255) << x << ", " << y;
+                }
+            }
             QImage grab = window.top->grab().toImage();
             grab.setDevicePixelRatio(1);
             EXPECT_TRUE(SameImage(grab, framebuffer, 1)) << "grab of the window";
             EXPECT_TRUE(WaitUntil([&] { return bool(SameImage(window.Screen(), framebuffer, 1)); }, 1500))
                 << "screen shot: " << SameImage(window.Screen(), framebuffer, 1).message();
         }
+    }
 }
 
 } // namespace

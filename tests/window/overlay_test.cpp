@@ -60,16 +60,18 @@ protected:
     {
         const Picture picture = MakePicture(64, 48);
         Frame frame(picture, OVEL_DISPLAY_YV12);
-        if (type == OVEL_DISPLAY_NV12)
+        if (type == OVEL_DISPLAY_NV12) {
             frame = Frame(picture, OVEL_DISPLAY_NV12);
+        }
         frame.info.iDisplayType = type;
         source.records = records;
         ASSERT_TRUE(window.Show(std::move(frame)));
         const View whole = window.CurrentView();
         view.widget = whole.widget;
         view.device = whole.device;
-        if (window.IsSubImage())
+        if (window.IsSubImage()) {
             view.angle = view.mirror = 0;
+        }
         Canvas canvas = RenderPicture(picture, type, view);
         DrawOverlays(canvas, records, view, window.IsSubImage());
         EXPECT_TRUE(ShowsCanvas(window.Framebuffer(), canvas));
@@ -84,8 +86,9 @@ OVEL_FOR_BOTH_RENDERERS(OverlayTest);
 std::vector<__tagQDrawGraphInfo> Scene()
 {
     std::vector<tagQPOINT> wave;
-    for (int i = 0; i < 40; ++i)
+    for (int i = 0; i < 40; ++i) {
         wave.push_back({4 + 4 * i, 100 + (i % 2 ? 9 : -9)});
+    }
     auto tooMany = Graph(OVEL_GRAPH_POLYLINE, Green, 3, wave);
     tooMany.iPointNum = 40;
     return {Graph(OVEL_GRAPH_OUTLINE, Red, 7, {{20, 20}, {120, 26}, {110, 80}, {30, 70}}),
@@ -125,8 +128,9 @@ TEST_P(OverlayTest, DescriptorForFramesAndResizes)
 TEST_P(OverlayTest, RecordsAreStoredByteForByte)
 {
     __tagQDrawGraphInfo record;
-    for (size_t i = 0; i < sizeof(record); ++i)
+    for (size_t i = 0; i < sizeof(record); ++i) {
         reinterpret_cast<uint8_t*>(&record)[i] = static_cast<uint8_t>(i * 7 + 1);
+    }
     const std::vector<uint8_t> whole = Bytes(&record, 416);
     for (const int length : {416, 1000, 415, 16, 1}) {
         std::vector<uint8_t> longer = whole;
@@ -137,8 +141,9 @@ TEST_P(OverlayTest, RecordsAreStoredByteForByte)
         const auto& info = source.calls.at(0).info;
         EXPECT_EQ(info.pfnDrawToRender(longer.data(), length, info.pRender), 0);
         std::vector<uint8_t> expected = whole;
-        if (length < 416)
+        if (length < 416) {
             std::fill(expected.begin() + length, expected.end(), uint8_t(0));
+        }
         ASSERT_EQ(window.renderer->m_vecDrawGraphInfo.size(), 1);
         EXPECT_EQ(Bytes(window.renderer->m_vecDrawGraphInfo.constData(), 416), expected) << length;
     }
@@ -220,9 +225,10 @@ TEST_P(OverlayTest, OddRecords)
         Graph(OVEL_GRAPH_FILLED, Green, 0, {{120, 10}, {150, 14}, {130, 50}}, 3.0f),
         Graph(OVEL_GRAPH_FILLED, Green, 0, {{120, 60}, {150, 64}, {130, 110}}, infinity),
         Graph(OVEL_GRAPH_FILLED, Red, 0, corner, -2.0f)};
-    for (auto width : {0, -7, std::numeric_limits<int>::min()})
+    for (auto width : {0, -7, std::numeric_limits<int>::min()}) {
         records.push_back(
             Graph(OVEL_GRAPH_POLYLINE, White, width, {{5, 20 + width % 7}, {90, 24 + width % 7}}));
+    }
     ExpectOverlays(records);
     constexpr int Most = std::numeric_limits<int>::max();
     source.records = {
@@ -237,9 +243,10 @@ TEST_P(OverlayTest, WidthsDoNotLeak)
 {
     std::vector<__tagQDrawGraphInfo> records;
     const int widths[] = {1, 20, 1, -1, 9, 3, 100};
-    for (int i = 0; i < 6; ++i)
+    for (int i = 0; i < 6; ++i) {
         records.push_back(Graph(OVEL_GRAPH_POLYLINE, i % 2 ? Red : White, widths[i],
                                 {{10, 12 + 19 * i}, {150, 14 + 19 * i}}));
+    }
     ExpectOverlays(records);
 }
 
@@ -268,10 +275,11 @@ TEST_P(OverlayTest, ClearDrawTakesThemOffAtOnce)
         window.Set(OVELCMD_SET_STOPDRAW_PARA, keep);
         ExpectOverlays(Scene());
         ASSERT_TRUE(window.Painted([&] {
-            if (otherThread)
+            if (otherThread) {
                 std::thread([&] { Ovel_ClearDraw(window.handle); }).join();
-            else
+            } else {
                 Ovel_ClearDraw(window.handle);
+            }
         })) << "no repaint was scheduled";
         EXPECT_TRUE(ShowsCanvas(window.Framebuffer(),
                                 RenderPicture(picture, OVEL_DISPLAY_YV12, window.CurrentView())));
@@ -297,33 +305,38 @@ TEST_P(OverlayTest, LateRecordsShow)
 TEST_P(OverlayTest, LineAreas)
 {
     const double scale = window.renderer->devicePixelRatioF();
-    if (scale != std::floor(scale))
+    if (scale != std::floor(scale)) {
         GTEST_SKIP() << "fractions of pixels are rounded";
+    }
     const std::vector<std::vector<tagQPOINT>> lines{
         {{20, 60}, {140, 60}}, {{80, 20}, {80, 100}}, {{30, 30}, {120, 90}}, {{100, 100}, {70, 15}}};
     const Picture black = PlainPicture(16, 16, 0, 128, 128);
-    for (const int width : {1, 3, 9, 20})
+    for (const int width : {1, 3, 9, 20}) {
         for (const auto& line : lines) {
             source.records = {Graph(OVEL_GRAPH_POLYLINE, White, width, line)};
             ASSERT_TRUE(window.Show(black, OVEL_DISPLAY_YV12));
             const QImage image = window.Framebuffer();
             int lit = 0;
-            for (int y = 0; y < image.height(); ++y)
-                for (int x = 0; x < image.width(); ++x)
+            for (int y = 0; y < image.height(); ++y) {
+                for (int x = 0; x < image.width(); ++x) {
                     lit += image.pixelColor(x, y).green() > 128;
+                }
+            }
             const Point a = MapRecordPoint(window.CurrentView(), line[0]);
             const Point b = MapRecordPoint(window.CurrentView(), line[1]);
             const double area = width * scale * std::max(std::abs(b.x - a.x), std::abs(b.y - a.y));
             EXPECT_NEAR(lit, area, 0.02 * area) << "width " << width << " line " << &line - lines.data();
         }
+    }
 }
 
 // Lines one pixel wide: in each column (row, when steep) between the ends the pixel nearest to the line, its
 // two ends within a pixel, and nothing beside it; turned, mirrored and zoomed as well.
 TEST_P(OverlayTest, ThinLines)
 {
-    if (window.renderer->devicePixelRatioF() != 1)
+    if (window.renderer->devicePixelRatioF() != 1) {
         GTEST_SKIP() << "wider than a pixel here";
+    }
     const std::vector<tagQPOINT> shape{{20, 31}, {131, 44}, {118, 97}, {37, 88}};
     struct Case {
         tagOvelZoomArea zoom;
@@ -349,8 +362,9 @@ TEST_P(OverlayTest, ThinLines)
         seen.fill(0);
         const auto visit = [&](int along, int across, bool steep, bool must) {
             const QPoint at = steep ? QPoint(across, along) : QPoint(along, across);
-            if (!image.rect().contains(at))
+            if (!image.rect().contains(at)) {
                 return;
+            }
             seen.setPixel(at, qRgb(1, 1, 1));
             EXPECT_TRUE(!must || image.pixelColor(at).green() > 128) << at.x() << " " << at.y();
         };
@@ -358,25 +372,32 @@ TEST_P(OverlayTest, ThinLines)
             Point a = MapRecordPoint(view, shape[i]);
             Point b = MapRecordPoint(view, shape[(i + 1) % shape.size()]);
             const bool steep = std::abs(b.y - a.y) > std::abs(b.x - a.x);
-            for (Point* p : {&a, &b})
-                if (steep)
+            for (Point* p : {&a, &b}) {
+                if (steep) {
                     std::swap(p->x, p->y);
-            if (a.x > b.x)
+                }
+            }
+            if (a.x > b.x) {
                 std::swap(a, b);
+            }
             for (int x = static_cast<int>(a.x) - 1; x <= static_cast<int>(b.x) + 1; ++x) {
                 const double y = a.y + (b.y - a.y) * (x + 0.5 - a.x) / (b.x - a.x);
                 const bool inside = x > a.x + 0.5 && x + 1 < b.x - 0.5;
                 const bool tie = std::abs(y - std::round(y)) < 0.02; // between two pixels: either
                 visit(x, static_cast<int>(std::floor(y)), steep, inside && !tie);
-                for (const int beside : {-1, 1})
-                    if (tie || !inside)
+                for (const int beside : {-1, 1}) {
+                    if (tie || !inside) {
                         visit(x, static_cast<int>(std::floor(y)) + beside, steep, false);
+                    }
+                }
             }
         }
-        for (int y = 0; y < image.height(); ++y)
-            for (int x = 0; x < image.width(); ++x)
+        for (int y = 0; y < image.height(); ++y) {
+            for (int x = 0; x < image.width(); ++x) {
                 EXPECT_TRUE(qBlue(seen.pixel(x, y)) != 0 || image.pixelColor(x, y).green() < 128)
                     << x << " " << y;
+            }
+        }
     }
 }
 
@@ -407,10 +428,12 @@ TEST_P(OverlayTest, ThinAndWideKeepTheirOrder)
         // On a thin line, whichever of the pixels around the point it took.
         const Point p = MapRecordPoint(window.CurrentView(), crossing.at);
         bool found = false;
-        for (const double dx : {-0.6, 0.0, 0.6})
-            for (const double dy : {-0.6, 0.0, 0.6})
+        for (const double dx : {-0.6, 0.0, 0.6}) {
+            for (const double dy : {-0.6, 0.0, 0.6}) {
                 found |=
                     image.pixelColor(static_cast<int>(p.x + dx), static_cast<int>(p.y + dy)) == crossing.seen;
+            }
+        }
         EXPECT_TRUE(found) << crossing.at.x << " " << crossing.at.y;
     }
 }
@@ -427,8 +450,9 @@ TEST_P(OverlayTest, LineTriangulation)
     };
     const auto flat = [](const RectMesh& mesh) {
         std::vector<float> values;
-        for (const Point2F& point : mesh.vecVertex)
+        for (const Point2F& point : mesh.vecVertex) {
             values.insert(values.end(), {point.x, point.y});
+        }
         return values;
     };
     const auto& meshes = triangulate(2, {{0, 0}, {10, 0}, {10, -5}, {10, -5}});

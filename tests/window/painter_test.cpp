@@ -22,16 +22,18 @@ protected:
     PainterTest()
     {
         surface.create();
-        if (!context.create() || !context.makeCurrent(&surface))
+        if (!context.create() || !context.makeCurrent(&surface)) {
             return;
+        }
         profile = GlProfile::OfCurrentContext();
         target = std::make_unique<QOpenGLFramebufferObject>(QSize(60, 40));
         context.functions()->glGenTextures(3, textures);
     }
     ~PainterTest() override
     {
-        if (!target)
+        if (!target) {
             return;
+        }
         context.functions()->glDeleteTextures(3, textures);
         painter.Free();
         target.reset();
@@ -70,7 +72,7 @@ TEST_F(PainterTest, ShowsWhatWasUploaded)
     quint64 serial = 0;
     for (const int type : {OVEL_DISPLAY_YV12, OVEL_DISPLAY_NV12}) {
         painter.ForgetUpload(); // other formats
-        for (const QSize& size : {QSize(30, 20), QSize(17, 9), QSize(30, 20)})
+        for (const QSize& size : {QSize(30, 20), QSize(17, 9), QSize(30, 20)}) {
             for (const tagOvelColor& color : {tagOvelColor{0, 0, 0}, tagOvelColor{2, 1, 1}}) {
                 const Picture picture = MakePicture(size.width(), size.height(), static_cast<int>(serial));
                 View view;
@@ -80,6 +82,7 @@ TEST_F(PainterTest, ShowsWhatWasUploaded)
                 EXPECT_TRUE(ShowsCanvas(Paint(picture, type, color, ++serial, true), expected));
                 EXPECT_TRUE(ShowsCanvas(Paint(picture, type, color, serial, false), expected));
             }
+        }
     }
     painter.ForgetUpload();
     Paint(MakePicture(30, 20), OVEL_DISPLAY_NV12, {0, 0, 0}, serial, true);

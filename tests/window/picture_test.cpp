@@ -65,8 +65,8 @@ TEST_P(PictureTest, TurnsAndMirrors)
     for (const int layout : Layouts) {
         const Picture picture = MakePicture(48, 32, layout);
         ASSERT_TRUE(window.Show(picture, layout));
-        for (const int angle : {0, 90, 180, 270, 45})
-            for (const int direction : {0, 1, -7})
+        for (const int angle : {0, 90, 180, 270, 45}) {
+            for (const int direction : {0, 1, -7}) {
                 for (const int mirror : {0, 1, 2, 3}) {
                     SCOPED_TRACE(testing::Message()
                                  << layout << " angle " << angle << "/" << direction << "/" << mirror);
@@ -80,6 +80,8 @@ TEST_P(PictureTest, TurnsAndMirrors)
                     view.mirror = mirror;
                     ExpectShown(picture, layout, view);
                 }
+            }
+        }
     }
 }
 
@@ -163,19 +165,20 @@ TEST_P(PictureTest, SizesAndPitches)
         SCOPED_TRACE(testing::Message() << size.width() << "x" << size.height());
         ASSERT_TRUE(window.Show(picture, OVEL_DISPLAY_YV12));
         ExpectShown(picture, OVEL_DISPLAY_YV12, View());
-        for (const int pitch : {0, size.width(), size.width() + 3, 2048})
+        for (const int pitch : {0, size.width(), size.width() + 3, 2048}) {
             for (const auto source : {Frame::Block, Frame::Planes}) {
                 SCOPED_TRACE(testing::Message()
                              << "NV12 pitch " << pitch << (source == Frame::Planes ? " planes" : " block"));
                 ASSERT_TRUE(window.Show(Frame(picture, OVEL_DISPLAY_NV12, pitch, source)));
                 ExpectShown(picture, OVEL_DISPLAY_NV12, View());
             }
+        }
     }
 }
 
 TEST_P(PictureTest, WithoutAChromaSampleItIsGrey)
 {
-    for (const QSize& size : {QSize(1, 1), QSize(1, 40), QSize(40, 1)})
+    for (const QSize& size : {QSize(1, 1), QSize(1, 40), QSize(40, 1)}) {
         for (const int layout : Layouts) {
             SCOPED_TRACE(testing::Message() << size.width() << "x" << size.height() << " type " << layout);
             const Picture picture = MakePicture(size.width(), size.height());
@@ -184,6 +187,7 @@ TEST_P(PictureTest, WithoutAChromaSampleItIsGrey)
             ASSERT_TRUE(window.Show(picture, layout));
             ExpectShown(grey, layout, View());
         }
+    }
 }
 
 TEST_P(PictureTest, RefusedFramesChangeNothing)
@@ -191,7 +195,7 @@ TEST_P(PictureTest, RefusedFramesChangeNothing)
     for (const int layout : Layouts) {
         const Picture picture = MakePicture(40, 30, layout);
         ASSERT_TRUE(window.Show(picture, layout));
-        for (const int type : {layout, 3 - layout, 5})
+        for (const int type : {layout, 3 - layout, 5}) {
             for (const QSize& size :
                  {QSize(0, 30), QSize(40, -1), QSize(-40, -30), QSize(65536, 21846), QSize(0x7FFFFFFF, 2)}) {
                 Frame frame(picture, OVEL_DISPLAY_YV12);
@@ -203,6 +207,7 @@ TEST_P(PictureTest, RefusedFramesChangeNothing)
                 ASSERT_TRUE(window.Repaint());
                 ExpectShown(picture, layout, View());
             }
+        }
     }
 }
 
@@ -232,10 +237,11 @@ TEST_P(PictureTest, NoPictureAfterClearUnlessKept)
         ASSERT_TRUE(window.Painted([&] { Ovel_ClearDraw(window.handle); }));
         View view;
         view.zoom = {0.25, 0.25, 0.75, 0.75};
-        if (keep != 0)
+        if (keep != 0) {
             ExpectShown(picture, OVEL_DISPLAY_NV12, view);
-        else
+        } else {
             EXPECT_TRUE(ShowsCanvas(window.Framebuffer(), Canvas(window.CurrentView().device), 0));
+        }
     }
     EXPECT_TRUE(window.renderer->m_stEZoomArea == (tagOvelZoomArea{0, 0, 1, 1}));
     ASSERT_TRUE(window.Show(picture, OVEL_DISPLAY_YV12));
@@ -258,10 +264,11 @@ TEST_P(PictureTest, ScreenShowsTheFramebuffer)
 // Calls action(renderer, &itsClass::signalUpdate).
 template <typename Action> void WithUpdateSignal(CLS_ShaderBase* renderer, const Action& action)
 {
-    if (auto* full = qobject_cast<CLS_ShaderYuv*>(renderer))
+    if (auto* full = qobject_cast<CLS_ShaderYuv*>(renderer)) {
         action(full, &CLS_ShaderYuv::signalUpdate);
-    else if (auto* sub = qobject_cast<CLS_ShaderYuvSubImage*>(renderer))
+    } else if (auto* sub = qobject_cast<CLS_ShaderYuvSubImage*>(renderer)) {
         action(sub, &CLS_ShaderYuvSubImage::signalUpdate);
+    }
 }
 
 // Frames whose signal somebody hears, frames that nobody hears, a signal of the host's own.

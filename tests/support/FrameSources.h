@@ -16,8 +16,9 @@ struct Extent {
 
     void AddRows(int64_t offset, int64_t pitch, int64_t rows, int64_t rowBytes)
     {
-        if (rows < 1)
+        if (rows < 1) {
             return;
+        }
         const int64_t last = offset + (rows - 1) * pitch;
         first = std::min({first, offset, last});
         end = std::max({end, offset + rowBytes, last + rowBytes});
@@ -30,8 +31,9 @@ class Source
 public:
     void* Reserve(const Extent& extent)
     {
-        if (extent.end - extent.first > MostSourceBytes)
+        if (extent.end - extent.first > MostSourceBytes) {
             return nullptr;
+        }
         m_bytes.reset(new uint8_t[static_cast<size_t>(extent.end - extent.first)]());
         return m_bytes.get() - extent.first;
     }

@@ -29,8 +29,9 @@ public:
     size_t TakeBytes(void* to, size_t bytes)
     {
         bytes = bytes < m_left ? bytes : m_left;
-        if (bytes == 0)
+        if (bytes == 0) {
             return 0;
+        }
         std::memcpy(to, m_data, bytes);
         m_data += bytes;
         m_left -= bytes;
@@ -67,8 +68,9 @@ public:
     static void Paint(CLS_ShaderBase& renderer, bool withLabels)
     {
         renderer.grabFramebuffer();
-        if (withLabels)
+        if (withLabels) {
             renderer.grab();
+        }
         Settle();
     }
 
@@ -80,8 +82,9 @@ public:
 
     static void Require(bool holds)
     {
-        if (!holds)
+        if (!holds) {
             std::abort();
+        }
     }
 
 private:
@@ -90,8 +93,9 @@ private:
         static int argc = 1;
         static char name[] = "fuzz";
         static char* argv[] = {name, nullptr};
-        if (qEnvironmentVariableIsEmpty("DISPLAY"))
+        if (qEnvironmentVariableIsEmpty("DISPLAY")) {
             qputenv("QT_QPA_PLATFORM", "offscreen");
+        }
         new QApplication(argc, argv);
         qInstallMessageHandler([](QtMsgType, const QMessageLogContext&, const QString&) {});
         for (int i = 0; i < 2; ++i) {

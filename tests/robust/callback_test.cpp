@@ -1,0 +1,294 @@
+// Hosts that lock, wait and call inside their draw callbacks, and threads that give others no room: nobody
+// waits for ever, and nobody who took a callback away meets it again.
+#include "ScriptedHost.h"
+
+#include <QLabel>
+
+using namespace OvelTest;
+
+namespace
+{
+
+Frame SmallFrame()
+{
+    return Frame(MakePicture(16, 16), OVEL_DISPLAY_YV12);
+}
+
+class CallbackTest : public BothRenderers
+{
+protected:
+    CallbackTest()
+    {
+        EXPECT_TRUE(window.Show(MakePicture(16, 16), OVEL_DISPLAY_YV12));
+        RunEventsFor(20);
+    }
+    // Asks for a resize and has it done before this returns.
+    void ResizeNow()
+    {
+        side = side == 100 ? 90 : 100;
+        window.top->resize(side, side);
+    }
+
+    RenderWindow window{GetParam()};
+    int side = 0;
+};
+OVEL_FOR_BOTH_RENDERERS(CallbackTest);
+
+// One lock of the host's around its calls and in its callback. The resize's callback waits for it while the
+// feeder that has it is inside the library.
+TEST_P(CallbackTest, HostLockAroundCallsAndInTheCallback)
+{
+    std::recursive_mutex hostLock;
+    Signal feederHasLock;
+    Signal resizeIsIn;
+    std::atomic<int> refused{0};
+    ScriptedHost host([&](const ScriptedHost::Run&) {
+        if (OnGuiThread()) {
+            resizeIsIn.Set();
+        }
+        for (int i = 0; !hostLock.try_lock(); ++i) { // not for ever: what hangs shall be told
+            if (i == 3000) {
+                ++refused;
+                return;
+            }
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        }
+        hostLock.unlock();
+    });
+    host.Attach(window.handle);
+    HostThread feeder([&] {
+        const std::lock_guard<std::recursive_mutex> guard(hostLock);
+        feederHasLock.Set();
+        EXPECT_TRUE(resizeIsIn.Wait());
+        EXPECT_EQ(SmallFrame().Feed(window.handle), 0);
+    });
+    ASSERT_TRUE(feederHasLock.Wait());
+    ResizeNow();
+    feeder.Finish();
+    EXPECT_EQ(refused, 0) << "the library held a lock of its own while the host waited for the host's";
+    EXPECT_GE(host.runs, 2);
+}
+
+// The callback waits for something that only the event loop does, and a resize gets in between.
+TEST_P(CallbackTest, CallbackThatWaitsForTheEventLoop)
+{
+    Signal isIn;
+    Signal eventLoopRan;
+    std::atomic<bool> answered{true};
+    QObject receiver;
+    ScriptedHost host([&](const ScriptedHost::Run&) {
+        if (OnGuiThread()) {
+            return;
+        }
+        QMetaObject::invokeMethod(
+            &receiver, [&] { eventLoopRan.Set(); }, Qt::QueuedConnection);
+        isIn.Set();
+        answered = eventLoopRan.Wait(3000);
+    });
+    host.Attach(window.handle);
+    HostThread feeder([&] { EXPECT_EQ(SmallFrame().Feed(window.handle), 0); });
+    ASSERT_TRUE(isIn.Wait());
+    ResizeNow();
+    feeder.Finish();
+    EXPECT_TRUE(answered);
+}
+
+TEST_P(CallbackTest, SlowCallbackDoesNotHoldTheEventLoop)
+{
+    struct Case {
+        const char* name;
+        std::function<void(RenderWindow&)> act;
+    };
+    const Case cases[] = {
+        {"resize", [this](RenderWindow&) { ResizeNow(); }},
+        {"hide, resize, show",
+         [](RenderWindow& w) {
+             w.top->hide();
+             w.top->resize(130, 77);
+             w.top->show();
+             RunEvents();
+         }},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        Signal isIn;
+        Signal leave;
+        ScriptedHost host([&](const ScriptedHost::Run&) {
+            if (OnGuiThread()) {
+                return;
+            }
+            isIn.Set();
+            leave.Wait(3000);
+        });
+        host.Attach(window.handle);
+        HostThread feeder([&] { EXPECT_EQ(SmallFrame().Feed(window.handle), 0); });
+        ASSERT_TRUE(isIn.Wait());
+        c.act(window);
+        EXPECT_EQ(host.inside, 1) << "the event loop goes on while the callback runs";
+        leave.Set();
+        feeder.Finish();
+        Ovel_ClearDraw(window.handle);
+    }
+}
+
+// Whoever takes a callback away returns when it runs no more, wherever it runs, and it is never called again.
+TEST_P(CallbackTest, WhoTakesACallbackAwayWaitsForIt)
+{
+    struct Case {
+        const char* name;
+        std::function<void(void*)> take;
+    };
+    ScriptedHost other([](const ScriptedHost::Run&) {});
+    const Case cases[] = {
+        {"clear", [](void* handle) { Ovel_ClearDraw(handle); }},
+        {"none",
+         [](void* handle) {
+             tagOvelDrawCallback none{};
+             EXPECT_EQ(Ovel_SetParam(handle, OVELCMD_SET_DRAW_CALLBACK, &none, sizeof(none)), 0);
+         }},
+        {"another", [&](void* handle) { EXPECT_EQ(other.Attach(handle), 0); }},
+        {"release", [](void* handle) { EXPECT_EQ(Ovel_Release(handle), 0); }},
+    };
+    for (const bool inResize : {false, true}) {
+        for (const Case& c : cases) {
+            SCOPED_TRACE(testing::Message() << c.name << (inResize ? " in a resize" : " in a frame"));
+            RenderWindow own(GetParam());
+            Signal isIn;
+            std::atomic<bool> taken{false};
+            std::atomic<bool> takenMeanwhile{false};
+            ScriptedHost host([&](const ScriptedHost::Run&) {
+                isIn.Set();
+                for (int i = 0; i < 150 && !taken; ++i) {
+                    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+                }
+                takenMeanwhile = takenMeanwhile || taken;
+            });
+            host.Attach(own.handle);
+            HostThread feeder([&] { EXPECT_EQ(inResize ? 0 : SmallFrame().Feed(own.handle), 0); });
+            HostThread taker([&] {
+                EXPECT_TRUE(isIn.Wait());
+                c.take(own.handle);
+                taken = true;
+            });
+            if (inResize) {
+                own.top->resize(120, 70);
+            }
+            feeder.Finish();
+            taker.Finish();
+            EXPECT_FALSE(takenMeanwhile);
+            const int runs = host.runs;
+            own.top->resize(130, 75);
+            RunEvents();
+            SmallFrame().Feed(own.handle);
+            EXPECT_EQ(host.runs, runs);
+        }
+    }
+}
+
+// Calls for another renderer, from inside a callback.
+struct OtherCall {
+    const char* name;
+    std::function<int(void*)> call;
+};
+const OtherCall OtherCalls[] = {
+    {"set",
+     [](void* other) {
+         int value = 1;
+         return Ovel_SetParam(other, OVELCMD_SET_STOPDRAW_PARA, &value, sizeof(value));
+     }},
+    {"get",
+     [](void* other) {
+         int value = 1;
+         return Ovel_GetParam(other, OVELCMD_SET_STOPDRAW_PARA, &value, sizeof(value));
+     }},
+    {"clear",
+     [](void* other) {
+         Ovel_ClearDraw(other);
+         return -1;
+     }},
+    {"show", [](void* other) { return SmallFrame().Feed(other); }},
+    {"release", [](void* other) { return Ovel_Release(other); }},
+};
+
+TEST_P(CallbackTest, CallsForABusyRendererGiveUp)
+{
+    for (const bool inResize : {false, true}) {
+        for (const OtherCall& c : OtherCalls) {
+            if (inResize && &c != OtherCalls) {
+                continue; // one of them will do: each takes half a second
+            }
+            SCOPED_TRACE(testing::Message() << c.name << (inResize ? " in a resize" : " in a frame"));
+            RenderWindow busy(OVEL_RENDER_SUB_IMAGE - GetParam());
+            Signal busyIsIn;
+            Signal leave;
+            ScriptedHost busyHost([&](const ScriptedHost::Run&) {
+                busyIsIn.Set();
+                leave.Wait(4000);
+            });
+            busyHost.Attach(busy.handle);
+            HostThread feeder([&] { EXPECT_EQ(SmallFrame().Feed(busy.handle), 0); });
+            ASSERT_TRUE(busyIsIn.Wait());
+            std::atomic<int> result{1};
+            std::atomic<bool> stillBusy{false};
+            ScriptedHost host([&](const ScriptedHost::Run& run) {
+                if (run.number > 1) {
+                    return;
+                }
+                result = c.call(busy.handle);
+                stillBusy = busyHost.inside == 1;
+            });
+            host.Attach(window.handle);
+            if (inResize) {
+                ResizeNow();
+            } else {
+                EXPECT_EQ(SmallFrame().Feed(window.handle), 0);
+            }
+            EXPECT_EQ(result, -1);
+            EXPECT_TRUE(stillBusy) << "the call waited for the other callback";
+            leave.Set();
+            feeder.Finish();
+            EXPECT_EQ(SmallFrame().Feed(busy.handle), 0) << "the other renderer is as it was";
+            const int busyRuns = busyHost.runs;
+            busy.top->resize(111, 71);
+            RunEvents();
+            EXPECT_GT(busyHost.runs, busyRuns) << "and has its callback";
+            Ovel_ClearDraw(window.handle);
+        }
+    }
+}
+
+// The same without anybody who lets go first.
+TEST_P(CallbackTest, CallbacksThatSteerEachOther)
+{
+    RenderWindow second(OVEL_RENDER_FULL);
+    std::atomic<int> inside{0};
+    std::atomic<int> givenUp{0};
+    const auto steer = [&](void* other) {
+        return [&inside, &givenUp, other](const ScriptedHost::Run& run) {
+            if (run.number > 1) {
+                return;
+            }
+            ++inside;
+            for (int i = 0; i < 3000 && inside < 2; ++i) {
+                std::this_thread::sleep_for(std::chrono::milliseconds(1));
+            }
+            int value = 1;
+            givenUp += Ovel_SetParam(other, OVELCMD_SET_STOPDRAW_PARA, &value, sizeof(value)) == -1;
+        };
+    };
+    ScriptedHost host(steer(second.handle));
+    ScriptedHost secondHost(steer(window.handle));
+    host.Attach(window.handle);
+    secondHost.Attach(second.handle);
+    HostThread feeder([&] { EXPECT_EQ(SmallFrame().Feed(window.handle), 0); });
+    HostThread secondFeeder([&] { EXPECT_EQ(SmallFrame().Feed(second.handle), 0); });
+    feeder.Finish();
+    secondFeeder.Finish();
+    EXPECT_EQ(inside, 2);
+    EXPECT_GE(givenUp, 1);
+    for (void* handle : {window.handle, second.handle}) {
+        Ovel_ClearDraw(handle);
+    }
+}
+
+} // namespace

@@ -1,0 +1,169 @@
+// A new frame asks for its repaint on the feeding thread, and the GUI thread paints it, whatever the host
+// does with its event queue, its signals or its windows in between.
+#include "ScriptedHost.h"
+
+#include <QApplication>
+#include <QPointer>
+
+using namespace OvelTest;
+
+namespace
+{
+
+class EventEater : public QObject
+{
+public:
+    explicit EventEater(std::function<bool(QObject*, QEvent*)> what) : eats(std::move(what)) {}
+    bool eventFilter(QObject* receiver, QEvent* event) override { return eats(receiver, event); }
+
+private:
+    std::function<bool(QObject*, QEvent*)> eats;
+};
+
+bool IsRequest(const QEvent* event)
+{
+    return event->type() >= QEvent::User || event->type() == QEvent::MetaCall;
+}
+
+void FeedElsewhere(void* handle, const Picture& picture)
+{
+    std::thread([&] { EXPECT_EQ(Frame(picture, OVEL_DISPLAY_YV12).Feed(handle), 0); }).join();
+}
+
+// Nobody asks for a paint but the frame itself.
+void ExpectShownByItself(RenderWindow& window, const Picture& picture)
+{
+    FeedElsewhere(window.handle, picture);
+    const int before = window.paints->count;
+    EXPECT_TRUE(WaitUntil([&] { return window.paints->count > before; }, 1000)) << "the window is frozen";
+    EXPECT_TRUE(
+        ShowsCanvas(window.Framebuffer(), RenderPicture(picture, OVEL_DISPLAY_YV12, window.CurrentView())));
+}
+
+class RequestTest : public BothRenderers
+{
+};
+OVEL_FOR_BOTH_RENDERERS(RequestTest);
+
+TEST_P(RequestTest, LostRequestsFreezeNothing)
+{
+    const auto eat = [](QObject* filtered, RenderWindow& window, bool all) {
+        EventEater eater([&](QObject* receiver, QEvent* event) {
+            return receiver == window.renderer && (all || IsRequest(event));
+        });
+        filtered->installEventFilter(&eater);
+        RunEventsFor(20);
+    };
+    struct Case {
+        const char* name;
+        bool alsoFromGui;
+        std::function<void(RenderWindow&)> lose;
+    };
+    const Case cases[] = {
+        {"a filter of the application eats it", true, [&](RenderWindow& w) { eat(qApp, w, false); }},
+        {"a filter of the widget eats it", true, [&](RenderWindow& w) { eat(w.renderer, w, false); }},
+        {"a filter of the widget eats everything", true, [&](RenderWindow& w) { eat(w.renderer, w, true); }},
+        {"removed from the queue", true,
+         [](RenderWindow& w) { QCoreApplication::removePostedEvents(w.renderer); }},
+        {"the queue is emptied", false, // on the GUI thread Qt's own requests would be lost with ours
+         [](RenderWindow&) { QCoreApplication::removePostedEvents(nullptr); }},
+        {"signals are blocked", true,
+         [](RenderWindow& w) {
+             w.renderer->blockSignals(true);
+             FeedElsewhere(w.handle, MakePicture(16, 16));
+             w.renderer->blockSignals(false);
+         }},
+        {"hidden and shown", true, [](RenderWindow& w) {
+             w.renderer->hide();
+             FeedElsewhere(w.handle, MakePicture(16, 16));
+             RunEventsFor(20);
+             w.renderer->show();
+         }}};
+    OverlaySource source;
+    source.records = {Label("text", {500, 20, 590, 40})};
+    for (const Case& c : cases) {
+        for (const int variant : {0, 1, 2, 3}) {
+            const bool texts = variant & 1;
+            const bool fromGui = variant & 2;
+            if (fromGui && !c.alsoFromGui) {
+                continue;
+            }
+            SCOPED_TRACE(testing::Message() << c.name << ", texts " << texts << ", from the GUI " << fromGui);
+            RenderWindow window(GetParam());
+            if (texts) {
+                source.Attach(window.handle);
+            }
+            ExpectShownByItself(window, MakePicture(32, 24, 1));
+            RunEventsFor(20);
+            const auto feed = [&] { FeedElsewhere(window.handle, MakePicture(32, 24, 2)); };
+            fromGui ? static_cast<void>(Frame(MakePicture(32, 24, 2), OVEL_DISPLAY_YV12).Feed(window.handle))
+                    : feed();
+            c.lose(window);
+            RunEventsFor(20);
+            ExpectShownByItself(window, MakePicture(32, 24, 3));
+        }
+    }
+}
+
+// The repaint is a signal's: who blocks the signals gets none.
+TEST_P(RequestTest, BlockedSignalsAskForNoRepaint)
+{
+    RenderWindow window(GetParam());
+    const Picture pictures[] = {MakePicture(32, 24, 1), MakePicture(32, 24, 2)};
+    ASSERT_TRUE(window.Show(pictures[0], OVEL_DISPLAY_YV12));
+    RunEventsFor(30);
+    window.paints->count = 0;
+    window.renderer->blockSignals(true);
+    FeedElsewhere(window.handle, pictures[1]);
+    EXPECT_EQ(Frame(pictures[1], OVEL_DISPLAY_YV12).Feed(window.handle), 0);
+    window.Set(OVELCMD_SET_EZOOM_AREA, tagOvelZoomArea{0, 0, 1, 1});
+    RunEventsFor(100);
+    EXPECT_EQ(window.paints->count, 0);
+    window.renderer->blockSignals(false);
+    ExpectShownByItself(window, pictures[0]);
+}
+
+// Widgets go while the repaints of several are handed out; the others are painted all the same.
+TEST(RequestTogether, WidgetsThatGoDuringDelivery)
+{
+    constexpr unsigned Count = 3;
+    for (unsigned asked = 0; asked < Count; ++asked) {
+        constexpr unsigned all = (1u << Count) - 1;
+        for (const unsigned going : {1u << asked, all - (1u << asked), all}) {
+            SCOPED_TRACE(testing::Message()
+                         << "those of mask " << going << " go when " << asked << " is asked");
+            std::vector<std::unique_ptr<RenderWindow>> windows;
+            std::vector<QPointer<CLS_ShaderBase>> renderers;
+            for (unsigned i = 0; i < Count; ++i) {
+                windows.push_back(
+                    std::make_unique<RenderWindow>(i % 2 ? OVEL_RENDER_SUB_IMAGE : OVEL_RENDER_FULL));
+                renderers.push_back(windows.back()->renderer);
+            }
+            EventEater eater([&, isOver = false](QObject* receiver, QEvent* event) mutable {
+                if (isOver || receiver != renderers[asked] || !IsRequest(event)) {
+                    return false;
+                }
+                isOver = true;
+                for (unsigned i = 0; i < Count; ++i) {
+                    if (going >> i & 1) {
+                        delete renderers[i].data();
+                    }
+                }
+                return !renderers[asked];
+            });
+            RunEvents();
+            qApp->installEventFilter(&eater);
+            for (auto& window : windows) {
+                window->paints->count = 0;
+                FeedElsewhere(window->handle, MakePicture(16, 16, 9));
+            }
+            RunEventsFor(30);
+            qApp->removeEventFilter(&eater);
+            for (size_t i = 0; i < Count; ++i) {
+                EXPECT_TRUE(!renderers[i] || windows[i]->paints->count > 0) << "window " << i;
+            }
+        }
+    }
+}
+
+} // namespace
