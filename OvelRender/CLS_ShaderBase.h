@@ -13,6 +13,7 @@
 #include <atomic>
 #include <memory>
 
+class FrameReference;
 class QLabel;
 struct ShaderBaseState;
 
@@ -63,6 +64,8 @@ public:
     virtual void InnerFreeSource();
     // Empties the overlay list. Any thread.
     virtual void InnerClearDrawInfo();
+    // Takes one frame that stays where it is, and with it the reference; see Ovel_ShowYuvFrameRef.
+    virtual int ShowYuvFrameRef(void* pFrame, int iSize, FrameReference& reference) = 0;
 
     bool isOpenGLES();
 
@@ -98,7 +101,7 @@ public:
     QMutex m_mutexDrawInfo;
     int m_nVideoWidth;                               // [frame], written under the renderer mutex too
     int m_nVideoHeight;                              // [frame], written under the renderer mutex too
-    uint8_t* m_pYuvBuf;                              // [frame] in a block from malloc
+    uint8_t* m_pYuvBuf;                              // [frame] in a block from malloc; what was copied last
     uint8_t* m_pNV12Y;                               // [frame] into m_pYuvBuf, or null
     uint8_t* m_pNV12UV;                              // [frame] into m_pYuvBuf, or null
     std::atomic<int> m_nDisplayType;                 // written under [frame]; -1: no picture

@@ -53,7 +53,7 @@ protected:
         api_sdk_log_msg("%s", LayoutOf(displayType).fullFrameMessage);
         m_yuv.m_nDisplayType = displayType == 4 ? 5 : displayType;
     }
-    void NoteCopied(const tagYuvFrameInfo&, CopiedFrame) override {}
+    void NoteTaken(int, CopiedFrame) override {}
     tagQRECT PictureRect() const override
     {
         const tagOvelZoomArea part = m_parts.view.Get().destination;
@@ -94,6 +94,14 @@ protected:
 private:
     CLS_ShaderYuv& m_yuv;
 };
+
+void LogRefusal(RendererSteps::Taken taken, int width, int height)
+{
+    if (taken == RendererSteps::Taken::BadSize) {
+        LogError("CLS_ShaderYuv", "ShowYuvFrame", __LINE__,
+                 "ShowYuvFrame iWidth = %d iHeight = %d is invalid param", width, height);
+    }
+}
 
 } // namespace
 
@@ -184,6 +192,7 @@ void CLS_ShaderYuv::InnerFreeSource()
 
 int CLS_ShaderYuv::Release()
 {
+    const LettingGo lettingGo(this);
     const QMutexLocker lock(&m_mutexYuvBuf);
     m_bNeedFreeSource = true;
     m_nDisplayType = NoPicture;
@@ -211,12 +220,23 @@ int CLS_ShaderYuv::ShowYuvFrame(void* pFrame, int iSize)
     if (m_bDestroyed) {
         return -1;
     }
-    tagYuvFrameInfo frame;
+    const LettingGo lettingGo(this);
+    tagYuvFrameInfo frame = {};
     const Taken taken = FullFrameSteps(*this, *m_pState).TakeFrame(pFrame, iSize, frame);
-    if (taken == Taken::BadSize) {
-        LogError("CLS_ShaderYuv", __func__, __LINE__,
-                 "ShowYuvFrame iWidth = %d iHeight = %d is invalid param", frame.iWidth, frame.iHeight);
+    LogRefusal(taken, frame.iWidth, frame.iHeight);
+    return taken == Taken::Yes ? 0 : -1;
+}
+
+int CLS_ShaderYuv::ShowYuvFrameRef(void* pFrame, int iSize, FrameReference& reference)
+{
+    using Taken = RendererSteps::Taken;
+    if (m_bDestroyed) {
+        return -1;
     }
+    const LettingGo lettingGo(this);
+    tagOvelFrameRef frame = {};
+    const Taken taken = FullFrameSteps(*this, *m_pState).TakeReference(pFrame, iSize, frame, reference);
+    LogRefusal(taken, frame.iWidth, frame.iHeight);
     return taken == Taken::Yes ? 0 : -1;
 }
 

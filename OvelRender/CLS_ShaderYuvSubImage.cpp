@@ -49,9 +49,9 @@ protected:
         api_sdk_log_msg("%s", LayoutOf(displayType).subImageMessage);
         m_yuv.m_nDisplayType = displayType;
     }
-    void NoteCopied(const tagYuvFrameInfo& frame, CopiedFrame copied) override
+    void NoteTaken(int displayType, CopiedFrame copied) override
     {
-        if (frame.iDisplayType == OVEL_DISPLAY_NV12) {
+        if (displayType == OVEL_DISPLAY_NV12) {
             m_yuv.m_blBlockFrame = false;
         } else if (copied != CopiedFrame::Nothing) {
             m_yuv.m_blBlockFrame = copied == CopiedFrame::DeclaredBlock;
@@ -173,8 +173,7 @@ void CLS_ShaderYuvSubImage::InitGLYV12()
         !NewTexture(m_spTextureV, "InitGLYV12", 162)) {
         return;
     }
-    const PicturePlanes planes =
-        PlanesInBuffer(LayoutOf(OVEL_DISPLAY_YV12), m_pYuvBuf, m_nVideoWidth, m_nVideoHeight);
+    const PicturePlanes planes = m_pState->frames.Planes(LayoutOf(OVEL_DISPLAY_YV12));
     m_nTexIdY = AllocatePlane(m_pState->painter.Profile(), *m_spTextureY, planes.plane[0]);
     m_nTexIdU = AllocatePlane(m_pState->painter.Profile(), *m_spTextureU, planes.plane[1]);
     m_nTexIdV = AllocatePlane(m_pState->painter.Profile(), *m_spTextureV, planes.plane[2]);
@@ -190,8 +189,7 @@ void CLS_ShaderYuvSubImage::InitGLNV12()
     if (!NewTexture(m_spTextureY, "InitGLNV12", 273) || !NewTexture(m_spTextureU, "InitGLNV12", 279)) {
         return;
     }
-    const PicturePlanes planes =
-        PlanesInBuffer(LayoutOf(OVEL_DISPLAY_NV12), m_pYuvBuf, m_nVideoWidth, m_nVideoHeight);
+    const PicturePlanes planes = m_pState->frames.Planes(LayoutOf(OVEL_DISPLAY_NV12));
     m_nTexIdY = AllocatePlane(m_pState->painter.Profile(), *m_spTextureY, planes.plane[0]);
     m_nTexIdU = AllocatePlane(m_pState->painter.Profile(), *m_spTextureU, planes.plane[1]);
 }
@@ -210,6 +208,7 @@ void CLS_ShaderYuvSubImage::InnerFreeSource()
 
 int CLS_ShaderYuvSubImage::Release()
 {
+    const LettingGo lettingGo(this);
     const QMutexLocker lock(&m_mutexYuvBuf);
     InnerFreeSource();
     m_pState->frames.Drop();
@@ -234,8 +233,21 @@ int CLS_ShaderYuvSubImage::ShowYuvFrame(void* pFrame, int iSize)
     if (m_blDestroyed) {
         return -1;
     }
-    tagYuvFrameInfo frame;
+    const LettingGo lettingGo(this);
+    tagYuvFrameInfo frame = {};
     return SubImageSteps(*this, *m_pState).TakeFrame(pFrame, iSize, frame) == Taken::Yes ? 0 : -1;
+}
+
+int CLS_ShaderYuvSubImage::ShowYuvFrameRef(void* pFrame, int iSize, FrameReference& reference)
+{
+    using Taken = RendererSteps::Taken;
+    if (m_blDestroyed) {
+        return -1;
+    }
+    const LettingGo lettingGo(this);
+    tagOvelFrameRef frame = {};
+    SubImageSteps steps(*this, *m_pState);
+    return steps.TakeReference(pFrame, iSize, frame, reference) == Taken::Yes ? 0 : -1;
 }
 
 void CLS_ShaderYuvSubImage::paintGL()

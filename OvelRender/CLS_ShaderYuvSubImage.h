@@ -23,6 +23,7 @@ public:
     void paintGL() override;
     int Release() override;
     int ShowYuvFrame(void* pFrame, int iSize) override;
+    int ShowYuvFrameRef(void* pFrame, int iSize, FrameReference& reference) override;
     int SetParam(int iCmd, void* pData, int iLen) override;
     void ClearDraw() override;
     void InnerFreeSource() override;

@@ -6,7 +6,7 @@
 
 RendererSteps::Taken RendererSteps::TakeFrame(const void* pFrame, int iSize, tagYuvFrameInfo& frame)
 {
-    const std::optional<tagYuvFrameInfo> read = ReadDescriptor(pFrame, iSize);
+    const std::optional<tagYuvFrameInfo> read = ReadDescriptor<tagYuvFrameInfo>(pFrame, iSize);
     if (!read) {
         return Taken::NoDescriptor;
     }
@@ -14,9 +14,9 @@ RendererSteps::Taken RendererSteps::TakeFrame(const void* pFrame, int iSize, tag
     {
         const FrameLock lock = FrameLock::ForFrame(m_parts.gate);
         FrameStore& frames = m_parts.frames;
-        const bool canBeHeld = FrameStore::CanHold(frame);
+        const bool canBeHeld = FrameStore::CanHold(frame.iWidth, frame.iHeight);
         // With a picture there, a frame that cannot be taken must not change how that picture is read.
-        if (!canBeHeld && m_renderer.m_pYuvBuf) {
+        if (!canBeHeld && frames.HasPicture()) {
             return Taken::BadSize;
         }
         if (frame.iDisplayType != m_renderer.m_nDisplayType) {
@@ -25,6 +25,7 @@ RendererSteps::Taken RendererSteps::TakeFrame(const void* pFrame, int iSize, tag
         if (!canBeHeld) {
             return Taken::NoBuffer;
         }
+        frames.ReturnToBuffer();
         if (frames.NeedsReset(frame)) {
             m_renderer.InnerResetYuvBuf(frame.iWidth, frame.iHeight, FrameStore::RoomFor(frame));
             frames.NoteDeclared(frame);
@@ -32,11 +33,41 @@ RendererSteps::Taken RendererSteps::TakeFrame(const void* pFrame, int iSize, tag
         if (!m_renderer.m_pYuvBuf) {
             return Taken::NoBuffer;
         }
-        NoteCopied(frame, frames.Copy(frame));
+        NoteTaken(frame.iDisplayType, frames.Copy(frame));
         m_renderer.InnerClearDrawInfo();
         AskPlayer(OverlayList::Start::Emptied, frame.uiFrameParam);
     }
     // After the lock: the GUI thread that wakes up may run in this one's place.
+    AnnounceFrame();
+    return Taken::Yes;
+}
+
+RendererSteps::Taken RendererSteps::TakeReference(const void* pFrame, int iSize, tagOvelFrameRef& frame,
+                                                  FrameReference& reference)
+{
+    const std::optional<tagOvelFrameRef> read = ReadDescriptor<tagOvelFrameRef>(pFrame, iSize);
+    if (!read) {
+        return Taken::NoDescriptor;
+    }
+    frame = *read;
+    {
+        const FrameLock lock = FrameLock::ForFrame(m_parts.gate);
+        FrameStore& frames = m_parts.frames;
+        if (!FrameStore::CanHold(frame.iWidth, frame.iHeight)) {
+            return frames.HasPicture() ? Taken::BadSize : Taken::NoBuffer;
+        }
+        const std::optional<PicturePlanes> planes = PlanesInPlace(LayoutOf(frame.iDisplayType), frame);
+        if (!planes || (frame.iHasColor && !IsKnownColor(frame.stColor))) {
+            return Taken::BadPlanes;
+        }
+        if (frame.iDisplayType != m_renderer.m_nDisplayType) {
+            ChangeDisplayType(frame.iDisplayType);
+        }
+        frames.Refer(frame, *planes, std::move(reference));
+        NoteTaken(frame.iDisplayType, CopiedFrame::Picture);
+        m_renderer.InnerClearDrawInfo();
+        AskPlayer(OverlayList::Start::Emptied, frame.uiFrameParam);
+    }
     AnnounceFrame();
     return Taken::Yes;
 }
@@ -129,7 +160,7 @@ void RendererSteps::Paint()
     FreeOutdated();
     const int displayType = m_renderer.m_nDisplayType;
     const bool isPainted = LayoutOf(displayType).IsPainted();
-    const bool hasBuffer = m_renderer.m_pYuvBuf || !NeedsBuffer(displayType);
+    const bool hasBuffer = m_parts.frames.HasPicture() || !NeedsBuffer(displayType);
     if (displayType == NoPicture || (!hasBuffer && !m_parts.frames.IsLost())) {
         PaintBlack();
     } else if (!hasBuffer || (isPainted && !m_parts.frames.HoldsPicture(displayType))) {
@@ -154,6 +185,7 @@ void RendererSteps::Compose(FrameLock& lock, int displayType)
     }
     ContextPainter& painter = m_parts.painter;
     PaintedView view = CurrentView();
+    view.parameters.color = m_parts.frames.ColorOr(view.parameters.color);
     const bool labelsChange = TakeOverlays(view);
     if (!painter.HasShown(view)) {
         painter.FillFramebuffer(view.surface);
@@ -197,10 +229,8 @@ bool RendererSteps::PaintPlanes(int displayType, const ViewParameters& view)
         return false;
     }
     const PictureLayout& layout = LayoutOf(displayType);
-    const PicturePlanes planes =
-        PlanesInBuffer(layout, m_renderer.m_pYuvBuf, m_renderer.m_nVideoWidth, m_renderer.m_nVideoHeight);
-    const ContextPainter::Drawn drawn =
-        m_parts.painter.DrawPicture(target, layout, planes, m_parts.frames.Serial(), view);
+    const ContextPainter::Drawn drawn = m_parts.painter.DrawPicture(
+        target, layout, m_parts.frames.Planes(layout), m_parts.frames.Serial(), view);
     if (drawn == ContextPainter::Drawn::Uploaded) {
         m_parts.frames.NoteRead();
     }

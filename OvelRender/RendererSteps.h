@@ -23,11 +23,14 @@ public:
     enum class Taken {
         Yes,
         NoDescriptor,
-        BadSize, // a picture of this size cannot be taken; the previous one is still there
-        NoBuffer // nothing to copy into
+        BadPlanes, // the descriptor of a host's own picture does not lead to one
+        BadSize,   // a picture of this size cannot be taken; the previous one is still there
+        NoBuffer   // nothing to copy into
     };
     // Any thread. Reads the descriptor into `frame`.
     Taken TakeFrame(const void* pFrame, int iSize, tagYuvFrameInfo& frame);
+    // The same for a picture that stays where it is; the reference is taken over with it.
+    Taken TakeReference(const void* pFrame, int iSize, tagOvelFrameRef& frame, FrameReference& reference);
     // Runs the host's callback for the picture that is there, for this parameter or for the last one. Its
     // result, or 0 without a callback. Any thread.
     int AskPlayer(OverlayList::Start start, std::optional<unsigned int> frameParam);
@@ -51,7 +54,7 @@ public:
 protected:
     // Frame lock held.
     virtual void ChangeDisplayType(int displayType) = 0;
-    virtual void NoteCopied(const tagYuvFrameInfo& frame, CopiedFrame copied) = 0;
+    virtual void NoteTaken(int displayType, CopiedFrame copied) = 0;
     // Any thread, with the frame lock or without a lock.
     virtual tagQRECT PictureRect() const = 0;
     virtual OvelDrawToRender Sink() const = 0;
