@@ -1,5 +1,7 @@
 #include "RendererSteps.h"
 
+#include "Guarded.h"
+
 #include <QOpenGLContext>
 
 #include <utility>
@@ -66,9 +68,13 @@ RendererSteps::Taken RendererSteps::TakeReference(const void* pFrame, int iSize,
         frames.Refer(frame, *planes, std::move(reference));
         NoteTaken(frame.iDisplayType, CopiedFrame::Picture);
         m_renderer.InnerClearDrawInfo();
-        AskPlayer(OverlayList::Start::Emptied, frame.uiFrameParam);
+        // Whatever a callback throws, the frame is taken: the host must not think that it has it back.
+        Guarded(0, [&] { return AskPlayer(OverlayList::Start::Emptied, frame.uiFrameParam); });
     }
-    AnnounceFrame();
+    Guarded(0, [&] {
+        AnnounceFrame();
+        return 0;
+    });
     return Taken::Yes;
 }
 
