@@ -14,6 +14,7 @@
 #include <memory>
 
 class QLabel;
+class RendererSteps;
 struct ShaderBaseState;
 
 // All locks of the library, outermost first; none is ever taken while one further down is held:
@@ -128,6 +129,7 @@ public:
     int mirrorType;              // [param]
 
 protected:
+    friend class RendererSteps;
     std::unique_ptr<ShaderBaseState> m_pState;
 };
 

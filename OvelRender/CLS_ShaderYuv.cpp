@@ -1,10 +1,9 @@
 #include "CLS_ShaderYuv.h"
 
-#include "FullFrameSteps.h"
 #include "Guarded.h"
 #include "LiveRenderers.h"
 #include "OsCoreApi.h"
-#include "picture/BlackCorners.h"
+#include "RendererSteps.h"
 
 #include <QMutexLocker>
 
@@ -14,12 +13,27 @@ CLS_ShaderYuv::CLS_ShaderYuv()
       m_pTextureU(nullptr), m_pTextureV(nullptr), m_bDestroyed(false), m_pShaderProgram(nullptr),
       m_uiDrawFrameParam(0)
 {
+    RendererTraits traits;
+    traits.changeMessage = &PictureLayout::fullFrameMessage;
+    traits.typeFor4 = 5;
+    traits.needsBuffer = [](int displayType) { return LayoutOf(displayType).IsPainted(); };
+    traits.freesInPlace = true;
+    traits.hasPlace = true;
+    traits.sink = &CLS_ShaderYuv::DrawCallbackToRender;
+    traits.lastFrameParam = &m_uiDrawFrameParam;
+    traits.emitUpdate = [this] { Q_EMIT signalUpdate(); };
+    traits.initialise = [this](int type) { type == OVEL_DISPLAY_NV12 ? InitGLNV12() : InitGLYV12(); };
+    const PictureUniforms uniforms{{&m_nLocTexY, &m_nLocTexU, &m_nLocTexV}, m_nLocDrawFlag, m_nLocDrawColor};
+    const SourceFields fields{m_pShaderProgram, m_nTexIdY, m_nTexIdU, m_nTexIdV, uniforms};
+    traits.sources =
+        std::make_unique<RespecifiedSources>(fields, m_pTextureY, m_pTextureU, m_pTextureV, m_nLocDrawAlpha);
+    m_pState->traits = std::make_unique<const RendererTraits>(std::move(traits));
     m_nDisplayType = NoPicture;
     connect(this, &QObject::destroyed, this, &CLS_ShaderYuv::onDestroyed);
     // Direct, because the request itself crosses to the GUI thread, and does so without an allocation.
     connect(
-        this, &CLS_ShaderYuv::signalUpdate, this,
-        [this] { FullFrameSteps(*this, *m_pState).RequestRepaint(); }, Qt::DirectConnection);
+        this, &CLS_ShaderYuv::signalUpdate, this, [this] { RendererSteps(*this).RequestRepaint(); },
+        Qt::DirectConnection);
     m_pState->updateIsHeard = false;
     api_sdk_log_msg("CreateShader CLS_ShaderYuv.");
 }
@@ -29,50 +43,45 @@ CLS_ShaderYuv::~CLS_ShaderYuv()
     RetireLiveRenderer(this);
     onDestroyed(this);
     disconnect(this, &QObject::destroyed, this, &CLS_ShaderYuv::onDestroyed);
-    // A context that is gone took the GL objects along; one that is here must not call back into this object
-    // later.
-    FullFrameSteps(*this, *m_pState).LeaveContext();
+    // A context that is gone took the GL objects along; one that is here must not call back later.
+    RendererSteps(*this).LeaveContext();
     CLS_ShaderYuv::Release();
 }
 
 void CLS_ShaderYuv::initializeGL()
 {
-    Guarded(0, [&] {
+    Guarded([&] {
         const QMutexLocker lock(&m_mutexYuvBuf);
         initializeOpenGLFunctions();
-        FullFrameSteps(*this, *m_pState).EnterContext([this] {
-            FullFrameSteps(*this, *m_pState).LeaveContext();
-        });
-        FullFrameSteps(*this, *m_pState).LogContext();
-        return 0;
+        RendererSteps(*this).EnterContext();
+        RendererSteps(*this).LogContext("CLS_ShaderYuv");
     });
 }
 
 void CLS_ShaderYuv::resizeGL(int width, int height)
 {
-    Guarded(0, [&] {
-        FullFrameSteps(*this, *m_pState).Resize(width, height);
-        return 0;
-    });
+    Guarded([&] { RendererSteps(*this).Resize(width, height); });
 }
 
 void CLS_ShaderYuv::InitGLYV12()
 {
-    FullFrameSteps(*this, *m_pState).BuildSources(LayoutOf(OVEL_DISPLAY_YV12));
+    RendererSteps(*this).BuildSources(OVEL_DISPLAY_YV12);
 }
 
 void CLS_ShaderYuv::InitGLNV12()
 {
-    FullFrameSteps(*this, *m_pState).BuildSources(LayoutOf(OVEL_DISPLAY_NV12));
+    RendererSteps(*this).BuildSources(OVEL_DISPLAY_NV12);
 }
 
 void CLS_ShaderYuv::InnerFreeSource()
 {
-    FullFrameSteps(*this, *m_pState).FreeSources();
+    m_pState->traits->sources->Free();
+    m_bGLInited = false;
 }
 
 int CLS_ShaderYuv::Release()
 {
+    const LettingGo lettingGo(this); // first: ends without the lock
     const QMutexLocker lock(&m_mutexYuvBuf);
     m_bNeedFreeSource = true;
     m_nDisplayType = NoPicture;
@@ -96,47 +105,42 @@ void CLS_ShaderYuv::onDestroyed(QObject* obj)
 
 int CLS_ShaderYuv::ShowYuvFrame(void* pFrame, int iSize)
 {
-    using Taken = RendererSteps::Taken;
     if (m_bDestroyed) {
         return -1;
     }
-    tagYuvFrameInfo frame;
-    const Taken taken = FullFrameSteps(*this, *m_pState).TakeFrame(pFrame, iSize, frame);
-    if (taken == Taken::BadSize) {
+    const LettingGo lettingGo(this);
+    tagYuvFrameInfo frame = {};
+    const auto taken = RendererSteps(*this).TakeFrame(pFrame, iSize, frame);
+    if (taken == RendererSteps::Taken::BadSize) {
         LogError("CLS_ShaderYuv", __func__, __LINE__,
                  "ShowYuvFrame iWidth = %d iHeight = %d is invalid param", frame.iWidth, frame.iHeight);
     }
-    return taken == Taken::Yes ? 0 : -1;
+    return taken == RendererSteps::Taken::Yes ? 0 : -1;
 }
 
 void CLS_ShaderYuv::paintGL()
 {
-    Guarded(0, [&] {
-        FullFrameSteps(*this, *m_pState).Paint();
-        return 0;
-    });
+    Guarded([&] { RendererSteps(*this).Paint(); });
 }
 
 void CLS_ShaderYuv::PaintYV12()
 {
-    FullFrameSteps(*this, *m_pState).PaintPlanes(OVEL_DISPLAY_YV12);
+    RendererSteps(*this).PaintPlanes(OVEL_DISPLAY_YV12);
 }
 
 void CLS_ShaderYuv::PaintNV12()
 {
-    FullFrameSteps(*this, *m_pState).PaintPlanes(OVEL_DISPLAY_NV12);
+    RendererSteps(*this).PaintPlanes(OVEL_DISPLAY_NV12);
 }
 
 void CLS_ShaderYuv::VideoRotateMirror()
 {
-    if (m_pShaderProgram) {
-        m_pState->painter.SetMatrix(*m_pShaderProgram, m_pState->view.Get().rotate);
-    }
+    m_pState->painter.SetMatrix(m_pShaderProgram, m_pState->view.Get().rotate);
 }
 
 void CLS_ShaderYuv::paintDraw(bool bBlendPass)
 {
-    FullFrameSteps(*this, *m_pState).MeshOverlays();
+    RendererSteps(*this).MeshOverlays();
     if (bBlendPass) {
         m_pState->painter.PaintTranslucentOverlays();
     } else {
@@ -146,7 +150,7 @@ void CLS_ShaderYuv::paintDraw(bool bBlendPass)
 
 int CLS_ShaderYuv::DrawCallbackToPlayer(unsigned int uiFrameParam)
 {
-    return FullFrameSteps(*this, *m_pState).AskPlayer(OverlayList::Start::AsItIs, uiFrameParam);
+    return RendererSteps(*this).AskPlayer(OverlayList::Start::AsItIs, uiFrameParam);
 }
 
 int CLS_ShaderYuv::DrawCallbackToRender(void* pData, int iLen, void* pRender)
@@ -176,7 +180,7 @@ int CLS_ShaderYuv::GetParam(int iCmd, void* pData, int iLen)
 
 void CLS_ShaderYuv::ClearDraw()
 {
-    if (!FullFrameSteps(*this, *m_pState).ForgetOverlays()) {
+    if (!RendererSteps(*this).ForgetOverlays()) {
         return;
     }
     Q_EMIT signalDrawTextInfo();
@@ -191,9 +195,4 @@ void CLS_ShaderYuv::ClearDraw()
 void CLS_ShaderYuv::LineTriangulation(double dLineWidth, std::vector<Point2F>& vecPoints)
 {
     TriangulateLine(dLineWidth, vecPoints, m_vecRectMesh);
-}
-
-bool CheckGreen(unsigned char* pYData, int iWidth, int iHeight)
-{
-    return !pYData || HasBlackCorners(pYData, iWidth, iHeight);
 }

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "CLS_ShaderBase.h"
+#include "picture/BlackCorners.h"
 #include "picture/LineMesh.h"
 
 class QOpenGLShaderProgram;
@@ -70,7 +71,3 @@ public:
     std::vector<RectMesh> m_vecRectMesh;
     std::atomic<unsigned int> m_uiDrawFrameParam;
 };
-
-// True when the four 10 x 10 corner blocks of a luma plane of at least 10 x 10 samples are all zero, or for
-// null.
-OVEL_API bool CheckGreen(unsigned char* pYData, int iWidth, int iHeight);

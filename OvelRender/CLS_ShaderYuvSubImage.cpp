@@ -3,7 +3,7 @@
 #include "Guarded.h"
 #include "LiveRenderers.h"
 #include "OsCoreApi.h"
-#include "SubImageSteps.h"
+#include "RendererSteps.h"
 
 #include <QMutexLocker>
 
@@ -12,11 +12,25 @@ CLS_ShaderYuvSubImage::CLS_ShaderYuvSubImage()
       m_nLocDrawColor(0), m_nTexIdY(0), m_nTexIdU(0), m_nTexIdV(0), m_blDestroyed(false),
       m_pShaderProgram(nullptr), m_blBlockFrame(false), m_uiDrawFrameParam(0)
 {
+    RendererTraits traits;
+    traits.changeMessage = &PictureLayout::subImageMessage;
+    traits.needsBuffer = [](int displayType) { return displayType != 6; }; // shown from elsewhere
+    traits.isBlackAtOnce = true;
+    traits.blockFrame = &m_blBlockFrame;
+    traits.overlays = OverlayKinds::LinesOnly;
+    traits.sink = &CLS_ShaderYuvSubImage::DrawCallbackToRender;
+    traits.lastFrameParam = &m_uiDrawFrameParam;
+    traits.emitUpdate = [this] { Q_EMIT signalUpdate(); };
+    traits.initialise = [this](int type) { type == OVEL_DISPLAY_NV12 ? InitGLNV12() : InitGLYV12(); };
+    const PictureUniforms uniforms{{&m_nLocTexY, &m_nLocTexU, &m_nLocTexV}, m_nLocDrawFlag, m_nLocDrawColor};
+    const SourceFields fields{m_pShaderProgram, m_nTexIdY, m_nTexIdU, m_nTexIdV, uniforms};
+    traits.sources = std::make_unique<FixedSources>(fields, m_spTextureY, m_spTextureU, m_spTextureV);
+    m_pState->traits = std::make_unique<const RendererTraits>(std::move(traits));
     connect(this, &QObject::destroyed, this, &CLS_ShaderYuvSubImage::onDestroyed);
     // Direct, because the request itself crosses to the GUI thread, and does so without an allocation.
     connect(
-        this, &CLS_ShaderYuvSubImage::signalUpdate, this,
-        [this] { SubImageSteps(*this, *m_pState).RequestRepaint(); }, Qt::DirectConnection);
+        this, &CLS_ShaderYuvSubImage::signalUpdate, this, [this] { RendererSteps(*this).RequestRepaint(); },
+        Qt::DirectConnection);
     m_pState->updateIsHeard = false;
     m_nDisplayType = NoPicture;
     api_sdk_log_msg("CreateShader CLS_ShaderYuvSubImage.");
@@ -27,41 +41,34 @@ CLS_ShaderYuvSubImage::~CLS_ShaderYuvSubImage()
     RetireLiveRenderer(this);
     onDestroyed(this);
     disconnect(this, &QObject::destroyed, this, &CLS_ShaderYuvSubImage::onDestroyed);
-    // A context that is gone took the GL objects along; one that is here must not call back into this object
-    // later.
-    SubImageSteps(*this, *m_pState).LeaveContext();
+    // A context that is gone took the GL objects along; one that is here must not call back later.
+    RendererSteps(*this).LeaveContext();
     CLS_ShaderYuvSubImage::Release();
 }
 
 void CLS_ShaderYuvSubImage::initializeGL()
 {
-    Guarded(0, [&] {
+    Guarded([&] {
         const QMutexLocker lock(&m_mutexYuvBuf);
         initializeOpenGLFunctions();
-        SubImageSteps(*this, *m_pState).EnterContext([this] {
-            SubImageSteps(*this, *m_pState).LeaveContext();
-        });
+        RendererSteps(*this).EnterContext();
         InnerFreeSource();
-        return 0;
     });
 }
 
 void CLS_ShaderYuvSubImage::resizeGL(int width, int height)
 {
-    Guarded(0, [&] {
-        SubImageSteps(*this, *m_pState).Resize(width, height);
-        return 0;
-    });
+    Guarded([&] { RendererSteps(*this).Resize(width, height); });
 }
 
 void CLS_ShaderYuvSubImage::InitGLYV12()
 {
-    SubImageSteps(*this, *m_pState).BuildSources(LayoutOf(OVEL_DISPLAY_YV12), __func__);
+    RendererSteps(*this).BuildSources(OVEL_DISPLAY_YV12);
 }
 
 void CLS_ShaderYuvSubImage::InitGLNV12()
 {
-    SubImageSteps(*this, *m_pState).BuildSources(LayoutOf(OVEL_DISPLAY_NV12), __func__);
+    RendererSteps(*this).BuildSources(OVEL_DISPLAY_NV12);
 }
 
 void CLS_ShaderYuvSubImage::InnerFreeSource()
@@ -78,6 +85,7 @@ void CLS_ShaderYuvSubImage::InnerFreeSource()
 
 int CLS_ShaderYuvSubImage::Release()
 {
+    const LettingGo lettingGo(this); // first: ends without the lock
     const QMutexLocker lock(&m_mutexYuvBuf);
     InnerFreeSource();
     m_pState->frames.Drop();
@@ -98,43 +106,40 @@ void CLS_ShaderYuvSubImage::onDestroyed(QObject* obj)
 
 int CLS_ShaderYuvSubImage::ShowYuvFrame(void* pFrame, int iSize)
 {
-    using Taken = RendererSteps::Taken;
     if (m_blDestroyed) {
         return -1;
     }
-    tagYuvFrameInfo frame;
-    return SubImageSteps(*this, *m_pState).TakeFrame(pFrame, iSize, frame) == Taken::Yes ? 0 : -1;
+    const LettingGo lettingGo(this);
+    tagYuvFrameInfo frame = {};
+    return RendererSteps(*this).TakeFrame(pFrame, iSize, frame) == RendererSteps::Taken::Yes ? 0 : -1;
 }
 
 void CLS_ShaderYuvSubImage::paintGL()
 {
-    Guarded(0, [&] {
-        SubImageSteps(*this, *m_pState).Paint();
-        return 0;
-    });
+    Guarded([&] { RendererSteps(*this).Paint(); });
 }
 
 void CLS_ShaderYuvSubImage::PaintYV12()
 {
-    SubImageSteps(*this, *m_pState).PaintPlanes(OVEL_DISPLAY_YV12);
+    RendererSteps(*this).PaintPlanes(OVEL_DISPLAY_YV12);
 }
 
 void CLS_ShaderYuvSubImage::PaintNV12()
 {
-    SubImageSteps(*this, *m_pState).PaintPlanes(OVEL_DISPLAY_NV12);
+    RendererSteps(*this).PaintPlanes(OVEL_DISPLAY_NV12);
 }
 
 void CLS_ShaderYuvSubImage::PaintDXGL() {}
 
 void CLS_ShaderYuvSubImage::paintDraw()
 {
-    SubImageSteps(*this, *m_pState).MeshOverlays();
+    RendererSteps(*this).MeshOverlays();
     m_pState->painter.PaintOpaqueOverlays();
 }
 
 int CLS_ShaderYuvSubImage::DrawCallbackToPlayer(unsigned int uiFrameParam)
 {
-    return SubImageSteps(*this, *m_pState).AskPlayer(OverlayList::Start::AsItIs, uiFrameParam);
+    return RendererSteps(*this).AskPlayer(OverlayList::Start::AsItIs, uiFrameParam);
 }
 
 int CLS_ShaderYuvSubImage::DrawCallbackToRender(void* pData, int iLen, void* pRender)
@@ -159,7 +164,7 @@ int CLS_ShaderYuvSubImage::SetParam(int iCmd, void* pData, int iLen)
 
 void CLS_ShaderYuvSubImage::ClearDraw()
 {
-    if (!SubImageSteps(*this, *m_pState).ForgetOverlays()) {
+    if (!RendererSteps(*this).ForgetOverlays()) {
         return;
     }
     // Elsewhere the labels follow the list a little later: a clearing that is queued would meet the next

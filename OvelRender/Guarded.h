@@ -9,3 +9,12 @@ template <typename Result, typename Work> Result Guarded(Result failure, Work&& 
         return failure;
     }
 }
+
+template <typename Work> void Guarded(Work&& work) noexcept
+{
+    try {
+        work();
+    } catch (...) {
+        return;
+    }
+}

@@ -5,6 +5,8 @@
 #include "Guarded.h"
 #include "LiveRenderers.h"
 #include "OsCoreApi.h"
+#include "RendererSteps.h"
+#include "parts/FrameReference.h"
 
 #include <QApplication>
 #include <QMutexLocker>
@@ -79,7 +81,8 @@ class RendererCall
 {
 public:
     explicit RendererCall(void* pcls, std::optional<std::chrono::milliseconds> limit = WaitLimit())
-        : m_locked(!IsInsideDrawCallback(pcls) && Find(pcls) && LockWithin(*m_mutex, limit))
+        : m_lettingGo(pcls),
+          m_locked(!IsInsideDrawCallback(pcls) && Find(pcls) && LockWithin(*m_mutex, limit))
     {
     }
     ~RendererCall()
@@ -106,6 +109,7 @@ private:
         return static_cast<bool>(*m_use);
     }
 
+    const LettingGo m_lettingGo; // first: ends without the mutex
     std::optional<RendererUse> m_use;
     CLS_ShaderBase* m_renderer = nullptr;
     QMutex* m_mutex = nullptr;
@@ -198,6 +202,7 @@ void DetachAndDelete(CLS_ShaderBase* renderer)
 // wait, which leaves it as it was.
 int ReleaseRenderer(void* pcls)
 {
+    const LettingGo lettingGo(pcls); // first: ends without a lock
     CLS_ShaderBase* renderer = nullptr;
     QMutex* mutex = nullptr;
     std::optional<RendererUse> use;
@@ -329,6 +334,15 @@ int Ovel_ShowYuvFrame(void* pcls, void* pFrame, int iSize)
     return Guarded(-1, [&] {
         const RendererCall call(pcls, ShowLockWait);
         return call ? call->ShowYuvFrame(pFrame, iSize) : -1;
+    });
+}
+
+int Ovel_ShowYuvFrameRef(void* pcls, void* pFrame, int iSize, OvelFrameRelease release, void* pUser)
+{
+    FrameReference reference(release, pUser); // given back at the end unless the renderer has taken it
+    return Guarded(-1, [&] {
+        const RendererCall call(pcls, ShowLockWait);
+        return call ? RendererSteps(*call.operator->()).TakeReference(pFrame, iSize, reference) : -1;
     });
 }
 

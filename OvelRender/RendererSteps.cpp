@@ -1,12 +1,16 @@
 #include "RendererSteps.h"
 
+#include "Guarded.h"
+#include "OsCoreApi.h"
+#include "picture/DisplayGeometry.h"
+
 #include <QOpenGLContext>
 
 #include <utility>
 
 RendererSteps::Taken RendererSteps::TakeFrame(const void* pFrame, int iSize, tagYuvFrameInfo& frame)
 {
-    const std::optional<tagYuvFrameInfo> read = ReadDescriptor(pFrame, iSize);
+    const std::optional<tagYuvFrameInfo> read = ReadDescriptor<tagYuvFrameInfo>(pFrame, iSize);
     if (!read) {
         return Taken::NoDescriptor;
     }
@@ -14,9 +18,9 @@ RendererSteps::Taken RendererSteps::TakeFrame(const void* pFrame, int iSize, tag
     {
         const FrameLock lock = FrameLock::ForFrame(m_parts.gate);
         FrameStore& frames = m_parts.frames;
-        const bool canBeHeld = FrameStore::CanHold(frame);
+        const bool canBeHeld = FrameStore::CanHold(frame.iWidth, frame.iHeight);
         // With a picture there, a frame that cannot be taken must not change how that picture is read.
-        if (!canBeHeld && m_renderer.m_pYuvBuf) {
+        if (!canBeHeld && frames.HasPicture()) {
             return Taken::BadSize;
         }
         if (frame.iDisplayType != m_renderer.m_nDisplayType) {
@@ -25,6 +29,7 @@ RendererSteps::Taken RendererSteps::TakeFrame(const void* pFrame, int iSize, tag
         if (!canBeHeld) {
             return Taken::NoBuffer;
         }
+        frames.ReturnToBuffer();
         if (frames.NeedsReset(frame)) {
             m_renderer.InnerResetYuvBuf(frame.iWidth, frame.iHeight, FrameStore::RoomFor(frame));
             frames.NoteDeclared(frame);
@@ -32,7 +37,7 @@ RendererSteps::Taken RendererSteps::TakeFrame(const void* pFrame, int iSize, tag
         if (!m_renderer.m_pYuvBuf) {
             return Taken::NoBuffer;
         }
-        NoteCopied(frame, frames.Copy(frame));
+        NoteTaken(frame.iDisplayType, frames.Copy(frame));
         m_renderer.InnerClearDrawInfo();
         AskPlayer(OverlayList::Start::Emptied, frame.uiFrameParam);
     }
@@ -41,20 +46,64 @@ RendererSteps::Taken RendererSteps::TakeFrame(const void* pFrame, int iSize, tag
     return Taken::Yes;
 }
 
+int RendererSteps::TakeReference(const void* pFrame, int iSize, FrameReference& reference)
+{
+    const LettingGo lettingGo(&m_renderer); // first: ends without the lock
+    const std::optional<tagOvelFrameRef> frame = ReadDescriptor<tagOvelFrameRef>(pFrame, iSize);
+    if (!frame) {
+        return -1;
+    }
+    {
+        const FrameLock lock = FrameLock::ForFrame(m_parts.gate);
+        if (!Refer(*frame, reference)) {
+            return -1;
+        }
+        m_renderer.InnerClearDrawInfo();
+        // Whatever a callback throws, the frame is taken: the host must not think that it has it back.
+        Guarded(0, [&] { return AskPlayer(OverlayList::Start::Emptied, frame->uiFrameParam); });
+    }
+    Guarded([&] { AnnounceFrame(); });
+    return 0;
+}
+
+bool RendererSteps::Refer(const tagOvelFrameRef& frame, FrameReference& reference)
+{
+    if (!FrameStore::CanHold(frame.iWidth, frame.iHeight)) {
+        if (m_parts.frames.HasPicture()) {
+            LogError("RendererSteps", __func__, __LINE__,
+                     "ShowYuvFrameRef iWidth = %d iHeight = %d is invalid param", frame.iWidth,
+                     frame.iHeight);
+        }
+        return false;
+    }
+    const std::optional<PicturePlanes> planes = PlanesInPlace(LayoutOf(frame.iDisplayType), frame);
+    if (!planes || (frame.iHasColor && !IsKnownColor(frame.stColor))) {
+        return false;
+    }
+    if (frame.iDisplayType != m_renderer.m_nDisplayType) {
+        ChangeDisplayType(frame.iDisplayType);
+    }
+    m_parts.frames.Refer(frame, *planes, std::move(reference));
+    NoteTaken(frame.iDisplayType, CopiedFrame::Picture);
+    return true;
+}
+
 int RendererSteps::AskPlayer(OverlayList::Start start, std::optional<unsigned int> frameParam)
 {
     const PlayerCallback::Run run(m_parts.callback);
     if (!run) {
         return 0;
     }
-    const OverlayList::Started started = m_parts.overlays.StartRun(start, frameParam, LastFrameParam());
-    return run.Ask(DescribePicture(started.frameParam, PictureRect(), Sink(), &m_renderer), started.run);
+    const OverlayList::Started started =
+        m_parts.overlays.StartRun(start, frameParam, *Traits().lastFrameParam);
+    return run.Ask(DescribePicture(started.frameParam, PictureRect(), Traits().sink, &m_renderer),
+                   started.run);
 }
 
 void RendererSteps::AnnounceFrame()
 {
     if (m_parts.updateIsHeard) {
-        EmitUpdate();
+        Traits().emitUpdate();
     } else if (!m_renderer.signalsBlocked()) {
         RequestRepaint();
     }
@@ -95,13 +144,28 @@ void RendererSteps::Resize(int width, int height)
     AskPlayer(OverlayList::Start::Emptied, std::nullopt);
 }
 
-void RendererSteps::EnterContext(std::function<void()> leave)
+void RendererSteps::EnterContext()
 {
     QOpenGLContext* const context = m_renderer.context();
     m_parts.painter.Enter();
     QObject::disconnect(m_parts.contextLost);
-    m_parts.contextLost = QObject::connect(context, &QOpenGLContext::aboutToBeDestroyed, context,
-                                           std::move(leave), Qt::DirectConnection);
+    CLS_ShaderBase& renderer = m_renderer;
+    m_parts.contextLost = QObject::connect(
+        context, &QOpenGLContext::aboutToBeDestroyed, context,
+        [&renderer] { RendererSteps(renderer).LeaveContext(); }, Qt::DirectConnection);
+}
+
+void RendererSteps::LogContext(const char* renderer)
+{
+    const std::pair<GLenum, const char*> lines[] = {
+        {GL_VERSION, "GL_VERSION"},
+        {GL_VENDOR, "GL_VENDOR"},
+        {GL_RENDERER, "GL_RENDERER"},
+        {GL_SHADING_LANGUAGE_VERSION, "GL_SHADING_LANGUAGE_VERSION"}};
+    for (const auto& [name, label] : lines) {
+        const GLubyte* text = m_renderer.glGetString(name);
+        api_sdk_log_msg("[%s]%s: %s", renderer, label, text ? reinterpret_cast<const char*>(text) : "");
+    }
 }
 
 void RendererSteps::LeaveContext()
@@ -111,14 +175,82 @@ void RendererSteps::LeaveContext()
         return;
     }
     m_renderer.makeCurrent();
-    FreeGlObjects();
+    if (Traits().freesInPlace) {
+        m_renderer.InnerFreeSource();
+    } else {
+        Traits().sources->Free();
+        m_renderer.m_bGLInited = false;
+    }
     m_parts.painter.Free();
     m_renderer.doneCurrent();
 }
 
+void RendererSteps::ChangeDisplayType(int displayType)
+{
+    if (Traits().freesInPlace) {
+        m_renderer.m_bNeedFreeSource = true;
+    } else {
+        m_renderer.InnerFreeSource();
+    }
+    api_sdk_log_msg("%s", LayoutOf(displayType).*Traits().changeMessage);
+    m_renderer.m_nDisplayType = displayType == 4 ? Traits().typeFor4 : displayType;
+}
+
+void RendererSteps::NoteTaken(int displayType, CopiedFrame copied)
+{
+    bool* const blockFrame = Traits().blockFrame;
+    if (blockFrame && (displayType == OVEL_DISPLAY_NV12 || copied != CopiedFrame::Nothing)) {
+        *blockFrame = displayType != OVEL_DISPLAY_NV12 && copied == CopiedFrame::DeclaredBlock;
+    }
+}
+
+tagQRECT RendererSteps::PictureRect() const
+{
+    const QSize size = m_parts.WidgetSize(m_renderer);
+    if (!Traits().hasPlace) {
+        return {0, 0, size.width() - 1, size.height() - 1};
+    }
+    const tagOvelZoomArea part = m_parts.view.Get().destination;
+    return {TruncateToInt(part.left * size.width()), TruncateToInt(part.top * size.height()),
+            TruncateToInt(part.right * size.width()), TruncateToInt(part.bottom * size.height())};
+}
+
+void RendererSteps::FreeOutdated()
+{
+    if (!m_renderer.m_bNeedFreeSource) {
+        return;
+    }
+    if (Traits().freesInPlace) {
+        m_renderer.InnerFreeSource();
+    } else {
+        Traits().sources->FreeProgram();
+    }
+    m_renderer.m_bNeedFreeSource = false;
+}
+
+void RendererSteps::PreparePicture(int displayType)
+{
+    const int width = m_renderer.m_nVideoWidth;
+    const int height = m_renderer.m_nVideoHeight;
+    const bool isReady = m_renderer.m_bGLInited && Traits().sources->Serve(width, height);
+    if (!isReady && m_parts.painter.FitsContext(width, height)) {
+        Traits().initialise(displayType);
+        m_renderer.m_bGLInited = true;
+    }
+}
+
+void RendererSteps::BuildSources(int displayType)
+{
+    if (Traits().freesInPlace) {
+        m_renderer.InnerFreeSource();
+    }
+    const PictureLayout& layout = LayoutOf(displayType);
+    Traits().sources->Build(m_parts.painter, layout, m_parts.frames.Planes(layout));
+}
+
 void RendererSteps::Paint()
 {
-    if (IsBlackAtAGlance()) {
+    if (Traits().isBlackAtOnce && m_renderer.m_nDisplayType == NoPicture) {
         PaintBlack();
         return;
     }
@@ -129,7 +261,7 @@ void RendererSteps::Paint()
     FreeOutdated();
     const int displayType = m_renderer.m_nDisplayType;
     const bool isPainted = LayoutOf(displayType).IsPainted();
-    const bool hasBuffer = m_renderer.m_pYuvBuf || !NeedsBuffer(displayType);
+    const bool hasBuffer = m_parts.frames.HasPicture() || !Traits().needsBuffer(displayType);
     if (displayType == NoPicture || (!hasBuffer && !m_parts.frames.IsLost())) {
         PaintBlack();
     } else if (!hasBuffer || (isPainted && !m_parts.frames.HoldsPicture(displayType))) {
@@ -154,6 +286,7 @@ void RendererSteps::Compose(FrameLock& lock, int displayType)
     }
     ContextPainter& painter = m_parts.painter;
     PaintedView view = CurrentView();
+    view.parameters.color = m_parts.frames.ColorOr(view.parameters.color);
     const bool labelsChange = TakeOverlays(view);
     if (!painter.HasShown(view)) {
         painter.FillFramebuffer(view.surface);
@@ -175,7 +308,7 @@ bool RendererSteps::TakeOverlays(PaintedView& view)
     bool labelsChange = false;
     m_parts.overlays.Read([&](QVector<__tagQDrawGraphInfo>& records, quint64 serial) {
         view.overlays = serial;
-        m_parts.painter.MeshOverlays(records, Kinds(), view);
+        m_parts.painter.MeshOverlays(records, Traits().overlays, view);
         labelsChange = m_parts.labels.Take(records, serial);
     });
     return labelsChange;
@@ -186,21 +319,21 @@ void RendererSteps::MeshOverlays()
     PaintedView view = CurrentView();
     m_parts.overlays.Read([&](const QVector<__tagQDrawGraphInfo>& records, quint64 serial) {
         view.overlays = serial;
-        m_parts.painter.MeshOverlays(records, Kinds(), view);
+        m_parts.painter.MeshOverlays(records, Traits().overlays, view);
     });
 }
 
 bool RendererSteps::PaintPlanes(int displayType, const ViewParameters& view)
 {
-    const PictureTarget target = Target(view);
+    PictureTarget target = Traits().sources->Target();
+    target.destination = Traits().hasPlace ? view.destination : WholeArea;
+    target.rotate = Traits().hasPlace ? view.rotate : tagOvelVideoRotate{};
     if (!target.program || !m_parts.frames.HoldsPicture(displayType)) {
         return false;
     }
     const PictureLayout& layout = LayoutOf(displayType);
-    const PicturePlanes planes =
-        PlanesInBuffer(layout, m_renderer.m_pYuvBuf, m_renderer.m_nVideoWidth, m_renderer.m_nVideoHeight);
-    const ContextPainter::Drawn drawn =
-        m_parts.painter.DrawPicture(target, layout, planes, m_parts.frames.Serial(), view);
+    const ContextPainter::Drawn drawn = m_parts.painter.DrawPicture(
+        target, layout, m_parts.frames.Planes(layout), m_parts.frames.Serial(), view);
     if (drawn == ContextPainter::Drawn::Uploaded) {
         m_parts.frames.NoteRead();
     }

@@ -1,5 +1,5 @@
 // The order of steps that both renderers go through: a frame is taken, the widget is resized, a context is
-// made, a picture is painted. What a renderer does differently it says by overriding a hook.
+// made, a picture is painted. What a renderer does differently it says in its traits.
 #pragma once
 
 #include "CLS_ShaderBase.h"
@@ -14,8 +14,7 @@ constexpr int NoPicture = -1;
 class RendererSteps
 {
 public:
-    RendererSteps(CLS_ShaderBase& renderer, ShaderBaseState& parts) : m_renderer(renderer), m_parts(parts) {}
-    virtual ~RendererSteps() = default;
+    explicit RendererSteps(CLS_ShaderBase& renderer) : m_renderer(renderer), m_parts(*renderer.m_pState) {}
     RendererSteps(const RendererSteps&) = delete;
     RendererSteps& operator=(const RendererSteps&) = delete;
 
@@ -28,6 +27,8 @@ public:
     };
     // Any thread. Reads the descriptor into `frame`.
     Taken TakeFrame(const void* pFrame, int iSize, tagYuvFrameInfo& frame);
+    // The same for a picture that stays where it is; the reference is taken over with it. 0 or -1.
+    int TakeReference(const void* pFrame, int iSize, FrameReference& reference);
     // Runs the host's callback for the picture that is there, for this parameter or for the last one. Its
     // result, or 0 without a callback. Any thread.
     int AskPlayer(OverlayList::Start start, std::optional<unsigned int> frameParam);
@@ -39,8 +40,11 @@ public:
 
     // GUI thread, context current.
     void Resize(int width, int height);
-    void EnterContext(std::function<void()> leave);
+    void EnterContext();
+    void LogContext(const char* renderer);
     void Paint();
+    // Program and textures for a layout.
+    void BuildSources(int displayType);
     // Draws the picture in the layout of this display type. Frame lock held.
     void PaintPlanes(int displayType) { PaintPlanes(displayType, m_parts.view.Get()); }
     // Meshes the overlays if they or the view changed since the last time.
@@ -48,34 +52,22 @@ public:
     // GUI thread; makes the context current itself.
     void LeaveContext();
 
-protected:
-    // Frame lock held.
-    virtual void ChangeDisplayType(int displayType) = 0;
-    virtual void NoteCopied(const tagYuvFrameInfo& frame, CopiedFrame copied) = 0;
-    // Any thread, with the frame lock or without a lock.
-    virtual tagQRECT PictureRect() const = 0;
-    virtual OvelDrawToRender Sink() const = 0;
-    virtual std::atomic<unsigned int>& LastFrameParam() const = 0;
-    virtual void EmitUpdate() = 0;
-    // GUI thread, context current, frame lock held unless said otherwise.
-    virtual bool IsBlackAtAGlance() const { return false; } // before the lock
-    virtual bool NeedsBuffer(int displayType) const = 0;
-    virtual void FreeOutdated() = 0;
-    virtual void PreparePicture(int displayType) = 0;
-    // Program, textures and place of the picture.
-    virtual PictureTarget Target(const ViewParameters& view) const = 0;
-    virtual OverlayKinds Kinds() const = 0;
-    virtual void FreeGlObjects() = 0; // without the lock
-
-    CLS_ShaderBase& m_renderer;
-    ShaderBaseState& m_parts;
-
 private:
+    bool Refer(const tagOvelFrameRef& frame, FrameReference& reference);
+    const RendererTraits& Traits() const { return *m_parts.traits; }
+    void ChangeDisplayType(int displayType);
+    void NoteTaken(int displayType, CopiedFrame copied);
+    tagQRECT PictureRect() const;
     void AnnounceFrame();
+    void FreeOutdated();
+    void PreparePicture(int displayType);
     void PaintBlack();
     void Compose(FrameLock& lock, int displayType);
     bool PaintPlanes(int displayType, const ViewParameters& view);
     bool TakeOverlays(PaintedView& view);
     PaintedView CurrentView() const;
     Surface CurrentSurface() const;
+
+    CLS_ShaderBase& m_renderer;
+    ShaderBaseState& m_parts;
 };

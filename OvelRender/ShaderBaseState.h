@@ -1,6 +1,7 @@
 // The parts of a renderer, each made from the fields of its class that it works on.
 #pragma once
 
+#include "RendererTraits.h"
 #include "parts/ContextPainter.h"
 #include "parts/FrameLock.h"
 #include "parts/FrameStore.h"
@@ -42,6 +43,7 @@ struct ShaderBaseState {
         return ask ? widget.size() : view.VisibleSize();
     }
 
+    std::unique_ptr<const RendererTraits> traits; // once the renderer itself is made
     FrameGate gate;
     FrameStore frames;
     OverlayList overlays;

@@ -6,6 +6,6 @@
 
 extern "C" OVEL_API void Records(tagQRECT*, tagQPOINT*, tagYuvFrameInfo*, __tagQDrawGraphInfo*,
                                  __tagQDrawCallbackInfo*, tagOvelDrawCallback*, tagOvelZoomArea*,
-                                 tagOvelVideoRotate*, tagOvelColor*, tagOsStrArray*)
+                                 tagOvelVideoRotate*, tagOvelColor*, tagOvelFrameRef*, tagOsStrArray*)
 {
 }

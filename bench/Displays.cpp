@@ -33,6 +33,13 @@ Frame::Frame(int displayType, int width, int height, int pitch, unsigned int see
     info.iHeight = height;
     info.iPitch = pitch;
     info.iDisplayType = displayType;
+    const bool nv12 = displayType == OVEL_DISPLAY_NV12;
+    const uint8_t* const chroma = m_bytes.data() + row * rows;
+    reference = {width, height, displayType, 0, {m_bytes.data(), chroma, chroma}, {}, 0, {}, {}};
+    reference.iPitch[0] = reference.iPitch[1] = nv12 ? pitch : 0;
+    if (!nv12) {
+        reference.pPlane[2] = chroma + row * rows / 4;
+    }
 }
 
 size_t Frame::PictureBytes() const
@@ -70,14 +77,15 @@ Library::Library(const std::string& path)
     find(create, "Ovel_CreateEx");
     find(release, "Ovel_Release");
     find(show, "Ovel_ShowYuvFrame");
+    find(lend, "Ovel_ShowYuvFrameRef");
     find(set, "Ovel_SetParam");
     int (*load)(const char*) = nullptr;
     find(load, "LoadOSSDK");
     load(OVEL_EMPTY_OSSDK);
 }
 
-LibraryDisplay::LibraryDisplay(const Library& library, int typeCode)
-    : m_library(library), m_handle(library.create(&typeCode, sizeof(typeCode)))
+LibraryDisplay::LibraryDisplay(const Library& library, int typeCode, bool lends)
+    : m_library(library), m_handle(library.create(&typeCode, sizeof(typeCode))), m_lends(lends)
 {
 }
 
@@ -89,6 +97,13 @@ LibraryDisplay::~LibraryDisplay()
 
 void LibraryDisplay::Feed(const Frame& frame)
 {
+    if (m_lends) {
+        static std::atomic<int> returned{0};
+        m_library.lend(
+            m_handle, const_cast<tagOvelFrameRef*>(&frame.reference), sizeof(frame.reference),
+            [](void* count) { ++*static_cast<std::atomic<int>*>(count); }, &returned);
+        return;
+    }
     m_library.show(m_handle, const_cast<tagYuvFrameInfo*>(&frame.info), sizeof(frame.info));
 }
 

@@ -22,6 +22,7 @@ namespace Bench
 struct Frame {
     Frame(int displayType, int width, int height, int pitch, unsigned int seed, bool separatePlanes = false);
     tagYuvFrameInfo info = {};
+    tagOvelFrameRef reference = {}; // the same picture
     size_t PictureBytes() const;
 
 private:
@@ -49,13 +50,15 @@ struct Library {
     decltype(&Ovel_CreateEx) create;
     decltype(&Ovel_Release) release;
     decltype(&Ovel_ShowYuvFrame) show;
+    decltype(&Ovel_ShowYuvFrameRef) lend; // null in builds that do not have it
     decltype(&Ovel_SetParam) set;
 };
 
 class LibraryDisplay : public Display
 {
 public:
-    explicit LibraryDisplay(const Library& library, int typeCode = OVEL_RENDER_FULL);
+    // One that lends reads the frame until the next one.
+    explicit LibraryDisplay(const Library& library, int typeCode = OVEL_RENDER_FULL, bool lends = false);
     ~LibraryDisplay() override;
     QOpenGLWidget* Widget() override { return static_cast<QOpenGLWidget*>(m_handle); }
     void Feed(const Frame& frame) override;
@@ -64,6 +67,7 @@ public:
 private:
     const Library& m_library;
     void* m_handle;
+    const bool m_lends;
 };
 
 // Three textures updated in place and one quad; overlays in a bare loop of one draw per record, labels as

@@ -12,10 +12,10 @@ namespace Bench
 
 Settings settings;
 
-std::unique_ptr<Display> NewLibraryDisplay(int typeCode)
+std::unique_ptr<Display> NewLibraryDisplay(int typeCode, bool lends)
 {
     static const Library library(settings.libraryPath);
-    return std::make_unique<LibraryDisplay>(library, typeCode);
+    return std::make_unique<LibraryDisplay>(library, typeCode, lends);
 }
 
 std::unique_ptr<Display> NewLimitDisplay(bool copies, int typeCode)

@@ -24,7 +24,7 @@ struct Settings {
 };
 extern Settings settings;
 
-std::unique_ptr<Display> NewLibraryDisplay(int typeCode = OVEL_RENDER_FULL);
+std::unique_ptr<Display> NewLibraryDisplay(int typeCode = OVEL_RENDER_FULL, bool lends = false);
 std::unique_ptr<Display> NewLimitDisplay(bool copies = true, int typeCode = OVEL_RENDER_FULL);
 
 void RunUntil(const std::function<bool()>& condition);

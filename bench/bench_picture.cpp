@@ -97,7 +97,7 @@ void Descriptor(benchmark::State& state)
 {
     const tagYuvFrameInfo info = {};
     for (auto _ : state) {
-        benchmark::DoNotOptimize(ReadDescriptor(&info, sizeof(info)));
+        benchmark::DoNotOptimize(ReadDescriptor<tagYuvFrameInfo>(&info, sizeof(info)));
     }
 }
 BENCHMARK(Descriptor);

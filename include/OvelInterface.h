@@ -10,13 +10,13 @@
  * - `Ovel_Create`, `Ovel_CreateEx` and `Ovel_Release` belong on the GUI thread (the thread of the
  * `QApplication`). Creating elsewhere, or without a `QApplication`, gives null and an error entry in the log;
  * releasing elsewhere works, the widget is then detached and deleted by the GUI thread a little later.
- * - `Ovel_ShowYuvFrame`, `Ovel_SetParam`, `Ovel_GetParam` and `Ovel_ClearDraw` may be called on any thread,
- * also at the same time for the same handle: they are serialised per renderer.
+ * - `Ovel_ShowYuvFrame`, `Ovel_ShowYuvFrameRef`, `Ovel_SetParam`, `Ovel_GetParam` and `Ovel_ClearDraw` may be
+ * called on any thread, also at the same time for the same handle: they are serialised per renderer.
  * - `Ovel_ShowYuvFrame` drops a frame rather than wait longer than 500 ms for another call of the same
  *   handle. Of paints it waits for its own window's only, one that is at work or that waits for the frame
  *   before: a paint that is due goes before further frames, however fast they come.
- * - The draw callback runs inside `Ovel_ShowYuvFrame` on the caller's thread, and on the GUI thread after a
- *   resize, which does not wait for the other: it may run on two threads at once. The run that began last
+ * - The draw callback runs inside the call that brings a frame, on the caller's thread, and on the GUI
+ *   thread after a resize, which does not wait for the other: it may run on two threads at once. The run that began last
  *   counts, what an earlier one still sends is taken and dropped.
  * - Locks in the callback: for a frame the library holds those of this one renderer, for a resize none. A
  *   recursive lock of the host's may be held around `Ovel_ShowYuvFrame` and taken in the callback. Waiting
@@ -30,7 +30,8 @@
  * handle that are in flight; calls that come later find the handle unknown and get -1.
  * - A renderer whose Qt parent deletes it leaves the registry by itself:
  *   later calls give -1, a later `Ovel_Release` 0.
- * - Memory that a call points to is never read after that call has returned.
+ * - Memory that a call points to is never read after that call has returned, except the planes of
+ * `Ovel_ShowYuvFrameRef`: until their release has been called.
  * - Once a renderer has been created the library stays mapped until the process ends, because Qt may still
  * hold events for its widgets; a `dlclose` is then without effect. Without a renderer it unloads normally.
  *
@@ -298,6 +299,33 @@ typedef struct tagOvelColor {
     int32_t iChromaSiting; /**< +8 OVEL_SITING_ code */
 } tagOvelColor;
 
+/**
+ * Extension. One frame that stays where it lies. The host fills it for #Ovel_ShowYuvFrameRef; zero what is not
+ * used. A descriptor passed with a smaller size reads as one whose tail is zero. Bytes called reserved are
+ * never read.
+ *
+ * Planes are Y, U, V for #OVEL_DISPLAY_YV12 and Y, UV for #OVEL_DISPLAY_NV12, each with an address and a pitch
+ * of its own. Of plane i `rows` rows of `bytes` bytes are read, row r at pPlane[i] + r * iPitch[i]: H rows of W
+ * bytes of luma, H/2 rows of W/2 bytes of each of U and V, H/2 rows of W/2 pairs of UV.
+ */
+typedef struct tagOvelFrameRef {
+    int32_t iWidth;        /**< +0 luma samples per row, at least 1 */
+    int32_t iHeight;       /**< +4 luma rows, at least 1 */
+    int32_t iDisplayType;  /**< +8 #OVEL_DISPLAY_YV12 or #OVEL_DISPLAY_NV12 */
+    uint32_t uiFrameParam; /**< +12 handed unchanged to the draw callback */
+    const void*
+        pPlane[3];     /**< +16 the first (top) row of each plane; not used where the plane has no samples */
+    int32_t iPitch[3]; /**< +40 bytes from row to row, at least a row's; negative for pictures that lie
+                              bottom up; 0: no gaps (W, for U and V W/2, for UV W) */
+    int32_t iHasColor; /**< +52 nonzero: stColor describes this frame, whatever #OVELCMD_SET_COLOR says */
+    tagOvelColor stColor; /**< +56 */
+    uint8_t reserved[4];  /**< +68 */
+} tagOvelFrameRef;
+
+/** Extension. Gives a frame of #Ovel_ShowYuvFrameRef back: its planes are not read any more. Gets the user value
+ * of that call. */
+typedef void (*OvelFrameRelease)(void* pUser);
+
 OVEL_STATIC_ASSERT(sizeof(tagQRECT) == 16, "tagQRECT is 16 bytes");
 OVEL_STATIC_ASSERT(sizeof(tagYuvFrameInfo) == 112, "tagYuvFrameInfo is 112 bytes");
 OVEL_STATIC_ASSERT(offsetof(tagYuvFrameInfo, uiFrameParam) == 12, "uiFrameParam");
@@ -323,6 +351,12 @@ OVEL_STATIC_ASSERT(sizeof(tagOvelZoomArea) == 32, "tagOvelZoomArea is 32 bytes")
 OVEL_STATIC_ASSERT(sizeof(tagOvelVideoRotate) == 12, "tagOvelVideoRotate is 12 bytes");
 OVEL_STATIC_ASSERT(sizeof(tagOvelColor) == 12, "tagOvelColor is 12 bytes");
 OVEL_STATIC_ASSERT(offsetof(tagOvelColor, iChromaSiting) == 8, "iChromaSiting");
+OVEL_STATIC_ASSERT(sizeof(tagOvelFrameRef) == 72, "tagOvelFrameRef is 72 bytes");
+OVEL_STATIC_ASSERT(offsetof(tagOvelFrameRef, uiFrameParam) == 12, "uiFrameParam");
+OVEL_STATIC_ASSERT(offsetof(tagOvelFrameRef, pPlane) == 16, "pPlane");
+OVEL_STATIC_ASSERT(offsetof(tagOvelFrameRef, iPitch) == 40, "iPitch");
+OVEL_STATIC_ASSERT(offsetof(tagOvelFrameRef, iHasColor) == 52, "iHasColor");
+OVEL_STATIC_ASSERT(offsetof(tagOvelFrameRef, stColor) == 56, "stColor");
 
 /**
  * Creates a full-frame renderer. GUI thread only.
@@ -363,6 +397,39 @@ OVEL_API int Ovel_Release(void* pcls);
  * The previous picture then stays. A frame without source pointers is taken (0) and keeps the buffer.
  */
 OVEL_API int Ovel_ShowYuvFrame(void* pcls, void* pFrame, int iSize);
+
+/**
+ * Extension. Shows a frame without copying it: the planes are read where they lie, by the GUI thread when it
+ * paints, and again when the picture has to be built anew (another window, a context that was lost). Otherwise
+ * as #Ovel_ShowYuvFrame, and both may be mixed on one handle. Any thread. For decoders that lend their pictures
+ * (reference-counted frames, a pool): the call costs the same whatever the size.
+ *
+ * *Ownership.* From the call on until `release` is called the planes stay where they are and are not written.
+ * `release(pUser)` is called exactly once for every call:
+ * - before the call returns when it gives -1;
+ * - else by the call that takes the frame off: the next frame taken, copied or not, an #Ovel_ClearDraw that does
+ *   not keep the frame, #Ovel_Release, or the widget's destruction; after its locks, before it returns. From
+ *   then on the planes are not read any more. A repaint of the same picture, an event loop that stands still or
+ *   a hidden widget give nothing back.
+ *
+ * So a renderer holds one picture at a time, two for the length of a call: a decoder's pool needs that many more.
+ * A process that ends without releasing its renderers gets nothing back.
+ *
+ * *Threads.* `release` runs on whichever thread made the call that lets go, the GUI thread for a widget that Qt
+ * deletes. No lock of the library is held, so that it may call the library; inside a draw callback those that
+ * the callback runs under are. An exception from it is dropped.
+ *
+ * The frame buffer of copied frames stays as it is meanwhile: a later copied frame without source pointers shows
+ * what was copied last.
+ * @param pcls handle.
+ * @param pFrame #tagOvelFrameRef; the descriptor itself is not read after the return.
+ * @param iSize bytes at pFrame, at least 1; at most 72 are read.
+ * @param release null: nothing is called, for planes that outlive the renderer.
+ * @param pUser handed to `release`.
+ * @return 0; -1 as #Ovel_ShowYuvFrame, and for another display type, a plane without an address, a pitch smaller
+ * than a row, or a colour out of range. The previous picture then stays.
+ */
+OVEL_API int Ovel_ShowYuvFrameRef(void* pcls, void* pFrame, int iSize, OvelFrameRelease release, void* pUser);
 
 /**
  * Sets a display parameter. Any thread.

@@ -89,10 +89,10 @@ QOpenGLShaderProgram* ContextPainter::BuildProgram(const PictureLayout& layout, 
     return built.program.release();
 }
 
-void ContextPainter::SetMatrix(QOpenGLShaderProgram& program, const tagOvelVideoRotate& rotate)
+void ContextPainter::SetMatrix(QOpenGLShaderProgram* program, const tagOvelVideoRotate& rotate)
 {
-    if (m_matrixLocation >= 0) {
-        program.setUniformValue(m_matrixLocation, ComputeViewMatrix(rotate));
+    if (program && m_matrixLocation >= 0) {
+        program->setUniformValue(m_matrixLocation, ComputeViewMatrix(rotate));
     }
 }
 

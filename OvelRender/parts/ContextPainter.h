@@ -43,13 +43,13 @@ struct PictureUniforms {
     int& drawColor;
 };
 
-// With what, from where and to where a picture is drawn.
+// With what a picture is drawn, and where.
 struct PictureTarget {
     QOpenGLShaderProgram* program; // null: cannot be drawn
     unsigned int textures[3];
     TextureStorage storage;
-    tagOvelZoomArea destination;
-    tagOvelVideoRotate rotate;
+    tagOvelZoomArea destination = {};
+    tagOvelVideoRotate rotate = {};
 };
 
 class ContextPainter
@@ -79,8 +79,8 @@ public:
     // why it failed, once per context; the program then draws nothing.
     QOpenGLShaderProgram* BuildProgram(const PictureLayout& layout, PictureProgramKind kind,
                                        const PictureUniforms& uniforms);
-    // Hands the rotation to the program, which must be bound, if it has a matrix.
-    void SetMatrix(QOpenGLShaderProgram& program, const tagOvelVideoRotate& rotate);
+    // Hands the rotation to the program, which must be bound, if there is one and it has a matrix.
+    void SetMatrix(QOpenGLShaderProgram* program, const tagOvelVideoRotate& rotate);
     // Whether the context can show a picture of this size; logs it once when it cannot.
     bool FitsContext(int width, int height);
     // What became of a picture: it is in the textures from now on, was there already, or cannot be shown.

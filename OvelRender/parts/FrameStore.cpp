@@ -42,10 +42,9 @@ void FillWithZero(uint8_t* block, size_t bytes)
 
 } // namespace
 
-bool FrameStore::CanHold(const tagYuvFrameInfo& frame)
+bool FrameStore::CanHold(int width, int height)
 {
-    return frame.iWidth >= 1 && frame.iHeight >= 1 &&
-           PictureBytes(frame.iWidth, frame.iHeight) <= std::numeric_limits<int>::max();
+    return width >= 1 && height >= 1 && PictureBytes(width, height) <= std::numeric_limits<int>::max();
 }
 
 int FrameStore::Reset(int width, int height, int bytes)
@@ -78,6 +77,7 @@ int FrameStore::Reset(int width, int height, int bytes)
 
 void FrameStore::Drop()
 {
+    ReturnToBuffer();
     std::free(m_fields.buffer);
     m_fields.buffer = nullptr;
     m_fields.nv12Luma = nullptr;
@@ -113,6 +113,42 @@ CopiedFrame FrameStore::Copy(const tagYuvFrameInfo& frame)
     return copied;
 }
 
+void FrameStore::Refer(const tagOvelFrameRef& frame, const PicturePlanes& planes, FrameReference&& reference)
+{
+    ReturnToBuffer();
+    m_referred.emplace(Referred{frame.iDisplayType, planes,
+                                frame.iHasColor ? std::optional(frame.stColor) : std::nullopt,
+                                std::move(reference), m_fields.width, m_fields.height});
+    m_fields.width = frame.iWidth;
+    m_fields.height = frame.iHeight;
+    m_isLost = false;
+    ++m_serial;
+}
+
+void FrameStore::ReturnToBuffer()
+{
+    if (!m_referred) {
+        return;
+    }
+    m_fields.width = m_referred->bufferWidth;
+    m_fields.height = m_referred->bufferHeight;
+    LettingGo::Later(std::move(m_referred->reference));
+    m_referred.reset();
+    ++m_serial;
+}
+
+PicturePlanes FrameStore::Planes(const PictureLayout& layout) const
+{
+    return m_referred && m_referred->displayType == layout.displayType
+               ? m_referred->planes
+               : PlanesInBuffer(layout, m_fields.buffer, m_fields.width, m_fields.height);
+}
+
+tagOvelColor FrameStore::ColorOr(const tagOvelColor& color) const
+{
+    return m_referred ? m_referred->color.value_or(color) : color;
+}
+
 size_t FrameStore::Bytes() const
 {
     const size_t room = malloc_usable_size(m_fields.buffer);
@@ -121,6 +157,9 @@ size_t FrameStore::Bytes() const
 
 bool FrameStore::HoldsPicture(int displayType) const
 {
+    if (m_referred) {
+        return m_referred->displayType == displayType;
+    }
     if (m_fields.width < 1 || m_fields.height < 1) {
         return false;
     }

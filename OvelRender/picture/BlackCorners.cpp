@@ -2,13 +2,18 @@
 
 #include <cstddef>
 
-bool HasBlackCorners(const unsigned char* luma, int width, int height)
+bool CheckGreen(unsigned char* pYData, int iWidth, int iHeight)
 {
-    const auto at = [&](int row, int column) { return luma[static_cast<ptrdiff_t>(row) * width + column]; };
+    if (!pYData) {
+        return true;
+    }
+    const auto at = [&](int row, int column) {
+        return pYData[static_cast<ptrdiff_t>(row) * iWidth + column];
+    };
     for (int row = 0; row < 10; ++row) {
         for (int column = 0; column < 10; ++column) {
-            if (at(row, column) || at(row, width - 10 + column) || at(height - 10 + row, column) ||
-                at(height - 10 + row, width - 10 + column)) {
+            if (at(row, column) || at(row, iWidth - 10 + column) || at(iHeight - 10 + row, column) ||
+                at(iHeight - 10 + row, iWidth - 10 + column)) {
                 return false;
             }
         }

@@ -1,7 +1,6 @@
 #include "FrameCopy.h"
 
 #include <algorithm>
-#include <cstring>
 
 namespace
 {
@@ -78,16 +77,6 @@ CopiedFrame CopyNv12(const tagYuvFrameInfo& frame, int width, int height, const 
 }
 
 } // namespace
-
-std::optional<tagYuvFrameInfo> ReadDescriptor(const void* pFrame, int iSize)
-{
-    if (!pFrame || iSize < 1) {
-        return std::nullopt;
-    }
-    tagYuvFrameInfo frame = {};
-    std::memcpy(&frame, pFrame, std::min(static_cast<size_t>(iSize), sizeof(frame)));
-    return frame;
-}
 
 CopiedFrame CopyFrame(const tagYuvFrameInfo& frame, int width, int height, const FrameBuffer& buffer)
 {

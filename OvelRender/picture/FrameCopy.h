@@ -4,6 +4,8 @@
 #include "OvelInterface.h"
 #include "RowCopy.h"
 
+#include <algorithm>
+#include <cstring>
 #include <optional>
 
 // Bytes of a 4:2:0 picture, in 64 bits so that no size wraps. Sizes must be positive.
@@ -15,7 +17,15 @@ constexpr int64_t PictureBytes(int width, int height)
 }
 
 // A descriptor from whatever the host handed over: missing bytes are zero. Nothing for null or empty.
-std::optional<tagYuvFrameInfo> ReadDescriptor(const void* pFrame, int iSize);
+template <typename Descriptor> std::optional<Descriptor> ReadDescriptor(const void* pFrame, int iSize)
+{
+    if (!pFrame || iSize < 1) {
+        return std::nullopt;
+    }
+    Descriptor frame = {};
+    std::memcpy(&frame, pFrame, std::min(static_cast<size_t>(iSize), sizeof(frame)));
+    return frame;
+}
 
 enum class CopiedFrame {
     Nothing,       // no source pointer

@@ -54,6 +54,7 @@ GlProfile GlProfile::OfCurrentContext()
     }
     profile.fullPrecision = !es;
     profile.sizedStorage = version3 || !es;
+    profile.rowLength = version3 || !es;
     profile.planes = version3 || context.hasExtension(es ? QByteArrayLiteral("GL_EXT_texture_rg")
                                                          : QByteArrayLiteral("GL_ARB_texture_rg"));
     context.functions()->glGetIntegerv(GL_MAX_TEXTURE_SIZE, &profile.maxTextureSize);

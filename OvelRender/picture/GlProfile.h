@@ -15,6 +15,7 @@ struct GlProfile {
     PlaneFormat redGreen = {};  // two channels
     bool sizedStorage = false;  // textures take sized formats (R8, RG8)
     bool fullPrecision = false; // the same arithmetic rounds alike in every program
+    bool rowLength = false;     // uploads may skip bytes between rows
     bool planes = false;        // textures of red and red-green exist at all
     int maxTextureSize = 0;
 

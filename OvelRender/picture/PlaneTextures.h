@@ -5,6 +5,7 @@
 #include "PictureLayout.h"
 
 #include <cstdint>
+#include <optional>
 
 class QOpenGLTexture;
 
@@ -13,7 +14,7 @@ struct Plane {
     int width;
     int height;
     int channels;
-    int pitch; // bytes from row to row
+    int pitch; // bytes from row to row; negative: bottom up
 };
 
 struct PicturePlanes {
@@ -23,6 +24,9 @@ struct PicturePlanes {
 
 // Where the planes of a width x height picture lie in a frame buffer.
 PicturePlanes PlanesInBuffer(const PictureLayout& layout, const uint8_t* buffer, int width, int height);
+// The planes of a frame of positive size where the host has them; nothing for a layout without planes, an
+// address that is missing or a pitch that is smaller than a row.
+std::optional<PicturePlanes> PlanesInPlace(const PictureLayout& layout, const tagOvelFrameRef& frame);
 
 // All below need the context current.
 

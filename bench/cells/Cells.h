@@ -8,6 +8,7 @@ namespace Bench
 
 void CellIntake();
 void CellPaint();
+void CellReference();
 void CellOverlays();
 void CellThin();
 void CellLabels();

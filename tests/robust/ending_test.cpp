@@ -19,7 +19,18 @@ struct UntiringHost {
     std::vector<void*> handles;
     std::vector<std::thread> feeders;
     std::atomic<bool> stop{false};
+    std::atomic<int> lent{0};
+    std::atomic<int> returned{0};
 
+    void Lend(void* handle)
+    {
+        static uint8_t bytes[16 * 16] = {};
+        tagOvelFrameRef frame = {16, 16, OVEL_DISPLAY_NV12, 0, {bytes, bytes}, {}, 0, {}, {}};
+        ++lent;
+        Ovel_ShowYuvFrameRef(
+            handle, &frame, sizeof(frame), [](void* user) { ++static_cast<UntiringHost*>(user)->returned; },
+            this);
+    }
     void Feed(void* handle)
     {
         handles.push_back(handle);
@@ -27,6 +38,7 @@ struct UntiringHost {
             Frame frame(MakePicture(16, 16), OVEL_DISPLAY_NV12);
             while (!stop) {
                 frame.Feed(handle);
+                Lend(handle);
                 std::this_thread::sleep_for(std::chrono::milliseconds(1));
             }
         });
@@ -70,7 +82,10 @@ void StartUntiringHost()
 TEST(Child, DISABLED_QuitWithRenderersAlive)
 {
     StartUntiringHost();
-    std::atexit([] { host->Join(); });
+    std::atexit([] {
+        host->Join();
+        ExpectAtExit(host->lent - host->returned <= 2, "one lent frame for each renderer that is left");
+    });
 }
 
 TEST(Child, DISABLED_ReleaseAfterTheApplication)
@@ -83,6 +98,7 @@ TEST(Child, DISABLED_ReleaseAfterTheApplication)
         host->Join();
         ExpectAtExit(Frame(MakePicture(8, 8), OVEL_DISPLAY_YV12).Feed(host->handles[0]) == -1,
                      "dead afterwards");
+        ExpectAtExit(host->lent == host->returned, "every lent frame is back");
         ExpectAtExit(Ovel_Create(nullptr) == nullptr, "no renderer without an application");
     });
 }
@@ -94,6 +110,7 @@ TEST(Child, DISABLED_QuitWithAReleaseOnItsWay)
         EXPECT_EQ(Ovel_Release(handle), 0); // deleted by no event loop
     }
     host->Join();
+    EXPECT_EQ(host->lent, host->returned);
 }
 
 class Ending : public ::testing::TestWithParam<const char*>
