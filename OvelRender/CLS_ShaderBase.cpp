@@ -94,7 +94,17 @@ CLS_ShaderBase::CLS_ShaderBase(QWidget* parent)
       m_pDrawCallbackUser(nullptr), m_stEZoomArea(WholeArea), m_pLabelParent(nullptr), m_pLabel{},
       m_bLabelShown(false), blReserveLastFrm(0), m_bNeedFreeSource(false), m_nVideoRotateDirection(0),
       m_nVideoRotateAngle(0), mirrorType(0),
-      m_pState(std::make_unique<ShaderBaseState>(*this, [this] { RepaintOnRequest(*this, *m_pState); }))
+      m_pState(std::make_unique<ShaderBaseState>(
+          RendererFields{m_mutexYuvBuf,
+                         m_mutexDrawInfo,
+                         {m_nVideoWidth, m_nVideoHeight, m_nYuvBufSize, m_pYuvBuf, m_pNV12Y, m_pNV12UV},
+                         m_vecDrawGraphInfo,
+                         m_pfnDrawCallback,
+                         m_pDrawCallbackUser,
+                         {m_stEZoomArea, m_rcDrawDst, m_stDrawDstNorm, m_nVideoRotateDirection,
+                          m_nVideoRotateAngle, mirrorType},
+                         {m_pLabel, m_pLabelParent, m_bLabelShown}},
+          *this, [this] { RepaintOnRequest(*this, *m_pState); }))
 {
     // A paint that draws nothing keeps the picture, and Qt clears nothing that is painted over anyway.
     setUpdateBehavior(QOpenGLWidget::PartialUpdate);

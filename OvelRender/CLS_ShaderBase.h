@@ -17,16 +17,24 @@ class FrameReference;
 class QLabel;
 struct ShaderBaseState;
 
-// Locks, outermost first; none is ever taken while one further down is held:
+// All locks of the library, outermost first; none is ever taken while one further down is held:
 //
-//   registry lock        dropped before the next one is taken
-//   renderer mutex       one exported call per renderer at a time
-//   m_mutexYuvBuf        [frame]  frame buffer and what it holds
-//   callback lock        [call]   callback and user value; held while the callback runs, so that whoever
-//   takes it away
-//                                 knows that it runs no more
-//   m_mutexDrawInfo      [draw]   overlay records
-//   parameter lock       [param]  leaf: held only to copy what commands store and painting reads
+//   registry lock     handle to renderer; dropped before the renderer mutex is taken
+//   renderer mutex    one exported call per renderer at a time
+//   gate              held by a paint while it waits for the next lock; frames pass through it, so that they
+//                     do not overtake the paint
+//   m_mutexYuvBuf     [frame] the frame lock: frame buffer, what it holds, display type
+//   m_mutexDrawInfo   [draw]  overlay records and whose run may add to them
+//
+// Leaves, held to copy or to count; nothing is taken under them:
+//
+//   [call]            callback and user value as a pair, and the runs of it that are under way
+//   [param]           what commands store and painting reads
+//   live renderers    who exists and who is inside, for calls and for the sink; also under the registry lock
+//   loader's mutex    the OS SDK's handle, while it is opened or closed
+//
+// While the host's draw callback runs for a frame, the renderer mutex and the frame lock are held; for a
+// resize none is. A thread inside a draw callback waits at most 500 ms for another renderer.
 //
 // [gui] marks what only the GUI thread touches. The fields are public for hosts and tests that look at a
 // renderer from outside; they are changed only by the class.
@@ -101,7 +109,8 @@ public:
     QMutex m_mutexDrawInfo;
     int m_nVideoWidth;                               // [frame], written under the renderer mutex too
     int m_nVideoHeight;                              // [frame], written under the renderer mutex too
-    uint8_t* m_pYuvBuf;                              // [frame] in a block from malloc; what was copied last
+    uint8_t* m_pYuvBuf;                              // [frame] a block of the heap: what free takes;
+                                                     // what was copied last
     uint8_t* m_pNV12Y;                               // [frame] into m_pYuvBuf, or null
     uint8_t* m_pNV12UV;                              // [frame] into m_pYuvBuf, or null
     std::atomic<int> m_nDisplayType;                 // written under [frame]; -1: no picture

@@ -1,99 +1,15 @@
 #include "CLS_ShaderYuv.h"
 
+#include "FullFrameSteps.h"
 #include "Guarded.h"
 #include "LiveRenderers.h"
 #include "OsCoreApi.h"
-#include "RendererSteps.h"
-#include "picture/DisplayGeometry.h"
+#include "picture/BlackCorners.h"
 
 #include <QMutexLocker>
-#include <QOpenGLShaderProgram>
-#include <QOpenGLTexture>
 
 namespace
 {
-
-const char* GlString(QOpenGLFunctions& gl, GLenum name)
-{
-    const GLubyte* text = gl.glGetString(name);
-    return text ? reinterpret_cast<const char*>(text) : "";
-}
-
-unsigned int NewTexture(QOpenGLTexture*& texture)
-{
-    delete texture;
-    texture = nullptr;
-    texture = new QOpenGLTexture(QOpenGLTexture::Target2D);
-    texture->create();
-    return texture->textureId();
-}
-
-void DeleteTexture(QOpenGLTexture*& texture)
-{
-    if (texture) {
-        texture->destroy();
-    }
-    delete texture;
-    texture = nullptr;
-}
-
-// What the full-frame renderer does differently.
-class FullFrameSteps : public RendererSteps
-{
-public:
-    FullFrameSteps(CLS_ShaderYuv& renderer, ShaderBaseState& parts)
-        : RendererSteps(renderer, parts), m_yuv(renderer)
-    {
-    }
-
-protected:
-    void ChangeDisplayType(int displayType) override
-    {
-        m_yuv.m_bNeedFreeSource = true;
-        api_sdk_log_msg("%s", LayoutOf(displayType).fullFrameMessage);
-        m_yuv.m_nDisplayType = displayType == 4 ? 5 : displayType;
-    }
-    void NoteTaken(int, CopiedFrame) override {}
-    tagQRECT PictureRect() const override
-    {
-        const tagOvelZoomArea part = m_parts.view.Get().destination;
-        const QSize size = m_parts.WidgetSize(m_yuv);
-        return {TruncateToInt(part.left * size.width()), TruncateToInt(part.top * size.height()),
-                TruncateToInt(part.right * size.width()), TruncateToInt(part.bottom * size.height())};
-    }
-    OvelDrawToRender Sink() const override { return &CLS_ShaderYuv::DrawCallbackToRender; }
-    std::atomic<unsigned int>& LastFrameParam() const override { return m_yuv.m_uiDrawFrameParam; }
-    void EmitUpdate() override { Q_EMIT m_yuv.signalUpdate(); }
-    bool NeedsBuffer(int displayType) const override { return LayoutOf(displayType).IsPainted(); }
-    void FreeOutdated() override
-    {
-        if (m_yuv.m_bNeedFreeSource) {
-            m_yuv.InnerFreeSource();
-        }
-        m_yuv.m_bNeedFreeSource = false;
-    }
-    void PreparePicture(int displayType) override
-    {
-        if (m_yuv.m_bGLInited) {
-            return;
-        }
-        displayType == OVEL_DISPLAY_NV12 ? m_yuv.InitGLNV12() : m_yuv.InitGLYV12();
-        m_yuv.m_bGLInited = true;
-    }
-    PictureTarget Target(const ViewParameters& view) const override
-    {
-        return {m_yuv.m_pShaderProgram,
-                {m_yuv.m_nTexIdY, m_yuv.m_nTexIdU, m_yuv.m_nTexIdV},
-                TextureStorage::Respecified,
-                view.destination,
-                view.rotate};
-    }
-    OverlayKinds Kinds() const override { return OverlayKinds::LinesAndShapes; }
-    void FreeGlObjects() override { m_yuv.InnerFreeSource(); }
-
-private:
-    CLS_ShaderYuv& m_yuv;
-};
 
 void LogRefusal(RendererSteps::Taken taken, int width, int height)
 {
@@ -140,11 +56,7 @@ void CLS_ShaderYuv::initializeGL()
         FullFrameSteps(*this, *m_pState).EnterContext([this] {
             FullFrameSteps(*this, *m_pState).LeaveContext();
         });
-        api_sdk_log_msg("[CLS_ShaderYuv]GL_VERSION: %s", GlString(*this, GL_VERSION));
-        api_sdk_log_msg("[CLS_ShaderYuv]GL_VENDOR: %s", GlString(*this, GL_VENDOR));
-        api_sdk_log_msg("[CLS_ShaderYuv]GL_RENDERER: %s", GlString(*this, GL_RENDERER));
-        api_sdk_log_msg("[CLS_ShaderYuv]GL_SHADING_LANGUAGE_VERSION: %s",
-                        GlString(*this, GL_SHADING_LANGUAGE_VERSION));
+        FullFrameSteps(*this, *m_pState).LogContext();
         return 0;
     });
 }
@@ -159,35 +71,17 @@ void CLS_ShaderYuv::resizeGL(int width, int height)
 
 void CLS_ShaderYuv::InitGLYV12()
 {
-    InnerFreeSource();
-    m_pShaderProgram = m_pState->painter.BuildProgram(
-        LayoutOf(OVEL_DISPLAY_YV12), PictureProgramKind::FullFrame,
-        {{&m_nLocTexY, &m_nLocTexU, &m_nLocTexV}, m_nLocDrawFlag, m_nLocDrawColor});
-    m_nLocDrawAlpha = m_pShaderProgram->uniformLocation("u_fDrawAlpha");
-    m_nTexIdY = NewTexture(m_pTextureY);
-    m_nTexIdU = NewTexture(m_pTextureU);
-    m_nTexIdV = NewTexture(m_pTextureV);
+    FullFrameSteps(*this, *m_pState).BuildSources(LayoutOf(OVEL_DISPLAY_YV12));
 }
 
 void CLS_ShaderYuv::InitGLNV12()
 {
-    InnerFreeSource();
-    m_pShaderProgram = m_pState->painter.BuildProgram(
-        LayoutOf(OVEL_DISPLAY_NV12), PictureProgramKind::FullFrame,
-        {{&m_nLocTexY, &m_nLocTexU, &m_nLocTexV}, m_nLocDrawFlag, m_nLocDrawColor});
-    m_nLocDrawAlpha = m_pShaderProgram->uniformLocation("u_fDrawAlpha");
-    m_nTexIdY = NewTexture(m_pTextureY);
-    m_nTexIdU = NewTexture(m_pTextureU);
+    FullFrameSteps(*this, *m_pState).BuildSources(LayoutOf(OVEL_DISPLAY_NV12));
 }
 
 void CLS_ShaderYuv::InnerFreeSource()
 {
-    DeleteTexture(m_pTextureY);
-    DeleteTexture(m_pTextureU);
-    DeleteTexture(m_pTextureV);
-    delete m_pShaderProgram;
-    m_pShaderProgram = nullptr;
-    m_bGLInited = false;
+    FullFrameSteps(*this, *m_pState).FreeSources();
 }
 
 int CLS_ShaderYuv::Release()
@@ -238,25 +132,6 @@ int CLS_ShaderYuv::ShowYuvFrameRef(void* pFrame, int iSize, FrameReference& refe
     const Taken taken = FullFrameSteps(*this, *m_pState).TakeReference(pFrame, iSize, frame, reference);
     LogRefusal(taken, frame.iWidth, frame.iHeight);
     return taken == Taken::Yes ? 0 : -1;
-}
-
-bool CheckGreen(unsigned char* pYData, int iWidth, int iHeight)
-{
-    if (!pYData) {
-        return true;
-    }
-    const auto at = [&](int row, int column) {
-        return pYData[static_cast<ptrdiff_t>(row) * iWidth + column];
-    };
-    for (int row = 0; row < 10; ++row) {
-        for (int column = 0; column < 10; ++column) {
-            if (at(row, column) || at(row, iWidth - 10 + column) || at(iHeight - 10 + row, column) ||
-                at(iHeight - 10 + row, iWidth - 10 + column)) {
-                return false;
-            }
-        }
-    }
-    return true;
 }
 
 void CLS_ShaderYuv::paintGL()
@@ -341,4 +216,9 @@ void CLS_ShaderYuv::ClearDraw()
 void CLS_ShaderYuv::LineTriangulation(double dLineWidth, std::vector<Point2F>& vecPoints)
 {
     TriangulateLine(dLineWidth, vecPoints, m_vecRectMesh);
+}
+
+bool CheckGreen(unsigned char* pYData, int iWidth, int iHeight)
+{
+    return !pYData || HasBlackCorners(pYData, iWidth, iHeight);
 }

@@ -3,117 +3,9 @@
 #include "Guarded.h"
 #include "LiveRenderers.h"
 #include "OsCoreApi.h"
-#include "RendererSteps.h"
-#include "picture/DisplayGeometry.h"
+#include "SubImageSteps.h"
 
 #include <QMutexLocker>
-#include <QOpenGLShaderProgram>
-#include <QOpenGLTexture>
-
-#include <cstdlib>
-#include <new>
-
-namespace
-{
-
-constexpr int DisplayTypeDxgl = 6; // shown from elsewhere: paints its overlays without a buffer
-
-// The line number is part of the text that log readers know.
-bool NewTexture(QSharedPointer<QOpenGLTexture>& texture, const char* function, int line)
-{
-    texture.reset(new (std::nothrow) QOpenGLTexture(QOpenGLTexture::Target2D));
-    if (!texture) {
-        LogError("CLS_ShaderYuvSubImage", function, line, "new QOpenGLTexture faild,can not malloc memory!");
-    }
-    return !texture.isNull();
-}
-
-bool Holds(const QSharedPointer<QOpenGLTexture>& texture, int width, int height)
-{
-    return texture && texture->width() == width && texture->height() == height;
-}
-
-// What the sub-image renderer does differently.
-class SubImageSteps : public RendererSteps
-{
-public:
-    SubImageSteps(CLS_ShaderYuvSubImage& renderer, ShaderBaseState& parts)
-        : RendererSteps(renderer, parts), m_yuv(renderer)
-    {
-    }
-
-protected:
-    void ChangeDisplayType(int displayType) override
-    {
-        m_yuv.InnerFreeSource();
-        api_sdk_log_msg("%s", LayoutOf(displayType).subImageMessage);
-        m_yuv.m_nDisplayType = displayType;
-    }
-    void NoteTaken(int displayType, CopiedFrame copied) override
-    {
-        if (displayType == OVEL_DISPLAY_NV12) {
-            m_yuv.m_blBlockFrame = false;
-        } else if (copied != CopiedFrame::Nothing) {
-            m_yuv.m_blBlockFrame = copied == CopiedFrame::DeclaredBlock;
-        }
-    }
-    tagQRECT PictureRect() const override
-    {
-        const QSize size = m_parts.WidgetSize(m_yuv);
-        return {0, 0, size.width() - 1, size.height() - 1};
-    }
-    OvelDrawToRender Sink() const override { return &CLS_ShaderYuvSubImage::DrawCallbackToRender; }
-    std::atomic<unsigned int>& LastFrameParam() const override { return m_yuv.m_uiDrawFrameParam; }
-    void EmitUpdate() override { Q_EMIT m_yuv.signalUpdate(); }
-    bool IsBlackAtAGlance() const override { return m_yuv.m_nDisplayType == NoPicture; }
-    bool NeedsBuffer(int displayType) const override { return displayType != DisplayTypeDxgl; }
-    void FreeOutdated() override
-    {
-        if (m_yuv.m_bNeedFreeSource) {
-            DeleteProgram();
-        }
-        m_yuv.m_bNeedFreeSource = false;
-    }
-    // The storage is fixed: another size needs other textures.
-    void PreparePicture(int displayType) override
-    {
-        const bool isReady =
-            m_yuv.m_bGLInited && Holds(m_yuv.m_spTextureY, m_yuv.m_nVideoWidth, m_yuv.m_nVideoHeight);
-        if (isReady || !m_parts.painter.FitsContext(m_yuv.m_nVideoWidth, m_yuv.m_nVideoHeight)) {
-            return;
-        }
-        displayType == OVEL_DISPLAY_NV12 ? m_yuv.InitGLNV12() : m_yuv.InitGLYV12();
-        m_yuv.m_bGLInited = true;
-    }
-    PictureTarget Target(const ViewParameters&) const override
-    {
-        return {m_yuv.m_pShaderProgram,
-                {m_yuv.m_nTexIdY, m_yuv.m_nTexIdU, m_yuv.m_nTexIdV},
-                TextureStorage::Fixed,
-                WholeArea,
-                {}};
-    }
-    OverlayKinds Kinds() const override { return OverlayKinds::LinesOnly; }
-    void FreeGlObjects() override
-    {
-        m_yuv.m_spTextureV.reset();
-        m_yuv.m_spTextureU.reset();
-        m_yuv.m_spTextureY.reset();
-        DeleteProgram();
-        m_yuv.m_bGLInited = false;
-    }
-
-private:
-    void DeleteProgram()
-    {
-        delete m_yuv.m_pShaderProgram;
-        m_yuv.m_pShaderProgram = nullptr;
-    }
-
-    CLS_ShaderYuvSubImage& m_yuv;
-};
-
-} // namespace
 
 CLS_ShaderYuvSubImage::CLS_ShaderYuvSubImage()
     : CLS_ShaderBase(nullptr), m_nLocTexY(0), m_nLocTexU(0), m_nLocTexV(0), m_nLocDrawFlag(0),
@@ -164,34 +56,12 @@ void CLS_ShaderYuvSubImage::resizeGL(int width, int height)
 
 void CLS_ShaderYuvSubImage::InitGLYV12()
 {
-    delete m_pShaderProgram;
-    m_pShaderProgram = nullptr;
-    m_pShaderProgram = m_pState->painter.BuildProgram(
-        LayoutOf(OVEL_DISPLAY_YV12), PictureProgramKind::SubImage,
-        {{&m_nLocTexY, &m_nLocTexU, &m_nLocTexV}, m_nLocDrawFlag, m_nLocDrawColor});
-    if (!NewTexture(m_spTextureY, "InitGLYV12", 150) || !NewTexture(m_spTextureU, "InitGLYV12", 156) ||
-        !NewTexture(m_spTextureV, "InitGLYV12", 162)) {
-        return;
-    }
-    const PicturePlanes planes = m_pState->frames.Planes(LayoutOf(OVEL_DISPLAY_YV12));
-    m_nTexIdY = AllocatePlane(m_pState->painter.Profile(), *m_spTextureY, planes.plane[0]);
-    m_nTexIdU = AllocatePlane(m_pState->painter.Profile(), *m_spTextureU, planes.plane[1]);
-    m_nTexIdV = AllocatePlane(m_pState->painter.Profile(), *m_spTextureV, planes.plane[2]);
+    SubImageSteps(*this, *m_pState).BuildSources(LayoutOf(OVEL_DISPLAY_YV12), __func__);
 }
 
 void CLS_ShaderYuvSubImage::InitGLNV12()
 {
-    delete m_pShaderProgram;
-    m_pShaderProgram = nullptr;
-    m_pShaderProgram = m_pState->painter.BuildProgram(
-        LayoutOf(OVEL_DISPLAY_NV12), PictureProgramKind::SubImage,
-        {{&m_nLocTexY, &m_nLocTexU, &m_nLocTexV}, m_nLocDrawFlag, m_nLocDrawColor});
-    if (!NewTexture(m_spTextureY, "InitGLNV12", 273) || !NewTexture(m_spTextureU, "InitGLNV12", 279)) {
-        return;
-    }
-    const PicturePlanes planes = m_pState->frames.Planes(LayoutOf(OVEL_DISPLAY_NV12));
-    m_nTexIdY = AllocatePlane(m_pState->painter.Profile(), *m_spTextureY, planes.plane[0]);
-    m_nTexIdU = AllocatePlane(m_pState->painter.Profile(), *m_spTextureU, planes.plane[1]);
+    SubImageSteps(*this, *m_pState).BuildSources(LayoutOf(OVEL_DISPLAY_NV12), __func__);
 }
 
 void CLS_ShaderYuvSubImage::InnerFreeSource()

@@ -1,7 +1,6 @@
 // The parts of a renderer, each made from the fields of its class that it works on.
 #pragma once
 
-#include "CLS_ShaderBase.h"
 #include "parts/ContextPainter.h"
 #include "parts/FrameLock.h"
 #include "parts/FrameStore.h"
@@ -11,16 +10,28 @@
 #include "parts/RepaintRequest.h"
 #include "parts/ViewStore.h"
 
+#include <atomic>
+#include <functional>
+#include <utility>
+
+// Those fields of the class.
+struct RendererFields {
+    QMutex& frameMutex;
+    QMutex& drawMutex;
+    FrameFields frame;
+    QVector<__tagQDrawGraphInfo>& records;
+    OvelDrawCallback& callback;
+    void*& callbackUser;
+    ViewFields view;
+    LabelFields labels;
+};
+
 struct ShaderBaseState {
-    // Does `repaint` on the GUI thread when one was requested.
-    ShaderBaseState(CLS_ShaderBase& r, std::function<void()> repaint)
-        : gate(r.m_mutexYuvBuf),
-          frames({r.m_nVideoWidth, r.m_nVideoHeight, r.m_nYuvBufSize, r.m_pYuvBuf, r.m_pNV12Y, r.m_pNV12UV}),
-          overlays(r.m_mutexDrawInfo, r.m_vecDrawGraphInfo),
-          callback(r.m_pfnDrawCallback, r.m_pDrawCallbackUser),
-          view({r.m_stEZoomArea, r.m_rcDrawDst, r.m_stDrawDstNorm, r.m_nVideoRotateDirection,
-                r.m_nVideoRotateAngle, r.mirrorType}),
-          labels({r.m_pLabel, r.m_pLabelParent, r.m_bLabelShown}, r), repaintRequest(std::move(repaint))
+    // Labels lie in `home`; `repaint` is done on the GUI thread when a repaint was requested.
+    ShaderBaseState(const RendererFields& fields, QWidget& home, std::function<void()> repaint)
+        : gate(fields.frameMutex), frames(fields.frame), overlays(fields.drawMutex, fields.records),
+          callback(fields.callback, fields.callbackUser), view(fields.view), labels(fields.labels, home),
+          repaintRequest(std::move(repaint))
     {
     }
 

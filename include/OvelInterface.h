@@ -12,11 +12,18 @@
  * releasing elsewhere works, the widget is then detached and deleted by the GUI thread a little later.
  * - `Ovel_ShowYuvFrame`, `Ovel_ShowYuvFrameRef`, `Ovel_SetParam`, `Ovel_GetParam` and `Ovel_ClearDraw` may be
  * called on any thread, also at the same time for the same handle: they are serialised per renderer.
- * - Nothing here waits for a paint. `Ovel_ShowYuvFrame` drops a frame rather than wait longer than 500 ms for
- * another call of the same handle.
- * - The draw callback runs inside `Ovel_ShowYuvFrame` and `Ovel_ShowYuvFrameRef` on the caller's thread,
- *   and on the GUI thread after a resize. It must not wait for the GUI thread.
- *   From inside it, exported calls for the same handle are refused (-1).
+ * - `Ovel_ShowYuvFrame` drops a frame rather than wait longer than 500 ms for another call of the same
+ *   handle. Of paints it waits for its own window's only, one that is at work or that waits for the frame
+ *   before: a paint that is due goes before further frames, however fast they come.
+ * - The draw callback runs inside `Ovel_ShowYuvFrame` and `Ovel_ShowYuvFrameRef` on the caller's thread, and
+ *   on the GUI thread after a resize, which does not wait for the other: it may run on two threads at once. The run that began last
+ *   counts, what an earlier one still sends is taken and dropped.
+ * - Locks in the callback: for a frame the library holds those of this one renderer, for a resize none. A
+ *   recursive lock of the host's may be held around `Ovel_ShowYuvFrame` and taken in the callback. Waiting
+ *   for the GUI thread is safe only while that thread does not wait for this renderer (a command, a release,
+ *   a first show or a new parent).
+ * - From inside any draw callback, calls for the same handle are refused (-1); calls for other handles work,
+ *   but give -1 when that renderer stays busy for 500 ms.
  *
  * @section lifetime Lifetime
  * - A handle is valid from the create call until its `Ovel_Release`. `Ovel_Release` waits for calls of the
@@ -27,6 +34,9 @@
  * `Ovel_ShowYuvFrameRef`: until their release has been called.
  * - Once a renderer has been created the library stays mapped until the process ends, because Qt may still
  * hold events for its widgets; a `dlclose` is then without effect. Without a renderer it unloads normally.
+ *
+ * - The widget's surface format is the application's default without multisampling, which video gains nothing
+ *   from and pays for in every paint.
  *
  * @section results Results
  * Functions return 0 for success and -1 for failure, create functions a handle or null. No exception leaves
@@ -97,7 +107,8 @@ extern "C" {
 /** Renderer type codes for #Ovel_CreateEx. 3 to 6 name the same renderer as 0; other codes are refused. */
 enum {
     OVEL_RENDER_FULL = 0,     /**< full-frame renderer: every display parameter, two overlay passes */
-    OVEL_RENDER_SUB_IMAGE = 7 /**< sub-image renderer: picture over the whole widget, zoom only, lines only */
+    OVEL_RENDER_SUB_IMAGE = 7 /**< sub-image renderer: picture over the whole widget, zoom only, lines only;
+                                   after its first show and under a new parent black until the next frame */
 };
 
 /** Display type codes (tagYuvFrameInfo::iDisplayType). Frames of other types are taken but not painted. */
@@ -223,14 +234,16 @@ typedef struct __tagQDrawGraphInfo {
     int32_t iPointNum; /**< +12 valid points; a graphic needs 1 and shows at most 32, a label needs 2 */
     tagQPOINT stPoint[OVEL_GRAPH_POINTS]; /**< +16 a label's box is (left, top), (right, bottom) */
     char szText[OVEL_GRAPH_TEXT_BYTES];   /**< +272 label text up to a zero byte or the end of the field; rich
-                                             text if it looks like it (`Qt::AutoText`) */
+                                             text if it looks like it (`Qt::AutoText`): escape what comes
+                                             from a stream */
     int32_t iTextCode;                    /**< +408 #OVEL_TEXT_GBK, #OVEL_TEXT_UTF8, else local 8-bit */
     float fAlpha; /**< +412 nonzero: opacity of a filled shape; everything else is opaque */
 } __tagQDrawGraphInfo;
 
 /** Sink for overlay records: record, its length in bytes (at most 416 count), the renderer from the
- * descriptor. Any thread, during the callback or later. @return 0, or -1 for a null record, a length below 1,
- * or a renderer that is null or gone. */
+ * descriptor. Any thread, during the callback or later. @return 0, also for a record that is dropped because
+ * a newer run of the callback has begun; -1 for a null record, a length below 1, or a renderer that is null
+ * or gone. */
 typedef int (*OvelDrawToRender)(void* pData, int iLen, void* pRender);
 
 /** What the draw callback gets; valid only during the call. */
@@ -249,11 +262,13 @@ typedef struct __tagQDrawCallbackInfo {
 } __tagQDrawCallbackInfo;
 
 /** Draw callback: always 0, the descriptor, always 88, the user value. Called after each frame and each
- * resize to collect the overlays of the picture, which are empty at that moment. Its result is not used. */
+ * resize to collect the overlays of the picture, which are empty at that moment. Its result is not used.
+ * Opaque graphics lie in the order in which they are sent, the last one on top; translucent ones above them,
+ * the first one on top; labels over all. See Threads for where it runs and what it may do. */
 typedef int (*OvelDrawCallback)(int iReserved, __tagQDrawCallbackInfo* pInfo, int iLen, void* pUser);
 
-/** Payload of #OVELCMD_SET_DRAW_CALLBACK. Once a call that replaces or clears it has returned, the old
- * callback is not called any more. */
+/** Payload of #OVELCMD_SET_DRAW_CALLBACK. Once a call that replaces or clears the pair has returned, the old
+ * one does not run on any other thread and is not called any more; the call waits for a run under way. */
 typedef struct tagOvelDrawCallback {
     OvelDrawCallback pfnDrawCallback; /**< +0 null: none */
     void* pUser;                      /**< +8 handed back to the callback */
@@ -365,7 +380,8 @@ OVEL_API void* Ovel_CreateEx(void* pParam, int iSize);
  * Releases a renderer with its picture, overlays and labels; the widget is detached from its parent and
  * deleted by the event loop. Waits for calls of this handle that are in flight. GUI thread (see Threads).
  * @param pcls handle, or null.
- * @return 0, also for an unknown handle; -1 for null or from inside this renderer's draw callback.
+ * @return 0, also for an unknown handle; -1 for null, from inside this renderer's draw callback, or from
+ * inside another one when this renderer stays busy for 500 ms: it is then as it was.
  */
 OVEL_API int Ovel_Release(void* pcls);
 
@@ -376,7 +392,7 @@ OVEL_API int Ovel_Release(void* pcls);
  * @param pFrame #tagYuvFrameInfo; its pictures are not read after the return.
  * @param iSize bytes at pFrame, at least 1; at most 112 are read.
  * @return 0; -1 for an unknown handle, a null or empty descriptor,
- * a width or height below 1 (logged once per run of such frames while a picture is there),
+ * a width or height below 1 (each such frame is logged by the full-frame renderer while a picture is there),
  * a picture above 2 GiB, out of memory, a busy renderer (500 ms), or from inside its draw callback.
  * The previous picture then stays. A frame without source pointers is taken (0) and keeps the buffer.
  */
@@ -422,7 +438,8 @@ OVEL_API int Ovel_ShowYuvFrameRef(void* pcls, void* pFrame, int iSize, OvelFrame
  * payload changes only the leading bytes of what is stored (commands 6 and 7: missing bytes count as zero), a
  * longer one counts up to its record.
  * @return 0; -1 for an unknown handle or code, null or empty payload, a destination smaller than 2 x 2
- * pixels, a colour value out of range, or from inside its draw callback.
+ * pixels, a colour value out of range, from inside its draw callback, or from inside another one when this
+ * renderer stays busy for 500 ms.
  */
 OVEL_API int Ovel_SetParam(void* pcls, int iCmd, void* pData, int iSize);
 
@@ -434,7 +451,8 @@ OVEL_API int Ovel_GetParam(void* pcls, int iCmd, void* pData, int iSize);
 /**
  * Takes overlays and labels off the screen and forgets the draw callback; drops the picture too (black, zoom
  * and destination back to the whole widget, colours back to the formula) unless #OVELCMD_SET_STOPDRAW_PARA
- * keeps it. Any thread. Does nothing for an unknown handle or from inside its draw callback.
+ * keeps it. Any thread. Does nothing for an unknown handle, from inside its draw callback, or from inside
+ * another one when this renderer stays busy for 500 ms.
  * @param pcls handle.
  */
 OVEL_API void Ovel_ClearDraw(void* pcls);

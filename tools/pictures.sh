@@ -12,3 +12,7 @@ shot "$player" --overlay --keys --renderer mixed --size 960x571 --seconds 3.1 --
     $clip $clip $clip $clip
 shot "$wall" --tiles 25 --seconds 4 --picture docs/images/wall.png build/clips/small.mp4
 shot build/release/examples/minimal/minimal docs/images/minimal.png
+# Colour bars as they are and as they are described, in three planes and as NV12.
+bars=build/clips/bars
+shot "$player" --bare --once --colors mixed --size 960x540 --seconds 1.5 --picture docs/images/colors.png \
+    $bars.mp4 $bars.mp4 $bars.mkv $bars.mkv

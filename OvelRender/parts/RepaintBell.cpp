@@ -1,7 +1,5 @@
 #include "RepaintBell.h"
 
-#include "RepaintRequest.h"
-
 #include <QAbstractEventDispatcher>
 #include <QCoreApplication>
 #include <QEvent>
@@ -15,15 +13,15 @@
 #include <unistd.h>
 
 // Goes with the application. Whatever keeps its event from it, the descriptor stays readable and asks again.
-class RepaintBell::Listener : public QSocketNotifier
+class RepaintBell::Notifier : public QSocketNotifier
 {
 public:
-    Listener(RepaintBell& bell, QObject* parent)
+    Notifier(RepaintBell& bell, QObject* parent)
         : QSocketNotifier(bell.m_descriptor, QSocketNotifier::Read, parent), m_bell(bell)
     {
         m_bell.m_isHeard = true;
     }
-    ~Listener() override { m_bell.m_isHeard = false; }
+    ~Notifier() override { m_bell.m_isHeard = false; }
 
 protected:
     bool event(QEvent* e) override
@@ -47,17 +45,17 @@ RepaintBell& RepaintBell::Instance()
     return *bell;
 }
 
-void RepaintBell::Add(RepaintRequest& request)
+void RepaintBell::Add(BellListener& listener)
 {
     if (!m_isHeard && QAbstractEventDispatcher::instance()) {
         Listen();
     }
-    m_requests.push_back(&request); // last: what throws must leave nothing behind
+    m_listeners.push_back(&listener); // last: what throws must leave nothing behind
 }
 
-void RepaintBell::Remove(RepaintRequest& request)
+void RepaintBell::Remove(BellListener& listener)
 {
-    m_requests.erase(std::find(m_requests.begin(), m_requests.end(), &request));
+    m_listeners.erase(std::find(m_listeners.begin(), m_listeners.end(), &listener));
 }
 
 bool RepaintBell::Ring()
@@ -78,7 +76,7 @@ void RepaintBell::Listen()
         m_descriptor = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
     }
     if (m_descriptor >= 0) {
-        new Listener(*this, QCoreApplication::instance());
+        new Notifier(*this, QCoreApplication::instance());
     }
 }
 
@@ -90,8 +88,8 @@ void RepaintBell::Answer()
     }
     m_rung = false;
     // Backwards, so that a widget that is deleted meanwhile hides no other one.
-    for (size_t i = m_requests.size(); i > 0; i = std::min(i - 1, m_requests.size())) {
-        m_requests[i - 1]->Deliver();
+    for (size_t i = m_listeners.size(); i > 0; i = std::min(i - 1, m_listeners.size())) {
+        m_listeners[i - 1]->OnBell();
     }
 }
 

@@ -6,19 +6,25 @@
 #include <atomic>
 #include <vector>
 
-class RepaintRequest;
+// Hears the bell on the GUI thread and looks whether it was meant.
+class BellListener
+{
+public:
+    virtual ~BellListener() = default;
+    virtual void OnBell() = 0;
+};
 
 class RepaintBell
 {
 public:
     static RepaintBell& Instance();
 
-    void Add(RepaintRequest& request);    // GUI thread
-    void Remove(RepaintRequest& request); // GUI thread
-    bool Ring();                          // any thread; false when nobody listens
+    void Add(BellListener& listener);    // GUI thread
+    void Remove(BellListener& listener); // GUI thread
+    bool Ring();                         // any thread; false when no event loop listens
 
 private:
-    class Listener;
+    class Notifier;
 
     void Listen();
     void Answer();
@@ -27,5 +33,5 @@ private:
     int m_descriptor = -1; // never closed: a feeder may be about to write
     std::atomic<bool> m_isHeard{false};
     std::atomic<bool> m_rung{false};
-    std::vector<RepaintRequest*> m_requests;
+    std::vector<BellListener*> m_listeners;
 };

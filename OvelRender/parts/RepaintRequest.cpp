@@ -1,7 +1,5 @@
 #include "RepaintRequest.h"
 
-#include "RepaintBell.h"
-
 #include <utility>
 
 RepaintRequest::RepaintRequest(std::function<void()> work) : m_work(std::move(work))
@@ -41,7 +39,7 @@ void RepaintRequest::Post()
         Qt::QueuedConnection);
 }
 
-void RepaintRequest::Deliver()
+void RepaintRequest::OnBell()
 {
     if (m_onItsWay.exchange(false)) {
         m_work();

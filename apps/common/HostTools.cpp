@@ -1,10 +1,14 @@
 #include "HostTools.h"
 
+#include <OvelOsSdk.h>
+
 #include <QCoreApplication>
 #include <QEvent>
 #include <QFileInfo>
 #include <QImage>
 #include <QMouseEvent>
+#include <QOpenGLContext>
+#include <QOpenGLWidget>
 #include <QPixmap>
 #include <QWidget>
 
@@ -44,20 +48,27 @@ constexpr double SettledAfterSeconds = 5.0;
 
 } // namespace
 
-FrameCounter::FrameCounter(QWidget* renderer) : QObject(renderer)
+FrameCounter::FrameCounter(QWidget* renderer)
+    : QObject(renderer), m_renderer(static_cast<QOpenGLWidget*>(renderer))
 {
     m_sinceRate.start();
     renderer->installEventFilter(this);
+    QObject::connect(m_renderer, &QOpenGLWidget::frameSwapped, this, [this] { Composed(); });
+}
+
+void FrameCounter::Composed()
+{
+    if (m_painted > 0 && m_renderer->isValid()) {
+        ++m_shown;
+        m_dropped += m_painted - 1;
+        m_painted = 0;
+    }
 }
 
 bool FrameCounter::eventFilter(QObject* watched, QEvent* event)
 {
     if (event->type() == QEvent::Paint) {
-        const qint64 waiting = m_waiting.exchange(0);
-        if (waiting > 0) {
-            ++m_shown;
-            m_dropped += waiting - 1;
-        }
+        m_painted += m_waiting.exchange(0);
     } else if (event->type() == QEvent::Hide || event->type() == QEvent::Show) {
         m_hidden = event->type() == QEvent::Hide;
         m_waiting = std::min<qint64>(m_waiting, 1); // the picture of a widget that comes back
@@ -170,6 +181,25 @@ void CloseWithPicture(QWidget* window, const QString& file)
     window->close();
 }
 
+bool HasOpenGl()
+{
+    QOpenGLContext context;
+    if (context.create()) {
+        return true;
+    }
+    std::fprintf(stderr, "%s: there is no OpenGL here, nothing can be shown\n",
+                 qPrintable(QCoreApplication::applicationName()));
+    return false;
+}
+
+bool WantsTextOnly(int argc, char** argv)
+{
+    return std::any_of(argv + 1, argv + argc, [](const std::string& argument) {
+        return argument == "-h" || argument == "--help" || argument == "--help-all" || argument == "-v" ||
+               argument == "--version";
+    });
+}
+
 int GridColumns(int tiles)
 {
     return static_cast<int>(std::ceil(std::sqrt(static_cast<double>(tiles))));
@@ -184,19 +214,12 @@ QPointF MousePosition(const QMouseEvent& event)
 #endif
 }
 
-void StartAgainWithOsSdk(int argc, char** argv)
+void LoadStandIn(int argc, char** argv)
 {
     const bool showLog = std::any_of(
         argv + 1, argv + argc, [](const char* argument) { return std::strcmp(argument, "--log") == 0; });
-    const std::string directory = OwnDirectory() + "/../ossdk";
-    const char* set = std::getenv("LD_LIBRARY_PATH");
-    const std::string before = set != nullptr ? set : "";
-    if (before.rfind(directory, 0) == 0 || access((directory + "/libossdk.so").c_str(), R_OK) != 0) {
-        return;
-    }
-    setenv("LD_LIBRARY_PATH", (before.empty() ? directory : directory + ":" + before).c_str(), 1);
     if (!showLog) {
         setenv("OSSDK_LOG_FILE", "/dev/null", 0);
     }
-    execv("/proc/self/exe", argv); // comes back only when it failed: then without a log
+    LoadOSSDK((OwnDirectory() + "/../../examples/ossdk").c_str()); // none there: the library looks elsewhere
 }

@@ -8,12 +8,13 @@
 #include <atomic>
 
 class QMouseEvent;
+class QOpenGLWidget;
 class QPointF;
 class QWidget;
 
-// Frames of one renderer as a host sees them from outside. A frame counts as shown when a paint follows it,
-// and as dropped when the next one replaces it before that, when it was too late to be handed over, or was
-// refused.
+// Frames of one renderer as a host sees them from outside. A frame counts as shown when a paint follows it
+// and the window has been composed from that, and as dropped when the next one replaces it before that, when
+// it was too late to be handed over, or was refused.
 class FrameCounter : public QObject
 {
 public:
@@ -30,6 +31,10 @@ public:
     bool eventFilter(QObject* watched, QEvent* event) override;
 
 private:
+    void Composed();
+
+    QOpenGLWidget* const m_renderer;
+    qint64 m_painted = 0; // frames that the paint to be composed has seen
     std::atomic<bool> m_hidden{false};
     std::atomic<qint64> m_waiting{0};
     std::atomic<qint64> m_shown{0};
@@ -70,15 +75,21 @@ bool SavePicture(QWidget* window, const QString& file);
 // A file that cannot be written ends the program with exit code 1.
 void CloseWithPicture(QWidget* window, const QString& file);
 
+// What both applications end with where there is no OpenGL. Asked before a window is shown: Qt 6 may crash
+// over one there.
+constexpr int ExitNoOpenGl = 3;
+bool HasOpenGl(); // says so on standard error when there is none
+
+// True when the arguments ask only for text, which takes no display.
+bool WantsTextOnly(int argc, char** argv);
+
 // Columns of the squarest grid that holds so many tiles of 16:9.
 int GridColumns(int tiles);
 
 // Position within the widget; the accessor has another name in each Qt major version.
 QPointF MousePosition(const QMouseEvent& event);
 
-// Without an OS SDK the library writes a short notice to stderr for every log line. The sample hosts bring a
-// stand-in that shows the log (--log) or keeps it quiet. The library finds it by name on the loader's path,
-// which is read at the start of a process: so the process starts again with the stand-in's directory on that
-// path.
-// To be called first in main.
-void StartAgainWithOsSdk(int argc, char** argv);
+// Without an OS SDK the library writes a short notice to stderr for every log line. The build brings a
+// stand-in that shows the log (--log) or keeps it quiet. To be called first in main: the first renderer
+// would look for an OS SDK itself.
+void LoadStandIn(int argc, char** argv);

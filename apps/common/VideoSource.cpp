@@ -1,5 +1,7 @@
 #include "VideoSource.h"
 
+#include "PictureConverter.h"
+
 #include <cmath>
 #include <cstdio>
 #include <vector>
@@ -9,7 +11,6 @@ extern "C" {
 #include <libavformat/avformat.h>
 #include <libavutil/imgutils.h>
 #include <libavutil/pixdesc.h>
-#include <libswscale/swscale.h>
 }
 
 namespace
@@ -48,9 +49,6 @@ struct FreeFrame {
 struct FreePacket {
     void operator()(AVPacket* packet) const { av_packet_free(&packet); }
 };
-struct FreeScaler {
-    void operator()(SwsContext* scaler) const { sws_freeContext(scaler); }
-};
 
 } // namespace
 
@@ -58,11 +56,12 @@ struct VideoSource::Parts {
     std::unique_ptr<AVFormatContext, FreeFormat> Format;
     std::unique_ptr<AVCodecContext, FreeCodec> Codec;
     std::unique_ptr<AVFrame, FreeFrame> Decoded{av_frame_alloc()};
-    std::unique_ptr<AVFrame, FreeFrame> Converted{av_frame_alloc()};
     std::unique_ptr<AVPacket, FreePacket> Packet{av_packet_alloc()};
-    std::unique_ptr<SwsContext, FreeScaler> Scaler;
+    PictureConverter Converter;
     AVStream* Stream = nullptr;
     FrameLayout Layout = FrameLayout::AsDecoded;
+    ColorChoice Colors = ColorChoice::Tagged;
+    tagOvelColor Color{};
     std::vector<uint8_t> Block; // planes without gaps, reused from frame to frame
     tagYuvFrameInfo Info{};
     VideoFacts Facts;
@@ -80,7 +79,6 @@ struct VideoSource::Parts {
     int Feed();
     void NoteDamage(int code);
     bool Describe();
-    bool Convert(AVPixelFormat target);
     void DescribeYv12(const AVFrame& frame);
     void DescribeNv12(const AVFrame& frame);
     void TakeTime();
@@ -93,6 +91,9 @@ bool VideoSource::Parts::OpenFile(const std::string& path, std::string& reason)
     int code = avformat_open_input(&opened, path.c_str(), nullptr, nullptr);
     Format.reset(opened);
     if (code >= 0) {
+#if LIBAVFORMAT_VERSION_MAJOR < 61
+        av_format_inject_global_side_data(opened); // the file's turn, for the first picture
+#endif
         code = avformat_find_stream_info(opened, nullptr);
     }
     if (code < 0) {
@@ -223,10 +224,12 @@ bool VideoSource::Parts::Describe()
     const bool wantNv12 =
         Layout == FrameLayout::Nv12 || (Layout == FrameLayout::AsDecoded && format == AV_PIX_FMT_NV12);
     const bool direct = wantNv12 ? format == AV_PIX_FMT_NV12 : isYv12;
-    if (!direct && !Convert(wantNv12 ? AV_PIX_FMT_NV12 : AV_PIX_FMT_YUV420P)) {
+    const AVPixelFormat target = wantNv12 ? AV_PIX_FMT_NV12 : AV_PIX_FMT_YUV420P;
+    const AVFrame* picture = direct ? Decoded.get() : Converter.Convert(*Decoded, target);
+    if (picture == nullptr) {
         return false;
     }
-    const AVFrame& frame = direct ? *Decoded : *Converted;
+    const AVFrame& frame = *picture;
     Info = tagYuvFrameInfo{};
     Info.iWidth = frame.width;
     Info.iHeight = frame.height;
@@ -236,6 +239,10 @@ bool VideoSource::Parts::Describe()
     } else {
         DescribeYv12(frame);
     }
+    if (Colors == ColorChoice::Tagged) {
+        Color = ColorOf(*Decoded);
+    }
+    ReadUprightView(*Decoded, Facts.View);
     Facts.Width = frame.width;
     Facts.Height = frame.height;
     const AVRational aspect = av_guess_sample_aspect_ratio(Format.get(), Stream, Decoded.get());
@@ -248,26 +255,6 @@ bool VideoSource::Parts::Describe()
         }
     }
     return true;
-}
-
-bool VideoSource::Parts::Convert(AVPixelFormat target)
-{
-    AVFrame& out = *Converted;
-    if (out.width != Decoded->width || out.height != Decoded->height || out.format != target) {
-        av_frame_unref(&out);
-        out.width = Decoded->width;
-        out.height = Decoded->height;
-        out.format = target;
-        if (av_frame_get_buffer(&out, 0) < 0) {
-            out.width = 0;
-            return false;
-        }
-    }
-    Scaler.reset(sws_getCachedContext(Scaler.release(), Decoded->width, Decoded->height,
-                                      static_cast<AVPixelFormat>(Decoded->format), out.width, out.height,
-                                      target, SWS_BILINEAR, nullptr, nullptr, nullptr));
-    return Scaler != nullptr && sws_scale(Scaler.get(), Decoded->data, Decoded->linesize, 0, Decoded->height,
-                                          out.data, out.linesize) > 0;
 }
 
 // The renderer takes three planes as one block without gaps; the decoder's rows have a pitch.
@@ -312,11 +299,12 @@ VideoSource::VideoSource(std::unique_ptr<Parts> parts) : m_parts(std::move(parts
 VideoSource::~VideoSource() = default;
 
 std::unique_ptr<VideoSource> VideoSource::Open(const std::string& path, FrameLayout layout,
-                                               std::string& reason)
+                                               ColorChoice colors, std::string& reason)
 {
     av_log_set_level(AV_LOG_QUIET); // the host says in one line what is wrong
     auto parts = std::make_unique<Parts>();
     parts->Layout = layout;
+    parts->Colors = colors;
     if (!parts->OpenFile(path, reason) || !parts->OpenDecoder(reason)) {
         return nullptr;
     }
@@ -367,6 +355,11 @@ bool VideoSource::SeekTo(double seconds)
 const tagYuvFrameInfo& VideoSource::Frame() const
 {
     return m_parts->Info;
+}
+
+const tagOvelColor& VideoSource::Color() const
+{
+    return m_parts->Color;
 }
 
 double VideoSource::Time() const

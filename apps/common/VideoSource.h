@@ -2,6 +2,8 @@
 // the decoder gives, conversion. Used by one thread at a time.
 #pragma once
 
+#include "StreamTags.h"
+
 #include <OvelInterface.h>
 
 #include <cstdint>
@@ -9,6 +11,7 @@
 #include <string>
 
 enum class FrameLayout { AsDecoded, Yv12, Nv12 };
+enum class ColorChoice { Tagged, Plain }; // as the tags say, or by the renderer's own formulas
 
 // What the status line and the overlays want to know about a file.
 struct VideoFacts {
@@ -16,6 +19,7 @@ struct VideoFacts {
     int Height = 0;
     double FramesPerSecond = 25.0;
     double PixelAspect = 1.0; // width of a sample divided by its height
+    UprightView View;         // how the file wants to be turned
     std::string Codec;
     std::string Delivered; // how the pictures reach the renderer
 };
@@ -27,7 +31,7 @@ public:
 
     // Opens a file and decodes its first picture, so that a file without any is refused here. Null with a
     // one-line reason when there is nothing to show.
-    static std::unique_ptr<VideoSource> Open(const std::string& path, FrameLayout layout,
+    static std::unique_ptr<VideoSource> Open(const std::string& path, FrameLayout layout, ColorChoice colors,
                                              std::string& reason);
     ~VideoSource();
     VideoSource(const VideoSource&) = delete;
@@ -41,6 +45,7 @@ public:
 
     // The picture of the last Next that gave a frame; its memory stays until the following call.
     const tagYuvFrameInfo& Frame() const;
+    const tagOvelColor& Color() const;
     double Time() const; // of that picture, seconds after the first one
     const VideoFacts& Facts() const;
     // Where and why the stream is damaged, empty while it is sound.

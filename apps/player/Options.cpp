@@ -31,6 +31,20 @@ FrameLayout LayoutNamed(const QString& name)
     return FrameLayout::AsDecoded;
 }
 
+std::vector<ColorChoice> ColorsNamed(const QString& name)
+{
+    if (name == QLatin1String("plain")) {
+        return {ColorChoice::Plain};
+    }
+    if (name == QLatin1String("mixed")) {
+        return {ColorChoice::Plain, ColorChoice::Tagged};
+    }
+    if (name != QLatin1String("tagged")) {
+        Refuse(QStringLiteral("unknown colors '%1'").arg(name));
+    }
+    return {ColorChoice::Tagged};
+}
+
 RendererChoice RendererNamed(const QString& name)
 {
     if (name == QLatin1String("sub")) {
@@ -74,6 +88,10 @@ Options ReadOptions()
         QStringLiteral("Hand pictures over as 'yv12' or 'nv12'; converts where the decoder "
                        "gives something else. Default: as 'decoded'."),
         QStringLiteral("layout"), QStringLiteral("decoded"));
+    const QCommandLineOption colors(QStringLiteral("colors"),
+                                    QStringLiteral("Colors as 'tagged' in the file (default), 'plain': by "
+                                                   "the renderer's own formulas, or 'mixed' (both in turn)."),
+                                    QStringLiteral("colors"), QStringLiteral("tagged"));
     const QCommandLineOption renderer(
         QStringLiteral("renderer"),
         QStringLiteral("'full', 'sub' (sub-image renderer) or 'mixed' (both in turn)."),
@@ -90,6 +108,8 @@ Options ReadOptions()
                                   QStringLiteral("Start with the list of keys shown."));
     const QCommandLineOption fullScreen(QStringLiteral("fullscreen"),
                                         QStringLiteral("Start in full screen."));
+    const QCommandLineOption bare(QStringLiteral("bare"),
+                                  QStringLiteral("Pictures only: no status line, nothing between tiles."));
     const QCommandLineOption seconds(QStringLiteral("seconds"), QStringLiteral("Quit after so many seconds."),
                                      QStringLiteral("number"));
     const QCommandLineOption picture(QStringLiteral("picture"),
@@ -105,7 +125,9 @@ Options ReadOptions()
     parser.addPositionalArgument(QStringLiteral("FILE..."),
                                  QStringLiteral("Files that FFmpeg's libraries can read."));
     parser.addHelpOption();
-    parser.addOptions({layout, renderer, overlay, log, once, keys, fullScreen, seconds, picture, size});
+    parser.addVersionOption();
+    parser.addOptions(
+        {layout, colors, bare, renderer, overlay, log, once, keys, fullScreen, seconds, picture, size});
     parser.process(*QCoreApplication::instance());
 
     Options options;
@@ -114,6 +136,8 @@ Options ReadOptions()
         Refuse(QStringLiteral("no file given"));
     }
     options.Layout = LayoutNamed(parser.value(layout));
+    options.Colors = ColorsNamed(parser.value(colors));
+    options.Bare = parser.isSet(bare);
     options.Renderer = RendererNamed(parser.value(renderer));
     options.Overlay = parser.isSet(overlay);
     options.Log = parser.isSet(log);

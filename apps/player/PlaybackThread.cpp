@@ -17,7 +17,7 @@ constexpr int FirstPaintRounds = 100;
 
 PlaybackThread::PlaybackThread(void* renderer, std::unique_ptr<VideoSource> source, FrameCounter& counter,
                                bool once, PlaybackEvents events)
-    : m_renderer(renderer), m_source(std::move(source)), m_counter(counter), m_once(once),
+    : m_frames(renderer), m_source(std::move(source)), m_counter(counter), m_once(once),
       m_events(std::move(events)), m_thread([this] { Run(); })
 {
 }
@@ -29,6 +29,7 @@ PlaybackThread::~PlaybackThread()
         m_stop = true;
     }
     m_wake.notify_all();
+    m_frames.Stop();
     m_thread.join();
 }
 
@@ -158,9 +159,9 @@ bool PlaybackThread::WaitUntilDue()
 
 void PlaybackThread::HandOver()
 {
-    tagYuvFrameInfo frame = m_source->Frame();
+    const tagYuvFrameInfo& frame = m_source->Frame();
     m_counter.HandedOver(); // before the call: its repaint may run at once
-    if (Ovel_ShowYuvFrame(m_renderer, &frame, sizeof(frame)) != 0) {
+    if (m_frames.Show(frame, m_source->Color()) != 0) {
         m_counter.Dropped();
     }
     m_position = m_source->Time();

@@ -1,6 +1,7 @@
 // The decoder thread of one tile: decodes, waits for each picture's time and hands it to the renderer.
 #pragma once
 
+#include "ColoredFrames.h"
 #include "HostTools.h"
 #include "VideoSource.h"
 
@@ -24,7 +25,7 @@ class PlaybackThread
 public:
     PlaybackThread(void* renderer, std::unique_ptr<VideoSource> source, FrameCounter& counter, bool once,
                    PlaybackEvents events);
-    ~PlaybackThread(); // waits for the thread
+    ~PlaybackThread(); // GUI thread; waits for the thread
     PlaybackThread(const PlaybackThread&) = delete;
     PlaybackThread& operator=(const PlaybackThread&) = delete;
 
@@ -46,7 +47,7 @@ private:
     void HandOver();
     void WaitForFirstPaint();
 
-    void* m_renderer;
+    ColoredFrames m_frames;
     std::unique_ptr<VideoSource> m_source;
     FrameCounter& m_counter;
     const bool m_once;

@@ -52,6 +52,10 @@ PlayerTile::PlayerTile(int rendererType, const QString& file, std::unique_ptr<Vi
     if (m_renderer == nullptr) {
         return;
     }
+    if (m_canTurn) {
+        m_state.QuarterTurns = m_facts.View.QuarterTurns;
+        m_state.Mirror = m_facts.View.Mirror;
+    }
     m_view = static_cast<QWidget*>(m_renderer);
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(FrameWidth, FrameWidth, FrameWidth, FrameWidth);
@@ -168,16 +172,16 @@ void PlayerTile::ToggleOverlay()
     }
 }
 
-// The renderer fits once per command: repeated after every resize and turn.
+// Computed here and given as a rectangle: exact to the pixel, also for turned and for oblong ones. Again
+// after every resize and turn.
 void PlayerTile::ApplyGeometry()
 {
-    const bool squareAndUpright =
-        m_state.QuarterTurns % 2 == 0 && std::abs(m_facts.PixelAspect - 1.0) < 0.001;
-    if (!m_state.KeepRatio || squareAndUpright) {
-        Command(m_renderer, OVELCMD_SET_DRAW_RATIO_MODE, int32_t{m_state.KeepRatio ? 0 : 1});
-    } else if (!m_view->size().isEmpty()) {
-        const QSizeF display(m_facts.Width * m_facts.PixelAspect, m_facts.Height);
-        Command(m_renderer, OVELCMD_SET_DRAW_DST_RECT, m_state.Destination(m_view->size(), display));
+    const QSize view = m_view->size();
+    const QSizeF display(m_facts.Width * m_facts.PixelAspect, m_facts.Height);
+    const tagQRECT whole = {0, 0, view.width(), view.height()};
+    if (!view.isEmpty()) {
+        Command(m_renderer, OVELCMD_SET_DRAW_DST_RECT,
+                m_state.KeepRatio ? m_state.Destination(view, display) : whole);
     }
 }
 

@@ -32,7 +32,8 @@ PlayerWindow::PlayerWindow(const Options& options)
     column->setSpacing(0);
     column->addLayout(m_grid, 1);
     column->addWidget(m_status);
-    m_grid->setSpacing(2);
+    m_grid->setSpacing(options.Bare ? 0 : 2);
+    m_status->setVisible(!options.Bare);
     m_status->setContentsMargins(10, 5, 10, 5);
     m_status->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Fixed);
     QObject::connect(&m_statusTimer, &QTimer::timeout, this, [this] {
@@ -56,6 +57,9 @@ bool PlayerWindow::Add(const QString& file, std::unique_ptr<VideoSource> source)
                      (m_options.Renderer == RendererChoice::Mixed && index % 2 == 1);
     auto* tile = new PlayerTile(sub ? OVEL_RENDER_SUB_IMAGE : OVEL_RENDER_FULL, file, std::move(source));
     m_tiles.push_back(tile);
+    if (m_options.Bare && tile->IsReady()) {
+        tile->layout()->setContentsMargins(0, 0, 0, 0);
+    }
     tile->Clicked = [this, index] { Select(index); };
     tile->DoubleClicked = [this] { ToggleFullScreen(); };
     return tile->IsReady();

@@ -19,7 +19,9 @@ int Play(const Options& options)
     std::vector<std::unique_ptr<VideoSource>> sources;
     for (const QString& file : options.Files) {
         std::string reason;
-        sources.push_back(VideoSource::Open(QFile::encodeName(file).toStdString(), options.Layout, reason));
+        const ColorChoice colors = options.Colors[sources.size() % options.Colors.size()];
+        sources.push_back(
+            VideoSource::Open(QFile::encodeName(file).toStdString(), options.Layout, colors, reason));
         if (!sources.back()) {
             std::fprintf(stderr, "player: cannot play %s: %s\n", qPrintable(file), reason.c_str());
             return ExitUnreadable;
@@ -42,10 +44,19 @@ int Play(const Options& options)
 
 int main(int argc, char** argv)
 {
-    StartAgainWithOsSdk(argc, argv);
-    QApplication application(argc, argv);
-    QApplication::setApplicationName(QStringLiteral("player"));
-    const int code = Play(ReadOptions());
+    LoadStandIn(argc, argv);
+    QCoreApplication::setApplicationName(QStringLiteral("player"));
+    QCoreApplication::setApplicationVersion(QStringLiteral(OVEL_VERSION));
+    if (WantsTextOnly(argc, argv)) {
+        const QCoreApplication withoutDisplay(argc, argv);
+        ReadOptions(); // ends the process
+    }
+    const QApplication application(argc, argv);
+    const Options options = ReadOptions();
+    if (!HasOpenGl()) {
+        return ExitNoOpenGl;
+    }
+    const int code = Play(options);
     // Released renderers are deleted by the event loop.
     QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
     return code;

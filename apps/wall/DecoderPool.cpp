@@ -14,7 +14,7 @@ constexpr Seconds LongestGap{0.25};
 
 void DecoderPool::Add(void* renderer, FrameCounter& counter, std::unique_ptr<VideoSource> source)
 {
-    m_streams.push_back({renderer, &counter, std::move(source), {}, {}});
+    m_streams.push_back({std::make_unique<ColoredFrames>(renderer), &counter, std::move(source), {}, {}});
 }
 
 void DecoderPool::Start(int threads)
@@ -39,6 +39,9 @@ void DecoderPool::Stop()
         m_stop = true;
     }
     m_wake.notify_all();
+    for (Stream& stream : m_streams) {
+        stream.Frames->Stop();
+    }
     for (std::thread& thread : m_threads) {
         thread.join();
     }
@@ -112,9 +115,8 @@ void DecoderPool::HandOver(Stream& stream, Clock::time_point due)
         return;
     }
     stream.LastShown = now;
-    tagYuvFrameInfo frame = stream.Source->Frame();
     stream.Counter->HandedOver();
-    if (Ovel_ShowYuvFrame(stream.Renderer, &frame, sizeof(frame)) != 0) {
+    if (stream.Frames->Show(stream.Source->Frame(), stream.Source->Color()) != 0) {
         stream.Counter->Dropped();
     }
 }

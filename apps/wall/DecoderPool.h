@@ -2,6 +2,7 @@
 // whichever thread is free.
 #pragma once
 
+#include "ColoredFrames.h"
 #include "HostTools.h"
 #include "VideoSource.h"
 
@@ -21,7 +22,7 @@ public:
     DecoderPool(const DecoderPool&) = delete;
     DecoderPool& operator=(const DecoderPool&) = delete;
 
-    // Before Start.
+    // GUI thread. Adding is over before Start.
     void Add(void* renderer, FrameCounter& counter, std::unique_ptr<VideoSource> source);
     void Start(int threads);
     void Stop(); // waits for the threads
@@ -30,7 +31,7 @@ private:
     using Clock = std::chrono::steady_clock;
 
     struct Stream {
-        void* Renderer;
+        std::unique_ptr<ColoredFrames> Frames;
         FrameCounter* Counter;
         std::unique_ptr<VideoSource> Source;
         Clock::time_point Start; // when its time 0 was or would have been

@@ -1,5 +1,7 @@
 #include "WallWindow.h"
 
+#include "ViewState.h"
+
 #include <QEvent>
 #include <QGridLayout>
 #include <QKeyEvent>
@@ -90,7 +92,7 @@ bool WallWindow::Add(std::unique_ptr<VideoSource> source)
         return false;
     }
     auto* view = static_cast<QWidget*>(renderer);
-    Tile tile{renderer, view, new FrameCounter(view), std::make_unique<TileCaption>()};
+    Tile tile{renderer, view, source->Facts(), new FrameCounter(view), std::make_unique<TileCaption>()};
     tagOvelDrawCallback callback = tile.Caption->Payload();
     Ovel_SetParam(renderer, OVELCMD_SET_DRAW_CALLBACK, &callback, sizeof(callback));
     view->installEventFilter(this);
@@ -111,6 +113,19 @@ void WallWindow::Begin(int threads, double seconds, const QString& picture)
     if (seconds > 0.0) {
         QTimer::singleShot(static_cast<int>(seconds * 1000.0), this, [this, picture] { Finish(picture); });
     }
+}
+
+// Upright and in its proportions, as the file says.
+void WallWindow::Place(const Tile& tile)
+{
+    ViewState state;
+    state.QuarterTurns = tile.Facts.View.QuarterTurns;
+    state.Mirror = tile.Facts.View.Mirror;
+    const QSizeF display(tile.Facts.Width * tile.Facts.PixelAspect, tile.Facts.Height);
+    tagOvelVideoRotate turn = state.RotatePayload();
+    tagQRECT place = state.Destination(tile.View->size(), display);
+    Ovel_SetParam(tile.Renderer, OVELCMD_SET_VIDEO_ROTATE, &turn, sizeof(turn));
+    Ovel_SetParam(tile.Renderer, OVELCMD_SET_DRAW_DST_RECT, &place, sizeof(place));
 }
 
 void WallWindow::Enlarge(const QWidget* view)
@@ -150,6 +165,13 @@ bool WallWindow::eventFilter(QObject* watched, QEvent* event)
     if (event->type() == QEvent::MouseButtonPress) {
         Enlarge(static_cast<QWidget*>(watched));
         return true;
+    }
+    if (event->type() == QEvent::Resize) {
+        const auto found = std::find_if(m_tiles.begin(), m_tiles.end(),
+                                        [watched](const Tile& tile) { return tile.View == watched; });
+        if (found != m_tiles.end() && !found->View->size().isEmpty()) {
+            Place(*found);
+        }
     }
     return QWidget::eventFilter(watched, event);
 }

@@ -50,10 +50,12 @@ private:
     struct Tile {
         void* Renderer;
         QWidget* View;
+        VideoFacts Facts; // of the first picture
         FrameCounter* Counter;
         std::unique_ptr<TileCaption> Caption;
     };
 
+    static void Place(const Tile& tile);
     void Enlarge(const QWidget* view);
     void UpdateStatistics();
     void Finish(const QString& picture);

@@ -30,7 +30,7 @@ if readelf -d "$prefix/$libdir/libOvelRender.so" | grep -E 'R(UN)?PATH'; then
     fail "the installed library has a run path"
 fi
 
-# Shows one frame in a window and leaves a picture of it; without a display it only has to load.
+# Shows something in a window and leaves a picture of it; without a display it only has to load.
 run_minimal() {
     local program=$1 picture=$work/picture.png
     rm -f "$picture"
@@ -44,12 +44,22 @@ run_minimal() {
     fi
 }
 
-cp -r "$source/examples/minimal" "$work/minimal"
-run_quietly "$cmake" -S "$work/minimal" -B "$work/by-cmake" -DCMAKE_PREFIX_PATH="$prefix" \
-    -DCMAKE_C_COMPILER="$cc" -DCMAKE_CXX_COMPILER="$cxx"
-grep -q "^OvelRender_DIR:PATH=$prefix/" "$work/by-cmake/CMakeCache.txt" || fail "another installed OvelRender was found"
-run_quietly "$cmake" --build "$work/by-cmake"
-run_minimal "$work/by-cmake/minimal"
+# by_cmake SAMPLE: a copy of it builds outside the source tree, into $work/by-cmake-SAMPLE.
+by_cmake() {
+    local build_directory=$work/by-cmake-$1
+    cp -r "$source/examples/$1" "$work/$1"
+    run_quietly "$cmake" -S "$work/$1" -B "$build_directory" -DCMAKE_PREFIX_PATH="$prefix" \
+        -DCMAKE_C_COMPILER="$cc" -DCMAKE_CXX_COMPILER="$cxx"
+    grep -q "^OvelRender_DIR:PATH=$prefix/" "$build_directory/CMakeCache.txt" || fail "another installed OvelRender was found"
+    run_quietly "$cmake" --build "$build_directory"
+}
+by_cmake minimal
+run_minimal "$work/by-cmake-minimal/minimal"
+by_cmake overlays
+run_minimal "$work/by-cmake-overlays/overlays"
+if command -v pkg-config >/dev/null && pkg-config --exists libavformat libavcodec libavutil; then
+    by_cmake ffmpeg
+fi
 
 mkdir "$work/refused"
 # refused TEXT LINE...: a project with these lines cannot be configured, and the message says TEXT.
