@@ -7,6 +7,7 @@
 #include <QOpenGLTexture>
 
 #include <new>
+#include <utility>
 
 namespace
 {
@@ -59,9 +60,15 @@ void SubImageSteps::BuildSources(const PictureLayout& layout, const char* functi
 
 void SubImageSteps::ChangeDisplayType(int displayType)
 {
+    // The type is kept meanwhile: a paint looks for "no picture" without the lock, and would show black.
+    const bool wasBlock = std::exchange(m_yuv.m_blBlockFrame, true);
     m_yuv.InnerFreeSource();
+    m_yuv.m_blBlockFrame = wasBlock;
     api_sdk_log_msg("%s", LayoutOf(displayType).subImageMessage);
     m_yuv.m_nDisplayType = displayType;
+    if (!wasBlock) {
+        EmitUpdate();
+    }
 }
 
 void SubImageSteps::NoteCopied(const tagYuvFrameInfo& frame, CopiedFrame copied)
