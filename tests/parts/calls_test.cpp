@@ -60,7 +60,8 @@ TEST(PlayerCallbackPart, WhoTakesItAwayWaitsForItsRuns)
              return c.callback.Set({&CallbackWithFields::Call, &nothing});
          },
          false},
-        {"the same pair", false, [](CallbackWithFields& c) { return c.callback.Set(c.callback.Get()); }, false},
+        {"the same pair", false, [](CallbackWithFields& c) { return c.callback.Set(c.callback.Get()); },
+         false},
     };
     for (const bool inCallback : {false, true}) {
         for (const Case& change : cases) {

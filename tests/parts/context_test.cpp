@@ -58,15 +58,18 @@ protected:
 
     PictureTarget Target(const tagOvelVideoRotate& rotate = {})
     {
-        return {program.get(), {textures[0], textures[1], textures[2]}, TextureStorage::Respecified,
-                view.parameters.destination, rotate};
+        return {program.get(),
+                {textures[0], textures[1], textures[2]},
+                TextureStorage::Respecified,
+                view.parameters.destination,
+                rotate};
     }
     ContextPainter::Drawn Draw(const OvelTest::Picture& picture, quint64 serial)
     {
         const std::vector<uint8_t> bytes = BufferBytes(picture, layout.displayType);
         return painter.DrawPicture(Target(view.parameters.rotate), layout,
-                                   PlanesInBuffer(layout, bytes.data(), picture.width, picture.height), serial,
-                                   view.parameters);
+                                   PlanesInBuffer(layout, bytes.data(), picture.width, picture.height),
+                                   serial, view.parameters);
     }
     QImage Shown() const { return target->toImage(); }
     bool IsBlack() const
@@ -108,7 +111,8 @@ TEST_F(ContextPart, PictureAndOverlaysAsTheViewSays)
     quint64 serial = 0;
     for (const tagOvelZoomArea& zoom : {WholeArea, tagOvelZoomArea{0.25, 0, 0.75, 1}}) {
         for (const tagOvelZoomArea& destination : {WholeArea, tagOvelZoomArea{0.25, 0.25, 0.75, 1}}) {
-            for (const tagOvelVideoRotate& rotate : {tagOvelVideoRotate{0, 0, 0}, tagOvelVideoRotate{1, 90, 1}}) {
+            for (const tagOvelVideoRotate& rotate :
+                 {tagOvelVideoRotate{0, 0, 0}, tagOvelVideoRotate{1, 90, 1}}) {
                 view.parameters = {zoom, destination, rotate, {}};
                 ++view.overlays;
                 painter.FillFramebuffer(view.surface);
@@ -201,7 +205,8 @@ TEST_F(ContextPart, WhatCannotBeShownIsSaidOnce)
         int width;
         bool fits;
         size_t said;
-    } sizes[] = {{16, true, 0}, {TooLarge, false, 1}, {TooLarge, false, 0}, {16, true, 0}, {TooLarge, false, 1}};
+    } sizes[] = {
+        {16, true, 0}, {TooLarge, false, 1}, {TooLarge, false, 0}, {16, true, 0}, {TooLarge, false, 1}};
     for (const auto& s : sizes) {
         EXPECT_EQ(painter.FitsContext(s.width, 16), s.fits);
         EXPECT_EQ(errors.Take().size(), s.said);

@@ -50,12 +50,15 @@ TEST(FrameStorePart, SizesThatWrap)
         bool changes;
         size_t room;
     };
-    const Case cases[] = {
-        {0, 4, 100, -1, false, 0},          {4, -1, 100, -1, false, 0},
-        {6, 4, 0, 0, true, 36},             {6, 4, -7, 0, true, 36},
-        {6, 4, 5, 0, true, 5},              {46341, 46341, 0, -1, true, 0},
-        {65536, 65536, 0, -1, true, 0},     {Largest, Largest, 0, -1, true, 0},
-        {Largest, Largest, 16, 0, true, 16}};
+    const Case cases[] = {{0, 4, 100, -1, false, 0},
+                          {4, -1, 100, -1, false, 0},
+                          {6, 4, 0, 0, true, 36},
+                          {6, 4, -7, 0, true, 36},
+                          {6, 4, 5, 0, true, 5},
+                          {46341, 46341, 0, -1, true, 0},
+                          {65536, 65536, 0, -1, true, 0},
+                          {Largest, Largest, 0, -1, true, 0},
+                          {Largest, Largest, 16, 0, true, 16}};
     for (const Case& c : cases) {
         SCOPED_TRACE(testing::Message() << c.width << " x " << c.height << ", " << c.bytes);
         StoreWithFields s;
@@ -81,9 +84,10 @@ TEST(FrameStorePart, SizesThatWrap)
     const struct {
         int width, height;
         bool can;
-    } pictures[] = {{1, 1, true},          {0, 1, false},          {1, -1, false},           {30000, 30000, true},
-                    {46341, 46341, false}, {65536, 65536, false},  {1431655765, 1, true},    {1431655766, 1, false},
-                    {Largest, 1, false},   {1, Largest, false},    {Largest, Largest, false}};
+    } pictures[] = {
+        {1, 1, true},          {0, 1, false},         {1, -1, false},           {30000, 30000, true},
+        {46341, 46341, false}, {65536, 65536, false}, {1431655765, 1, true},    {1431655766, 1, false},
+        {Largest, 1, false},   {1, Largest, false},   {Largest, Largest, false}};
     for (const auto& p : pictures) {
         tagYuvFrameInfo frame{};
         frame.iWidth = p.width;
@@ -99,9 +103,10 @@ TEST(FrameStorePart, WhatNeedsAnotherBuffer)
         bool needs;
         int room;
     };
-    for (const Case& c : {Case{0, 6, 4, 0, false, 36}, Case{0, 6, 4, 36, true, 36}, Case{36, 6, 4, 36, false, 36},
-                          Case{36, 6, 4, 0, false, 36}, Case{36, 6, 4, -5, false, 36}, Case{36, 6, 4, 99, true, 99},
-                          Case{36, 4, 6, 36, true, 36}, Case{9, 6, 4, 9, false, 36}}) {
+    for (const Case& c :
+         {Case{0, 6, 4, 0, false, 36}, Case{0, 6, 4, 36, true, 36}, Case{36, 6, 4, 36, false, 36},
+          Case{36, 6, 4, 0, false, 36}, Case{36, 6, 4, -5, false, 36}, Case{36, 6, 4, 99, true, 99},
+          Case{36, 4, 6, 36, true, 36}, Case{9, 6, 4, 9, false, 36}}) {
         StoreWithFields s;
         tagYuvFrameInfo frame{};
         frame.iWidth = c.width;
@@ -168,15 +173,15 @@ TEST(FrameStorePart, PlanesThatPointElsewhere)
         uint8_t* chroma;
         bool holds;
     };
-    const Case cases[] = {{s.buffer, s.buffer + 60, true},    {s.buffer + 30, s.buffer, true},
-                          {s.buffer, s.buffer + 61, false},   {s.buffer + 31, s.buffer, false},
-                          {s.buffer - 1, s.buffer, false},    {s.buffer, s.buffer + 4000, false},
-                          {elsewhere, s.buffer, false},       {s.buffer, elsewhere, false},
-                          {nullptr, s.buffer, false}};
+    const Case cases[] = {
+        {s.buffer, s.buffer + 60, true},  {s.buffer + 30, s.buffer, true}, {s.buffer, s.buffer + 61, false},
+        {s.buffer + 31, s.buffer, false}, {s.buffer - 1, s.buffer, false}, {s.buffer, s.buffer + 4000, false},
+        {elsewhere, s.buffer, false},     {s.buffer, elsewhere, false},    {nullptr, s.buffer, false}};
     for (const auto& [luma, chroma, holds] : cases) {
         s.luma = luma;
         s.chroma = chroma;
-        EXPECT_EQ(s.store.HoldsPicture(OVEL_DISPLAY_NV12), holds) << luma - s.buffer << ", " << chroma - s.buffer;
+        EXPECT_EQ(s.store.HoldsPicture(OVEL_DISPLAY_NV12), holds)
+            << luma - s.buffer << ", " << chroma - s.buffer;
         EXPECT_TRUE(s.store.HoldsPicture(OVEL_DISPLAY_YV12));
     }
 }

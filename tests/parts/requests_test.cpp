@@ -157,7 +157,8 @@ TEST(RepaintRequestPart, NoneIsLostAmongManyThreads)
             thread.join();
         }
         const bool all = WaitUntil([&] {
-            return std::all_of(feeders.begin(), feeders.end(), [](const Feeder& f) { return f.seen == f.made; });
+            return std::all_of(feeders.begin(), feeders.end(),
+                               [](const Feeder& f) { return f.seen == f.made; });
         });
         ASSERT_TRUE(all) << "round " << round;
     }
