@@ -38,7 +38,7 @@ CLS_ShaderYuv::~CLS_ShaderYuv()
 void CLS_ShaderYuv::initializeGL()
 {
     Guarded(0, [&] {
-        const QMutexLocker lock(&m_mutexYuvBuf);
+        const FrameLock lock = FrameLock::ForContext(m_pState->gate);
         initializeOpenGLFunctions();
         FullFrameSteps(*this, *m_pState).EnterContext([this] {
             FullFrameSteps(*this, *m_pState).LeaveContext();

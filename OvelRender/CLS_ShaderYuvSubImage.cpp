@@ -36,7 +36,7 @@ CLS_ShaderYuvSubImage::~CLS_ShaderYuvSubImage()
 void CLS_ShaderYuvSubImage::initializeGL()
 {
     Guarded(0, [&] {
-        const QMutexLocker lock(&m_mutexYuvBuf);
+        const FrameLock lock = FrameLock::ForContext(m_pState->gate);
         initializeOpenGLFunctions();
         SubImageSteps(*this, *m_pState).EnterContext([this] {
             SubImageSteps(*this, *m_pState).LeaveContext();
