@@ -18,14 +18,17 @@ struct ShaderBaseState;
 
 // Locks, outermost first; none is ever taken while one further down is held:
 //
-//   registry lock        dropped before the next one is taken
+//   registry lock        handles; dropped before the next one is taken
 //   renderer mutex       one exported call per renderer at a time
+//   gate                 held by a paint while it waits for the next one; frames pass through it
 //   m_mutexYuvBuf        [frame]  frame buffer and what it holds
-//   callback lock        [call]   callback and user value; held while the callback runs, so that whoever
-//   takes it away
-//                                 knows that it runs no more
 //   m_mutexDrawInfo      [draw]   overlay records
-//   parameter lock       [param]  leaf: held only to copy what commands store and painting reads
+//
+// Leaves, held for a few fields and under no host code; none is taken under another:
+//
+//   table of live renderers  who is inside which one; also under the registry lock
+//   callback lock            [call]   callback, user value and the runs of it
+//   parameter lock           [param]  what commands store and painting reads
 //
 // [gui] marks what only the GUI thread touches. The fields are public for hosts and tests that look at a
 // renderer from outside; they are changed only by the class.

@@ -198,6 +198,9 @@ void DetachAndDelete(CLS_ShaderBase* renderer)
 // wait, which leaves it as it was.
 int ReleaseRenderer(void* pcls)
 {
+    if (!s_registryStands) {
+        return 0; // every handle went with it
+    }
     CLS_ShaderBase* renderer = nullptr;
     QMutex* mutex = nullptr;
     std::optional<RendererUse> use;
