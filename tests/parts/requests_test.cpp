@@ -105,6 +105,9 @@ TEST(RepaintRequestPart, RequestsThatComeAndGoDuringDelivery)
                             requests[other].reset();
                         }
                     }
+                    if (going != 0) {
+                        return; // to ask again would answer those who were left out, too
+                    }
                     requests.push_back(std::make_unique<RepaintRequest>([&] { ++done[Count]; }));
                     SendElsewhere(*requests.back());
                     SendElsewhere(*requests[asked]);
@@ -115,9 +118,10 @@ TEST(RepaintRequestPart, RequestsThatComeAndGoDuringDelivery)
             }
             RunEventsFor(5);
             for (size_t i = 0; i < Count; ++i) {
-                EXPECT_TRUE(!requests[i] || done[i] == (i == asked ? 2 : 1)) << i << ": " << done[i];
+                EXPECT_TRUE(!requests[i] || done[i] == (i == asked && going == 0 ? 2 : 1))
+                    << i << ": " << done[i];
             }
-            EXPECT_EQ(done[Count], 1);
+            EXPECT_EQ(done[Count], going == 0);
         }
     }
     int late = 0;
