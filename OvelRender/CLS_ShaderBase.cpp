@@ -10,6 +10,7 @@
 #include <QEvent>
 #include <QLayout>
 #include <QMetaMethod>
+#include <QPointer>
 #include <QSurfaceFormat>
 
 namespace
@@ -131,11 +132,12 @@ bool CLS_ShaderBase::event(QEvent* e)
         if (e->type() == QEvent::Show) {
             update();
         }
-        if (e->type() == QEvent::DeferredDelete) {
-            return QOpenGLWidget::event(e); // when it returns there is no object any more
-        }
+        // The event may be what deletes the widget: a deferred deletion, a host's call that was queued to it.
+        const QPointer<CLS_ShaderBase> self(this);
         const bool handled = QOpenGLWidget::event(e);
-        NoteWidget(*this, *m_pState);
+        if (self) {
+            NoteWidget(*this, *m_pState);
+        }
         return handled;
     });
 }

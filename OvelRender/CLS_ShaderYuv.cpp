@@ -51,7 +51,7 @@ CLS_ShaderYuv::~CLS_ShaderYuv()
 void CLS_ShaderYuv::initializeGL()
 {
     Guarded([&] {
-        const QMutexLocker lock(&m_mutexYuvBuf);
+        const FrameLock lock = FrameLock::ForContext(m_pState->gate);
         initializeOpenGLFunctions();
         RendererSteps(*this).EnterContext();
         RendererSteps(*this).LogContext("CLS_ShaderYuv");

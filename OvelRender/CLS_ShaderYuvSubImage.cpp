@@ -49,7 +49,7 @@ CLS_ShaderYuvSubImage::~CLS_ShaderYuvSubImage()
 void CLS_ShaderYuvSubImage::initializeGL()
 {
     Guarded([&] {
-        const QMutexLocker lock(&m_mutexYuvBuf);
+        const FrameLock lock = FrameLock::ForContext(m_pState->gate);
         initializeOpenGLFunctions();
         RendererSteps(*this).EnterContext();
         InnerFreeSource();

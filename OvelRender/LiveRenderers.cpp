@@ -7,7 +7,7 @@ namespace
 
 struct LiveRenderer {
     int uses = 0;
-    bool retiring = false;
+    int retiring = 0; // a release and the destructor may wait at the same time, and only one of them give up
     RetireHandler retired = nullptr;
 };
 
@@ -44,7 +44,7 @@ void RetireLiveRenderer(void* renderer)
     if (entry == table.renderers.end()) {
         return;
     }
-    entry->second.retiring = true;
+    ++entry->second.retiring;
     table.useEnded.wait(lock, [&] { return entry->second.uses == 0; });
     const RetireHandler retired = entry->second.retired;
     table.renderers.erase(entry);
@@ -69,7 +69,7 @@ RendererUse::RendererUse(const void* renderer) : m_renderer(nullptr)
     LiveTable& table = Table();
     const std::lock_guard<std::mutex> lock(table.mutex);
     const auto entry = table.renderers.find(renderer);
-    if (entry == table.renderers.end() || entry->second.retiring) {
+    if (entry == table.renderers.end() || entry->second.retiring > 0) {
         return;
     }
     ++entry->second.uses;
@@ -85,7 +85,7 @@ RendererUse::~RendererUse()
     const std::lock_guard<std::mutex> lock(table.mutex);
     LiveRenderer& renderer = table.renderers.find(m_renderer)->second;
     --renderer.uses;
-    if (renderer.retiring) {
+    if (renderer.retiring > 0) {
         table.useEnded.notify_all();
     }
 }
@@ -95,19 +95,22 @@ RendererUse::Retired RendererUse::Retire() const
     LiveTable& table = Table();
     std::unique_lock<std::mutex> lock(table.mutex);
     LiveRenderer& renderer = table.renderers.find(m_renderer)->second;
-    if (renderer.retiring) {
+    if (renderer.retiring > 0) {
         return Retired::ByAnother;
     }
-    renderer.retiring = true;
-    renderer.retiring = WaitWithin(table.useEnded, lock, [&] { return renderer.uses == 1; });
-    return renderer.retiring ? Retired::Yes : Retired::No;
+    ++renderer.retiring;
+    if (WaitWithin(table.useEnded, lock, [&] { return renderer.uses == 1; })) {
+        return Retired::Yes;
+    }
+    --renderer.retiring;
+    return Retired::No;
 }
 
 void RendererUse::Revive() const
 {
     LiveTable& table = Table();
     const std::lock_guard<std::mutex> lock(table.mutex);
-    table.renderers.find(m_renderer)->second.retiring = false;
+    --table.renderers.find(m_renderer)->second.retiring;
 }
 
 DrawCallbackScope::DrawCallbackScope(const void* renderer, uint64_t run)

@@ -203,6 +203,9 @@ void DetachAndDelete(CLS_ShaderBase* renderer)
 int ReleaseRenderer(void* pcls)
 {
     const LettingGo lettingGo(pcls); // first: ends without a lock
+    if (!s_registryStands) {
+        return 0; // every handle went with it
+    }
     CLS_ShaderBase* renderer = nullptr;
     QMutex* mutex = nullptr;
     std::optional<RendererUse> use;

@@ -187,13 +187,22 @@ void RendererSteps::LeaveContext()
 
 void RendererSteps::ChangeDisplayType(int displayType)
 {
+    bool* const blockFrame = Traits().blockFrame;
+    const bool wasBlock = !blockFrame || *blockFrame;
     if (Traits().freesInPlace) {
         m_renderer.m_bNeedFreeSource = true;
     } else {
+        // As a block frame keeps its type: a paint looks for "no picture" without the lock, and would show black
+        // between the two.
+        *blockFrame = true;
         m_renderer.InnerFreeSource();
+        *blockFrame = wasBlock;
     }
     api_sdk_log_msg("%s", LayoutOf(displayType).*Traits().changeMessage);
     m_renderer.m_nDisplayType = displayType == 4 ? Traits().typeFor4 : displayType;
+    if (!wasBlock) {
+        Traits().emitUpdate();
+    }
 }
 
 void RendererSteps::NoteTaken(int displayType, CopiedFrame copied)

@@ -3,7 +3,9 @@
 
 #include <QMutex>
 
+#include <atomic>
 #include <mutex>
+#include <thread>
 
 // How long a paint waits for the frame lock; then the previous picture stays.
 constexpr int PaintWaitMilliseconds = 500;
@@ -19,6 +21,7 @@ private:
     friend class FrameLock;
     QMutex& m_frameLock;
     std::mutex m_gate;
+    std::atomic<std::thread::id> m_feeder{}; // whose frame is being taken
 };
 
 class FrameLock
@@ -31,13 +34,28 @@ public:
             const std::lock_guard<std::mutex> passing(gate.m_gate);
         }
         gate.m_frameLock.lock();
+        gate.m_feeder = std::this_thread::get_id();
         return {gate, true};
     }
     // Before further frames; at most 500 ms.
     static FrameLock ForPaint(FrameGate& gate)
     {
+        if (IsOwnFrame(gate)) {
+            return {gate, false};
+        }
         const std::lock_guard<std::mutex> waiting(gate.m_gate);
         return {gate, gate.m_frameLock.tryLock(PaintWaitMilliseconds)};
+    }
+    // Before further frames, without limit. Not had only inside a frame's callback on this very thread, which
+    // would wait for itself: what the lock guards is then this thread's anyway.
+    static FrameLock ForContext(FrameGate& gate)
+    {
+        if (IsOwnFrame(gate)) {
+            return {gate, false};
+        }
+        const std::lock_guard<std::mutex> waiting(gate.m_gate);
+        gate.m_frameLock.lock();
+        return {gate, true};
     }
     static FrameLock IfFree(FrameGate& gate) { return {gate, gate.m_frameLock.tryLock()}; }
 
@@ -48,6 +66,7 @@ public:
     void Unlock()
     {
         if (m_held) {
+            m_gate.m_feeder = std::thread::id();
             m_gate.m_frameLock.unlock();
         }
         m_held = false;
@@ -55,6 +74,7 @@ public:
 
 private:
     FrameLock(FrameGate& gate, bool held) : m_gate(gate), m_held(held) {}
+    static bool IsOwnFrame(const FrameGate& gate) { return gate.m_feeder == std::this_thread::get_id(); }
 
     FrameGate& m_gate;
     bool m_held;

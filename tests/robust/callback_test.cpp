@@ -131,6 +131,51 @@ TEST_P(CallbackTest, SlowCallbackDoesNotHoldTheEventLoop)
     }
 }
 
+// A frame of the GUI thread whose callback runs events: what they do to the widget waits for nobody, since
+// nobody else could let go.
+TEST_P(CallbackTest, EventsInsideACallbackOnTheGuiThread)
+{
+    struct Case {
+        const char* name;
+        std::function<void(CLS_ShaderBase*, QWidget&)> act;
+    };
+    const Case cases[] = {
+        {"first show", [](CLS_ShaderBase* renderer, QWidget&) { renderer->show(); }},
+        {"repaint", [](CLS_ShaderBase* renderer, QWidget&) { renderer->update(); }},
+        {"resize", [](CLS_ShaderBase* renderer, QWidget&) { renderer->resize(70, 50); }},
+        {"another window",
+         [](CLS_ShaderBase* renderer, QWidget& other) {
+             renderer->setParent(&other);
+             renderer->show();
+         }},
+    };
+    int type = GetParam();
+    void* const handle = Ovel_CreateEx(&type, sizeof(type));
+    auto* const renderer = static_cast<CLS_ShaderBase*>(handle);
+    QWidget other;
+    other.resize(100, 80);
+    other.show();
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        Ovel_ClearDraw(handle);
+        ScriptedHost host([&](const ScriptedHost::Run& run) {
+            if (run.number == 1) {
+                c.act(renderer, other);
+                RunEventsFor(20);
+            }
+        });
+        host.Attach(handle);
+        Frame frame(PlainPicture(16, 16, 200, 128, 128), OVEL_DISPLAY_YV12);
+        EXPECT_EQ(frame.Feed(handle), 0);
+        EXPECT_EQ(frame.Feed(handle), 0) << "the picture of this one is shown in any case";
+        RunEventsFor(20);
+        EXPECT_GT(qRed(renderer->grabFramebuffer().pixel(5, 5)), 190);
+        Ovel_ClearDraw(handle);
+    }
+    EXPECT_EQ(Ovel_Release(handle), 0);
+    RunEvents();
+}
+
 // Whoever takes a callback away returns when it runs no more, wherever it runs, and it is never called again.
 TEST_P(CallbackTest, WhoTakesACallbackAwayWaitsForIt)
 {

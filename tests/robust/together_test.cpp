@@ -279,6 +279,45 @@ TEST_P(Together, LabelsStayUntilTheNextPictureIsWhole)
     }
 }
 
+// A change of the format is no stop: no paint in between shows black or takes the labels away. The host hears
+// of the repaint inside the hand-over and gives a paint the time to come.
+TEST_P(Together, NoBlackBetweenTwoFormats)
+{
+    ScriptedHost host([](const ScriptedHost::Run& run) { run.Push(NumberedLabel(4)); });
+    host.Attach(window.handle);
+    ASSERT_TRUE(window.Show(PlainPicture(32, 24, 150, 128, 128), OVEL_DISPLAY_YV12));
+    RunEventsFor(20);
+    std::atomic<int> looked{0};
+    int black = 0;
+    int unlabelled = 0;
+    onlooker.seen = [&](const Shown& shown) {
+        ++looked;
+        black += shown.picture == 0;
+        unlabelled += shown.text != "4";
+    };
+    const auto waitForPaint = [&] {
+        const int before = looked;
+        for (int i = 0; i < 60 && !OnGuiThread() && looked == before; ++i) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        }
+    };
+    const auto heard =
+        window.IsSubImage()
+            ? QObject::connect(window.Sub(), &CLS_ShaderYuvSubImage::signalUpdate, waitForPaint)
+            : QObject::connect(window.Full(), &CLS_ShaderYuv::signalUpdate, waitForPaint);
+    for (const int type : {OVEL_DISPLAY_NV12, OVEL_DISPLAY_YV12, OVEL_DISPLAY_NV12}) {
+        HostThread feeder(
+            [&] { EXPECT_EQ(Frame(PlainPicture(32, 24, 150, 128, 128), type).Feed(window.handle), 0); });
+        feeder.Finish();
+        RunEventsFor(30);
+    }
+    QObject::disconnect(heard);
+    EXPECT_GE(looked, 3);
+    EXPECT_EQ(black, 0) << "of " << looked;
+    EXPECT_EQ(unlabelled, 0) << "of " << looked;
+    Ovel_ClearDraw(window.handle);
+}
+
 // A frame's and a resize's callback at the same time, in either order: the one that began last counts.
 TEST_P(Together, OvertakenCallbacksLeaveNothing)
 {

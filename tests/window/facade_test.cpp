@@ -281,6 +281,23 @@ TEST_P(FacadeLife, ParentDeletesTheRenderer)
     EXPECT_EQ(Ovel_Release(handle), 0);
 }
 
+// Calls that are queued to a widget may delete it, as Qt lets them.
+TEST_P(FacadeLife, QueuedCallDeletesTheRenderer)
+{
+    for (const bool deletesParent : {false, true}) {
+        auto* const widget = static_cast<CLS_ShaderBase*>(deletesParent ? Create(GetParam()) : handle);
+        auto* const parent = new QWidget;
+        widget->setParent(parent);
+        QMetaObject::invokeMethod(
+            widget, [&] { delete (deletesParent ? parent : widget); }, Qt::QueuedConnection);
+        RunEvents();
+        EXPECT_EQ(SmallFrame().Feed(widget), -1);
+        if (!deletesParent) {
+            delete parent;
+        }
+    }
+}
+
 TEST_P(FacadeLife, ReleaseWhileFourThreadsFeed)
 {
     for (int round = 0; round < 4; ++round) {

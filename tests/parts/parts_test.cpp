@@ -1,0 +1,404 @@
+// Parts that hold what frames, callbacks and commands bring: the frame buffer and its lock, the overlay list,
+// the view.
+#include "parts/FrameLock.h"
+#include "parts/FrameStore.h"
+#include "parts/OverlayList.h"
+#include "parts/ViewStore.h"
+
+#include "ScriptedHost.h"
+
+#include <cmath>
+#include <cstring>
+#include <fstream>
+#include <limits>
+
+#include <malloc.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+using namespace OvelTest;
+
+namespace
+{
+
+constexpr int Largest = std::numeric_limits<int>::max();
+
+struct StoreWithFields {
+    int width = 0;
+    int height = 0;
+    int declared = 0;
+    uint8_t* buffer = nullptr;
+    uint8_t* luma = nullptr;
+    uint8_t* chroma = nullptr;
+    FrameStore store{{width, height, declared, buffer, luma, chroma}};
+
+    ~StoreWithFields() { store.Drop(); }
+    // A block that a host puts in the place of the buffer.
+    void TakeForeign(size_t bytes)
+    {
+        std::free(buffer);
+        buffer = static_cast<uint8_t*>(std::malloc(bytes));
+        std::memset(buffer, 0x5A, bytes);
+    }
+};
+
+TEST(FrameStorePart, SizesThatWrap)
+{
+    struct Case {
+        int width, height, bytes;
+        int result;
+        bool changes;
+        size_t room;
+    };
+    const Case cases[] = {{0, 4, 100, -1, false, 0},
+                          {4, -1, 100, -1, false, 0},
+                          {6, 4, 0, 0, true, 36},
+                          {6, 4, -7, 0, true, 36},
+                          {6, 4, 5, 0, true, 5},
+                          {46341, 46341, 0, -1, true, 0},
+                          {65536, 65536, 0, -1, true, 0},
+                          {Largest, Largest, 0, -1, true, 0},
+                          {Largest, Largest, 16, 0, true, 16}};
+    for (const Case& c : cases) {
+        SCOPED_TRACE(testing::Message() << c.width << " x " << c.height << ", " << c.bytes);
+        StoreWithFields s;
+        ASSERT_EQ(s.store.Reset(2, 2, 0), 0);
+        uint8_t* const before = s.buffer;
+        const uint64_t serial = s.store.Serial();
+        EXPECT_EQ(s.store.Reset(c.width, c.height, c.bytes), c.result);
+        EXPECT_EQ(s.width, c.changes ? c.width : 2);
+        EXPECT_EQ(s.declared, c.changes ? c.bytes : 0);
+        EXPECT_EQ(s.store.Serial() != serial, c.changes);
+        EXPECT_EQ(s.store.IsLost(), c.changes && c.result != 0);
+        if (!c.changes) {
+            EXPECT_EQ(s.buffer, before);
+            continue;
+        }
+        ASSERT_EQ(s.buffer == nullptr, c.result != 0);
+        EXPECT_EQ(s.store.Bytes(), c.room);
+        EXPECT_EQ(std::count(s.buffer, s.buffer + c.room, 0), static_cast<ptrdiff_t>(c.room));
+        EXPECT_EQ(s.store.HoldsPicture(OVEL_DISPLAY_YV12), c.room == 36);
+        s.store.Drop();
+        EXPECT_FALSE(s.buffer || s.store.IsLost() || s.store.HoldsPicture(OVEL_DISPLAY_YV12));
+    }
+    const struct {
+        int width, height;
+        bool can;
+    } pictures[] = {
+        {1, 1, true},          {0, 1, false},         {1, -1, false},           {30000, 30000, true},
+        {46341, 46341, false}, {65536, 65536, false}, {1431655765, 1, true},    {1431655766, 1, false},
+        {Largest, 1, false},   {1, Largest, false},   {Largest, Largest, false}};
+    for (const auto& p : pictures) {
+        tagYuvFrameInfo frame{};
+        frame.iWidth = p.width;
+        frame.iHeight = p.height;
+        EXPECT_EQ(FrameStore::CanHold(frame.iWidth, frame.iHeight), p.can) << p.width << " x " << p.height;
+    }
+}
+
+TEST(FrameStorePart, WhatNeedsAnotherBuffer)
+{
+    struct Case {
+        int declaredBefore, width, height, declared;
+        bool needs;
+        int room;
+    };
+    for (const Case& c :
+         {Case{0, 6, 4, 0, false, 36}, Case{0, 6, 4, 36, true, 36}, Case{36, 6, 4, 36, false, 36},
+          Case{36, 6, 4, 0, false, 36}, Case{36, 6, 4, -5, false, 36}, Case{36, 6, 4, 99, true, 99},
+          Case{36, 4, 6, 36, true, 36}, Case{9, 6, 4, 9, false, 36}}) {
+        StoreWithFields s;
+        tagYuvFrameInfo frame{};
+        frame.iWidth = c.width;
+        frame.iHeight = c.height;
+        frame.iDataSize = c.declared;
+        EXPECT_TRUE(s.store.NeedsReset(frame));
+        ASSERT_EQ(s.store.Reset(6, 4, 0), 0);
+        tagYuvFrameInfo last{};
+        last.iDataSize = c.declaredBefore;
+        s.store.NoteDeclared(last);
+        EXPECT_EQ(s.store.NeedsReset(frame), c.needs) << c.declaredBefore << ", then " << c.declared;
+        EXPECT_EQ(FrameStore::RoomFor(frame), c.room);
+    }
+}
+
+// However short the block is that a host put there: what fits is copied, and nothing is shown that is not
+// there.
+TEST(FrameStorePart, ShortAndForeignBlocks)
+{
+    constexpr int Width = 10;
+    constexpr int Height = 6;
+    const Picture picture = MakePicture(Width, Height);
+    struct Source {
+        const char* name;
+        int type, pitch;
+        Frame::Source source;
+        int declared;
+    };
+    const Source sources[] = {{"block", OVEL_DISPLAY_YV12, 0, Frame::Block, 0},
+                              {"declared block", OVEL_DISPLAY_YV12, 0, Frame::Block, 90},
+                              {"packed", OVEL_DISPLAY_NV12, 0, Frame::Block, 0},
+                              {"planes", OVEL_DISPLAY_NV12, 0, Frame::Planes, 0},
+                              {"pitched", OVEL_DISPLAY_NV12, 13, Frame::Block, 0},
+                              {"pitched planes", OVEL_DISPLAY_NV12, 13, Frame::Planes, 0}};
+    for (const Source& source : sources) {
+        Frame frame(picture, source.type, source.pitch, source.source);
+        frame.info.iDataSize = source.declared;
+        const std::vector<uint8_t> whole = BufferBytes(picture, source.type);
+        ASSERT_EQ(whole.size(), 90u);
+        for (size_t room = 1; room <= 120; ++room) {
+            SCOPED_TRACE(testing::Message() << source.name << " into " << room);
+            StoreWithFields s;
+            ASSERT_EQ(s.store.Reset(Width, Height, 0), 0);
+            s.TakeForeign(room);
+            const size_t usable = s.store.Bytes(); // what malloc rounded up to is the host's too
+            ASSERT_LE(std::min(room, whole.size()), usable);
+            s.store.Copy(frame.info);
+            const size_t copied = std::min(usable, whole.size());
+            EXPECT_EQ(std::memcmp(s.buffer, whole.data(), copied), 0);
+            EXPECT_TRUE(std::all_of(s.buffer + copied, s.buffer + std::max(room, copied),
+                                    [](uint8_t byte) { return byte == 0x5A; }));
+            EXPECT_EQ(s.store.HoldsPicture(source.type), usable >= whole.size());
+        }
+    }
+}
+
+TEST(FrameStorePart, PlanesThatPointElsewhere)
+{
+    StoreWithFields s;
+    ASSERT_EQ(s.store.Reset(10, 6, 0), 0);
+    uint8_t elsewhere[120] = {};
+    struct Case {
+        uint8_t* luma;
+        uint8_t* chroma;
+        bool holds;
+    };
+    const Case cases[] = {
+        {s.buffer, s.buffer + 60, true},  {s.buffer + 30, s.buffer, true}, {s.buffer, s.buffer + 61, false},
+        {s.buffer + 31, s.buffer, false}, {s.buffer - 1, s.buffer, false}, {s.buffer, s.buffer + 4000, false},
+        {elsewhere, s.buffer, false},     {s.buffer, elsewhere, false},    {nullptr, s.buffer, false}};
+    for (const auto& [luma, chroma, holds] : cases) {
+        s.luma = luma;
+        s.chroma = chroma;
+        EXPECT_EQ(s.store.HoldsPicture(OVEL_DISPLAY_NV12), holds)
+            << luma - s.buffer << ", " << chroma - s.buffer;
+        EXPECT_TRUE(s.store.HoldsPicture(OVEL_DISPLAY_YV12));
+    }
+}
+
+// Whether a thread of this process sleeps; as nothing else tells that it waits in a lock.
+bool Sleeps(long thread)
+{
+    std::ifstream file("/proc/self/task/" + std::to_string(thread) + "/stat");
+    std::string text;
+    std::getline(file, text);
+    const size_t name = text.rfind(") ");
+    return name != std::string::npos && text[name + 2] == 'S';
+}
+
+bool FallsAsleep(const std::atomic<long>& thread)
+{
+    for (int asleep = 0, i = 0; i < 5000; ++i) {
+        asleep = thread != 0 && Sleeps(thread) ? asleep + 1 : 0;
+        if (asleep == 5) {
+            return true;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    return false;
+}
+
+// A feeder without pauses takes its lock again at once.
+TEST(FrameLockPart, TheGuiThreadGoesBeforeTheNextFrame)
+{
+    QMutex mutex;
+    FrameGate gate(mutex);
+    for (int round = 0; round < 20; ++round) {
+        std::atomic<long> painter{0};
+        std::atomic<bool> painted{false};
+        const auto take = round % 2 ? &FrameLock::ForPaint : &FrameLock::ForContext;
+        FrameLock frame = FrameLock::ForFrame(gate);
+        std::thread paint([&] {
+            painter = syscall(SYS_gettid);
+            const FrameLock lock = take(gate);
+            painted = static_cast<bool>(lock);
+        });
+        EXPECT_TRUE(FallsAsleep(painter));
+        frame.Unlock();
+        {
+            const FrameLock next = FrameLock::ForFrame(gate);
+            EXPECT_TRUE(painted);
+        }
+        paint.join();
+    }
+}
+
+TEST(FrameLockPart, WaitsAsLongAsItsKindSays)
+{
+    QMutex mutex;
+    FrameGate gate(mutex);
+    const auto took = [](const std::function<void()>& work) {
+        const auto start = std::chrono::steady_clock::now();
+        work();
+        return std::chrono::steady_clock::now() - start;
+    };
+    using namespace std::chrono_literals;
+    {
+        FrameLock held = FrameLock::ForFrame(gate);
+        std::thread([&] {
+            EXPECT_GE(took([&] { EXPECT_FALSE(FrameLock::ForPaint(gate)); }), 480ms);
+            EXPECT_LT(took([&] { EXPECT_FALSE(FrameLock::IfFree(gate)); }), 400ms);
+        }).join();
+        // Inside the frame's own callback nobody else could let go.
+        EXPECT_LT(took([&] { EXPECT_FALSE(FrameLock::ForPaint(gate)); }), 400ms);
+        EXPECT_FALSE(FrameLock::ForContext(gate));
+        EXPECT_FALSE(FrameLock::IfFree(gate));
+        held.Unlock();
+        EXPECT_FALSE(held);
+        EXPECT_TRUE(FrameLock::IfFree(gate)) << "let go, and what could not be had is not let go";
+        const FrameLock other = FrameLock::ForPaint(gate);
+        EXPECT_TRUE(other);
+        held.Unlock(); // not another's
+        EXPECT_FALSE(FrameLock::IfFree(gate));
+    }
+    EXPECT_TRUE(FrameLock::ForFrame(gate)) << "a paint that gave up stands in nobody's way";
+}
+
+struct ListWithFields {
+    QMutex mutex;
+    QVector<__tagQDrawGraphInfo> records;
+    OverlayList list{mutex, records};
+    std::atomic<unsigned int> lastParam{0};
+
+    uint64_t Start(OverlayList::Start start = OverlayList::Start::Emptied,
+                   std::optional<unsigned int> param = std::nullopt)
+    {
+        return list.StartRun(start, param, lastParam).run;
+    }
+};
+
+TEST(OverlayListPart, RunsThatWereOvertaken)
+{
+    ListWithFields l;
+    __tagQDrawGraphInfo text = Label("text", {0, 0, 9, 9});
+    const auto store = [&](std::optional<uint64_t> run) { return l.list.Store(&text, sizeof(text), run); };
+    EXPECT_EQ(store(std::nullopt), 0) << "before any run";
+    const uint64_t first = l.Start(OverlayList::Start::Emptied, 7u);
+    EXPECT_TRUE(l.records.isEmpty());
+    EXPECT_FALSE(l.list.HasTexts());
+    EXPECT_EQ(store(first), 0);
+    const auto second = l.list.StartRun(OverlayList::Start::AsItIs, std::nullopt, l.lastParam);
+    EXPECT_EQ(second.frameParam, 7u) << "a resize asks for the last frame";
+    EXPECT_EQ(l.records.size(), 1) << "kept";
+    const quint64 serial = l.list.Serial();
+    EXPECT_EQ(store(first), 0) << "taken, and dropped";
+    EXPECT_EQ(l.list.Serial(), serial);
+    EXPECT_EQ(l.records.size(), 1);
+    EXPECT_EQ(store(second.run), 0);
+    EXPECT_EQ(store(std::nullopt), 0);
+    EXPECT_EQ(l.records.size(), 3);
+    EXPECT_GT(l.list.Serial(), serial);
+    const uint64_t third = l.Start();
+    EXPECT_TRUE(l.records.isEmpty());
+    const quint64 emptied = l.list.Serial();
+    l.list.Clear();
+    EXPECT_EQ(l.list.Serial(), emptied) << "an empty list that is emptied is no change";
+    EXPECT_EQ(store(third), 0) << "still of the run that began last";
+    EXPECT_TRUE(l.list.HasTexts());
+}
+
+TEST(OverlayListPart, LengthsOfRecords)
+{
+    const __tagQDrawGraphInfo full = Graph(OVEL_GRAPH_FILLED, 0xABCDEF, 3, {{1, 2}, {3, 4}, {5, 6}}, 0.5f);
+    ListWithFields l;
+    EXPECT_EQ(l.list.Store(nullptr, 416, std::nullopt), -1);
+    for (const int length : {0, -1, std::numeric_limits<int>::min()}) {
+        EXPECT_EQ(l.list.Store(&full, length, std::nullopt), -1);
+    }
+    EXPECT_TRUE(l.records.isEmpty());
+    for (const size_t length : {size_t{1}, size_t{16}, size_t{415}, size_t{416}, size_t{500}}) {
+        const auto source = std::make_unique<char[]>(length); // to the byte
+        const size_t used = std::min(length, sizeof(full));
+        std::memcpy(source.get(), &full, used);
+        ASSERT_EQ(l.list.Store(source.get(), static_cast<int>(length), std::nullopt), 0);
+        __tagQDrawGraphInfo padded{};
+        std::memcpy(&padded, &full, used);
+        EXPECT_EQ(std::memcmp(&l.records.last(), &padded, sizeof(padded)), 0) << length;
+    }
+}
+
+struct ViewWithFields {
+    tagOvelZoomArea zoom{0, 0, 1, 1};
+    QRect pixels;
+    tagOvelZoomArea destination{0, 0, 1, 1};
+    int direction = 0;
+    int angle = 0;
+    int mirror = 0;
+    ViewStore view{{zoom, pixels, destination, direction, angle, mirror}};
+};
+
+// What one command stores is seen whole or not at all.
+TEST(ViewStorePart, HandsOverWhole)
+{
+    ViewWithFields v;
+    std::atomic<bool> stop{false};
+    std::thread commands([&] {
+        for (int n = 1; !stop; n = n % 1000 + 1) {
+            const double f = n;
+            const tagOvelZoomArea area{f, f, f, f};
+            v.view.SetZoom(&area, sizeof(area));
+            const tagOvelVideoRotate rotate{n, n, n};
+            v.view.SetRotation(&rotate, sizeof(rotate));
+            v.view.SetDestination({n, n, n, n}, QSize(1, 1));
+            v.view.NoteWidget(n % 2 != 0, QSize(n, n));
+        }
+    });
+    for (int i = 0; i < 20000; ++i) {
+        const ViewParameters seen = v.view.Get();
+        const auto whole = [](const tagOvelZoomArea& a) { return a.left == a.top && a.right == a.bottom; };
+        const QRect pixels = v.view.DestinationPixels();
+        const QSize size = v.view.VisibleSize();
+        if (!whole(seen.zoom) || !whole(seen.destination) || seen.rotate.iAngle != seen.rotate.iMirrorType ||
+            seen.rotate.iAngle != seen.rotate.iDirection || pixels.left() != pixels.top() ||
+            size.width() != size.height()) {
+            ADD_FAILURE() << "torn after " << i;
+            break;
+        }
+    }
+    stop = true;
+    commands.join();
+}
+
+TEST(ViewStorePart, Rules)
+{
+    ViewWithFields v;
+    const double none = std::nan("");
+    const tagOvelZoomArea odd{none, -0.0, 1, none};
+    EXPECT_TRUE(std::isnan(v.view.SetZoom(&odd, sizeof(odd)).left));
+    EXPECT_TRUE(v.view.Get() == v.view.Get()) << "or every paint would take it for a change";
+    v.view.ResetZoom();
+    EXPECT_EQ(v.view.Get().zoom, (tagOvelZoomArea{0, 0, 1, 1}));
+
+    v.view.SetDestination({10, 20, 59, 69}, QSize(100, 100));
+    const tagOvelZoomArea stored = v.view.Get().destination;
+    EXPECT_EQ(v.view.SetDestination({1, 2, 3, 4}, QSize()), stored) << "without a widget's size";
+    EXPECT_EQ(v.view.DestinationPixels(), QRect(QPoint(1, 2), QPoint(3, 4)));
+
+    const tagOvelColor known{OVEL_MATRIX_BT709, OVEL_RANGE_FULL, 0};
+    const tagOvelColor unknown{OVEL_MATRIX_BT709, 77, 0};
+    EXPECT_TRUE(v.view.SetColor(&known, sizeof(known)));
+    EXPECT_FALSE(v.view.SetColor(&unknown, sizeof(unknown)));
+    const tagOvelColor kept = v.view.Get().color;
+    EXPECT_EQ(std::memcmp(&kept, &known, sizeof(known)), 0);
+
+    for (const QSize& size : {QSize(0, 0), QSize(1, 0), QSize(640, 480), QSize(16777215, 16777215)}) {
+        v.view.NoteWidget(true, size);
+        EXPECT_TRUE(v.view.IsVisible());
+        EXPECT_EQ(v.view.VisibleSize(), size);
+        v.view.NoteWidget(false, size);
+        EXPECT_FALSE(v.view.IsVisible());
+        EXPECT_TRUE(v.view.VisibleSize().isEmpty());
+    }
+}
+
+} // namespace

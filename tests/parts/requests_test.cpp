@@ -1,0 +1,171 @@
+// Repaints that any thread asks for: each is done once and none is lost, whatever becomes of events and
+// requests.
+#include "parts/RepaintRequest.h"
+
+#include "ScriptedHost.h"
+
+#include <QApplication>
+
+using namespace OvelTest;
+
+namespace
+{
+
+void SendElsewhere(RepaintRequest& request)
+{
+    std::thread([&] { request.Send(); }).join();
+}
+
+// Eats events of a kind while it stands.
+class Eater : public QObject
+{
+public:
+    explicit Eater(QEvent::Type eaten) : type(eaten) { qApp->installEventFilter(this); }
+    bool eventFilter(QObject*, QEvent* event) override
+    {
+        count += event->type() == type;
+        return event->type() == type;
+    }
+    const QEvent::Type type;
+    int count = 0;
+};
+
+TEST(RepaintRequestPart, OnceHoweverOften)
+{
+    int done = 0;
+    RepaintRequest request([&] {
+        EXPECT_TRUE(OnGuiThread());
+        ++done;
+    });
+    EXPECT_TRUE(request.IsGuiThread());
+    for (const bool elsewhere : {true, false, true}) {
+        for (int i = 0; i < 5; ++i) {
+            elsewhere ? SendElsewhere(request) : request.Send();
+        }
+        EXPECT_EQ(done, 0) << "later, not from inside";
+        EXPECT_TRUE(WaitUntil([&] { return done > 0; }));
+        RunEventsFor(10);
+        EXPECT_EQ(std::exchange(done, 0), 1);
+    }
+    SendElsewhere(request);
+    request.Deliver();
+    request.Deliver();
+    RunEventsFor(10);
+    EXPECT_EQ(done, 1) << "delivered by hand";
+}
+
+TEST(RepaintRequestPart, LostEventsAreMadeUpFor)
+{
+    int done = 0;
+    RepaintRequest request([&] { ++done; });
+    {
+        Eater eater(QEvent::SockAct);
+        SendElsewhere(request);
+        EXPECT_TRUE(WaitUntil([&] { return eater.count > 0; }));
+        EXPECT_EQ(done, 0);
+    }
+    EXPECT_TRUE(WaitUntil([&] { return done == 1; })) << "the bell goes on ringing";
+    for (const bool removed : {false, true}) {
+        done = 0;
+        request.Send();
+        if (removed) {
+            QCoreApplication::removePostedEvents(nullptr, QEvent::MetaCall);
+        } else {
+            const Eater eater(QEvent::MetaCall);
+            RunEvents();
+        }
+        RunEvents();
+        EXPECT_EQ(done, 0);
+        request.Forget(); // as a paint does
+        request.Send();
+        EXPECT_TRUE(WaitUntil([&] { return done == 1; }));
+    }
+}
+
+// Works that end requests, make new ones or ask again. Nobody who is left is left out.
+TEST(RepaintRequestPart, RequestsThatComeAndGoDuringDelivery)
+{
+    constexpr size_t Count = 4;
+    for (size_t asked = 0; asked < Count; ++asked) {
+        for (unsigned going = 0; going < 1u << Count; ++going) {
+            if (going >> asked & 1) {
+                continue; // its own end is the widget's
+            }
+            SCOPED_TRACE(testing::Message() << "those of mask " << going << " go when " << asked << " works");
+            std::vector<std::unique_ptr<RepaintRequest>> requests;
+            std::vector<int> done(Count + 1, 0);
+            bool once = false;
+            for (size_t i = 0; i < Count; ++i) {
+                requests.push_back(std::make_unique<RepaintRequest>([&, i] {
+                    if (++done[i], i != asked || std::exchange(once, true)) {
+                        return;
+                    }
+                    for (size_t other = 0; other < Count; ++other) {
+                        if (going >> other & 1) {
+                            requests[other].reset();
+                        }
+                    }
+                    if (going != 0) {
+                        return; // to ask again would answer those who were left out, too
+                    }
+                    requests.push_back(std::make_unique<RepaintRequest>([&] { ++done[Count]; }));
+                    SendElsewhere(*requests.back());
+                    SendElsewhere(*requests[asked]);
+                }));
+            }
+            for (const auto& request : requests) {
+                SendElsewhere(*request);
+            }
+            RunEventsFor(5);
+            for (size_t i = 0; i < Count; ++i) {
+                EXPECT_TRUE(!requests[i] || done[i] == (i == asked && going == 0 ? 2 : 1))
+                    << i << ": " << done[i];
+            }
+            EXPECT_EQ(done[Count], going == 0);
+        }
+    }
+    int late = 0;
+    auto request = std::make_unique<RepaintRequest>([&] { ++late; });
+    SendElsewhere(*request);
+    request->Send();
+    request.reset();
+    RunEventsFor(10);
+    EXPECT_EQ(late, 0) << "requests on their way go with their owner";
+}
+
+// The last state is always seen: a request after a change is answered after that change.
+TEST(RepaintRequestPart, NoneIsLostAmongManyThreads)
+{
+    constexpr int Threads = 4;
+    struct Feeder {
+        std::atomic<int> made{0};
+        int seen = 0;
+        std::unique_ptr<RepaintRequest> request;
+    };
+    std::vector<Feeder> feeders(Threads);
+    for (Feeder& feeder : feeders) {
+        feeder.request = std::make_unique<RepaintRequest>([&feeder] { feeder.seen = feeder.made; });
+    }
+    for (int round = 0; round < 100; ++round) {
+        std::vector<std::thread> threads;
+        for (int i = 0; i < Threads; ++i) {
+            threads.emplace_back([&feeders, i] {
+                for (int n = 0; n < 20 + i; ++n) {
+                    ++feeders[static_cast<size_t>(i)].made;
+                    feeders[static_cast<size_t>(i)].request->Send();
+                }
+            });
+        }
+        QCoreApplication::processEvents();
+        for (std::thread& thread : threads) {
+            thread.join();
+        }
+        const bool all = WaitUntil([&] {
+            return std::all_of(feeders.begin(), feeders.end(),
+                               [](const Feeder& f) { return f.seen == f.made; });
+        });
+        ASSERT_TRUE(all) << "round " << round;
+    }
+}
+
+} // namespace
