@@ -210,6 +210,10 @@ RenderWindow::RenderWindow(int typeCode, QSize size, bool translucent)
         handle = Ovel_Create(layout);
     }
     renderer = static_cast<CLS_ShaderBase*>(handle);
+    if (!qEnvironmentVariableIsEmpty("OVEL_TEST_NATIVE")) {
+        renderer->setAttribute(Qt::WA_DontCreateNativeAncestors);
+        renderer->setAttribute(Qt::WA_NativeWindow);
+    }
     paints = std::make_unique<PaintCounter>(renderer);
     top->setGeometry(QRect(QPoint(40, 40), size));
     top->show();
