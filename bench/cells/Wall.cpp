@@ -89,9 +89,8 @@ double LoadOf(Stage& stage, const std::vector<Frame>& clip, Load& load)
 
 void CellNative()
 {
-    PrintTitle(
-        "CPU of a wall of 1280 x 720, pictures of 352 x 288, each fed at its own moments 10 times a second",
-        "one window");
+    PrintTitle("CPU of a wall of 1280 x 720 whose tiles are native windows, and of one that is one window",
+               "one window");
     const auto clip = Clip(OVEL_DISPLAY_YV12, 352, 288);
     for (const int columns : {4, 6}) {
         const int count = columns * columns;
@@ -103,10 +102,18 @@ void CellNative()
         native.Show(clip[0]);
         Load sharedLoad;
         Load nativeLoad;
+        // On a machine that is busy otherwise the one window composes less often than it is asked to, and
+        // seems cheap: one after another it cannot.
+        const auto row = [&](Stage& stage) {
+            return CpuOf(2, [&](size_t i) { stage.OneAfterAnother(clip[i % clip.size()]); });
+        };
+        const Series rows = Alternate(
+            settings.rounds, [&] { return row(shared); }, [&] { return row(native); });
         const Series loads = Alternate(
             settings.rounds / 2 + 1, [&] { return LoadOf(shared, clip, sharedLoad); },
             [&] { return LoadOf(native, clip, nativeLoad); });
-        PrintRow(std::to_string(count) + " tiles, native windows against one for all", loads, "%", 1.0 / 3);
+        PrintRow(std::to_string(count) + " native tiles, one after another", rows, "ms", 1.0 / 3);
+        PrintRow(std::to_string(count) + " native tiles, at their own moments", loads, "%", 1.0 / 3);
         char text[120];
         std::snprintf(text, sizeof(text), "painted of %d frames: one window %d, native %d\n", sharedLoad.fed,
                       sharedLoad.painted, nativeLoad.painted);
