@@ -82,6 +82,14 @@ Stage::~Stage()
     }
 }
 
+void Stage::MakeNative()
+{
+    for (const auto& display : displays) {
+        display->Widget()->setAttribute(Qt::WA_DontCreateNativeAncestors);
+        display->Widget()->setAttribute(Qt::WA_NativeWindow);
+    }
+}
+
 void Stage::Show(const Frame& frame)
 {
     top.show();

@@ -43,6 +43,8 @@ public:
     Stage& operator=(const Stage&) = delete;
 
     Display& First() { return *displays.front(); }
+    // Every display a window of the display server. Before Show.
+    void MakeNative();
     void Show(const Frame& frame);
     // All get a frame, then all paint.
     void Together(const Frame& frame);

@@ -11,10 +11,11 @@ namespace
 {
 
 const std::pair<const char*, void (*)()> Cells[] = {
-    {"intake", Bench::CellIntake},     {"paint", Bench::CellPaint},     {"reference", Bench::CellReference},
-    {"overlays", Bench::CellOverlays}, {"thin", Bench::CellThin},       {"labels", Bench::CellLabels},
-    {"wall", Bench::CellWall},         {"feeders", Bench::CellFeeders}, {"latency", Bench::CellLatency},
-    {"first", Bench::CellFirst},       {"memory", Bench::CellMemory},   {"idle", Bench::CellIdle},
+    {"intake", Bench::CellIntake},     {"paint", Bench::CellPaint},   {"reference", Bench::CellReference},
+    {"overlays", Bench::CellOverlays}, {"thin", Bench::CellThin},     {"labels", Bench::CellLabels},
+    {"wall", Bench::CellWall},         {"native", Bench::CellNative}, {"feeders", Bench::CellFeeders},
+    {"latency", Bench::CellLatency},   {"first", Bench::CellFirst},   {"memory", Bench::CellMemory},
+    {"idle", Bench::CellIdle},
 };
 
 int Usage()

@@ -124,6 +124,9 @@ QLabel* LabelBoard::LabelOf(int slot)
         label->setAlignment(Qt::AlignVCenter);
         label->setTextFormat(Qt::AutoText);
     }
+    // Beside a renderer that is a window of the display server Qt makes all children such windows; for a
+    // translucent one it cannot.
+    label->setAttribute(Qt::WA_NativeWindow, false);
     label->show();
     label->lower();
     return label;

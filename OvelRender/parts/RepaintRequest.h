@@ -9,7 +9,7 @@
 #include <functional>
 #include <thread>
 
-class RepaintRequest : private BellListener
+class RepaintRequest : public BellListener
 {
 public:
     // GUI thread, which calls `work` later.
@@ -20,14 +20,14 @@ public:
 
     // Asks for the work, on any thread. On the GUI thread itself it comes before the next paint.
     void Send();
+    // GUI thread. Does the work now if it was asked for.
+    void OnBell() override;
     // GUI thread. The work has been done otherwise: nothing is on its way any more, whatever became of it.
     void Forget() { m_isPosted = false; }
     // Asks the C++ library: Qt would make objects for every thread of the host, and crash when it cannot.
     bool IsGuiThread() const { return std::this_thread::get_id() == m_guiThread; }
 
 private:
-    // Does the work now if it was asked for.
-    void OnBell() override;
     void Post();
 
     const std::thread::id m_guiThread = std::this_thread::get_id();

@@ -57,8 +57,8 @@ int TileCaption::Draw(int, __tagQDrawCallbackInfo* info, int, void* user)
     return 0;
 }
 
-WallWindow::WallWindow(int tiles, QSize size)
-    : m_columns(GridColumns(tiles)), m_grid(new QGridLayout), m_status(new QLabel)
+WallWindow::WallWindow(int tiles, QSize size, bool nativeTiles)
+    : m_columns(GridColumns(tiles)), m_nativeTiles(nativeTiles), m_grid(new QGridLayout), m_status(new QLabel)
 {
     QPalette colours = palette();
     colours.setColor(QPalette::Window, QColor(16, 20, 26));
@@ -96,6 +96,10 @@ bool WallWindow::Add(std::unique_ptr<VideoSource> source)
     tagOvelDrawCallback callback = tile.Caption->Payload();
     Ovel_SetParam(renderer, OVELCMD_SET_DRAW_CALLBACK, &callback, sizeof(callback));
     view->installEventFilter(this);
+    if (m_nativeTiles) {
+        view->setAttribute(Qt::WA_DontCreateNativeAncestors);
+        view->setAttribute(Qt::WA_NativeWindow);
+    }
     const int cell = static_cast<int>(m_tiles.size());
     m_grid->addWidget(view, cell / m_columns, cell % m_columns);
     m_pool.Add(renderer, *tile.Counter, std::move(source));
@@ -199,7 +203,7 @@ void WallWindow::PrintReport() const
         dropped += tile.Counter->DroppedSoFar();
         least = std::min(least, tile.Counter->Shown());
     }
-    std::printf("%zu tiles on %d decoder threads, the slowest showed %lld frames\n", m_tiles.size(),
-                m_threads, static_cast<long long>(least));
+    std::printf("%zu %s tiles on %d decoder threads, the slowest showed %lld frames\n", m_tiles.size(),
+                m_nativeTiles ? "native" : "shared", m_threads, static_cast<long long>(least));
     std::printf("%s\n", qPrintable(RunReport(shown, dropped, m_meter)));
 }

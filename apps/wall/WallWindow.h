@@ -34,7 +34,8 @@ private:
 class WallWindow : public QWidget
 {
 public:
-    WallWindow(int tiles, QSize size);
+    // Native tiles are windows of the display server: one that changes is composed alone.
+    WallWindow(int tiles, QSize size, bool nativeTiles);
     ~WallWindow() override;
 
     bool Add(std::unique_ptr<VideoSource> source);
@@ -61,6 +62,7 @@ private:
     void Finish(const QString& picture);
 
     const int m_columns;
+    const bool m_nativeTiles;
     std::vector<Tile> m_tiles;
     DecoderPool m_pool;
     ProcessMeter m_meter;

@@ -4,6 +4,9 @@
 #include <QApplication>
 #include <QCommandLineParser>
 #include <QFile>
+#include <QOffscreenSurface>
+#include <QOpenGLContext>
+#include <QOpenGLFunctions>
 
 #include <algorithm>
 #include <cstdio>
@@ -21,6 +24,49 @@ int NumberOf(const QCommandLineParser& parser, const QCommandLineOption& option,
     return std::clamp(parser.value(option).toInt(), least, most);
 }
 
+// Asks a context of its own, so that it is known before there is a window.
+bool RasterisesInSoftware()
+{
+    QOpenGLContext context;
+    QOffscreenSurface surface;
+    surface.create();
+    if (!context.create() || !context.makeCurrent(&surface)) {
+        return false;
+    }
+    const QByteArray name(reinterpret_cast<const char*>(context.functions()->glGetString(GL_RENDERER)));
+    context.doneCurrent();
+    return name.contains("llvmpipe") || name.contains("softpipe") || name.contains("swrast");
+}
+
+// What the tiles option says: how many, how, or both when it is given twice.
+struct TileChoice {
+    int Count = 16;
+    QString Way = QStringLiteral("auto");
+    bool IsValid = true;
+
+    explicit TileChoice(const QStringList& values)
+    {
+        const QStringList ways{QStringLiteral("native"), QStringLiteral("shared"), QStringLiteral("auto")};
+        for (const QString& value : values) {
+            bool isNumber = false;
+            const int number = value.toInt(&isNumber);
+            if (isNumber) {
+                Count = std::clamp(number, 1, MostTiles);
+            } else if (ways.contains(value)) {
+                Way = value;
+            } else {
+                IsValid = false;
+            }
+        }
+    }
+    bool AreNative() const
+    {
+        return Way == QLatin1String("native") ||
+               (Way == QLatin1String("auto") && QGuiApplication::platformName() == QLatin1String("xcb") &&
+                RasterisesInSoftware());
+    }
+};
+
 } // namespace
 
 int main(int argc, char** argv)
@@ -35,8 +81,12 @@ int main(int argc, char** argv)
         application = std::make_unique<QApplication>(argc, argv);
     }
     const int cores = std::max(2, static_cast<int>(std::thread::hardware_concurrency()));
-    const QCommandLineOption tiles(QStringLiteral("tiles"), QStringLiteral("Number of tiles, 1 to 64."),
-                                   QStringLiteral("number"), QStringLiteral("16"));
+    const QCommandLineOption tiles(
+        QStringLiteral("tiles"),
+        QStringLiteral(
+            "Number of tiles, 1 to 64, or how they are shown: native (each a window of its own), shared "
+            "(all in one) or auto (native without a GPU). Twice for both. Default: 16, auto."),
+        QStringLiteral("number|way"));
     const QCommandLineOption threads(QStringLiteral("threads"),
                                      QStringLiteral("Decoder threads. Default: one per core."),
                                      QStringLiteral("number"), QString::number(cores));
@@ -74,7 +124,12 @@ int main(int argc, char** argv)
     if (!HasOpenGl()) {
         return ExitNoOpenGl;
     }
-    const int count = NumberOf(parser, tiles, 1, MostTiles);
+    const TileChoice choice(parser.values(tiles));
+    if (!choice.IsValid) {
+        std::fprintf(stderr, "wall: --tiles takes a number, native, shared or auto\n");
+        return 1;
+    }
+    const int count = choice.Count;
     std::vector<std::unique_ptr<VideoSource>> sources;
     for (int index = 0; index < count; ++index) {
         const QString& file = files[index % files.size()];
@@ -88,7 +143,7 @@ int main(int argc, char** argv)
     }
     int code = 1;
     {
-        WallWindow window(count, QSize(1200, 720));
+        WallWindow window(count, QSize(1200, 720), choice.AreNative());
         const bool ready = std::all_of(sources.begin(), sources.end(),
                                        [&](auto& source) { return window.Add(std::move(source)); });
         if (ready) {

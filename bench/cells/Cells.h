@@ -13,6 +13,7 @@ void CellOverlays();
 void CellThin();
 void CellLabels();
 void CellWall();
+void CellNative();
 void CellFeeders();
 void CellLatency();
 void CellFirst();

@@ -52,7 +52,74 @@ void RateAlone(Stage& shown, Stage& hidden, const std::vector<Frame>& clip, cons
     Rate(shown, clip, name, 5);
 }
 
+// Feeds every display at moments of its own, spread over a tenth of a second, 10 frames a second: cameras
+// never come together.
+void FeedOneByOne(Stage& stage, const std::vector<Frame>& clip, int frames)
+{
+    const double start = WallMilliseconds();
+    const size_t count = stage.displays.size();
+    for (size_t i = 0; i < static_cast<size_t>(frames) * count; ++i) {
+        const double due = start + static_cast<double>(i) * 100 / static_cast<double>(count);
+        usleep(static_cast<useconds_t>(std::max(0.0, due - WallMilliseconds()) * 1000));
+        stage.displays[i % count]->Feed(clip[i / count % clip.size()]);
+    }
+}
+
+struct Load {
+    int fed = 0;
+    int painted = 0;
+};
+
+// Percent of one CPU that this takes.
+double LoadOf(Stage& stage, const std::vector<Frame>& clip, Load& load)
+{
+    constexpr int Frames = 20;
+    PaintCounter paints(stage);
+    const double wall = WallMilliseconds();
+    const double cpu = ProcessCpuMilliseconds();
+    RunWith([&] { FeedOneByOne(stage, clip, Frames); });
+    const double percent = (ProcessCpuMilliseconds() - cpu) / (WallMilliseconds() - wall) * 100;
+    RunFor(200);
+    load.fed += Frames * static_cast<int>(stage.displays.size());
+    load.painted += paints.count;
+    return percent;
+}
+
 } // namespace
+
+void CellNative()
+{
+    PrintTitle("CPU of a wall of 1280 x 720 whose tiles are native windows, and of one that is one window",
+               "one window");
+    const auto clip = Clip(OVEL_DISPLAY_YV12, 352, 288);
+    for (const int columns : {4, 6}) {
+        const int count = columns * columns;
+        const QSize tile(1280 / columns, 720 / columns);
+        Stage shared(count, tile, false, [] { return NewLibraryDisplay(); });
+        Stage native(count, tile, true, [] { return NewLibraryDisplay(); });
+        native.MakeNative();
+        shared.Show(clip[0]);
+        native.Show(clip[0]);
+        Load sharedLoad;
+        Load nativeLoad;
+        // On a machine that is busy otherwise the one window composes less often than it is asked to, and
+        // seems cheap: one after another it cannot.
+        const auto row = [&](Stage& stage) {
+            return CpuOf(2, [&](size_t i) { stage.OneAfterAnother(clip[i % clip.size()]); });
+        };
+        const Series rows = Alternate(
+            settings.rounds, [&] { return row(shared); }, [&] { return row(native); });
+        const Series loads = Alternate(
+            settings.rounds / 2 + 1, [&] { return LoadOf(shared, clip, sharedLoad); },
+            [&] { return LoadOf(native, clip, nativeLoad); });
+        PrintRow(std::to_string(count) + " native tiles, one after another", rows, "ms", 1.0 / 3);
+        PrintRow(std::to_string(count) + " native tiles, at their own moments", loads, "%", 1.0 / 3);
+        char text[120];
+        std::snprintf(text, sizeof(text), "painted of %d frames: one window %d, native %d\n", sharedLoad.fed,
+                      sharedLoad.painted, nativeLoad.painted);
+        PrintNote(text);
+    }
+}
 
 void CellWall()
 {

@@ -48,8 +48,8 @@ TEST(RepaintRequestPart, OnceHoweverOften)
         EXPECT_EQ(std::exchange(done, 0), 1);
     }
     SendElsewhere(request);
-    request.Deliver();
-    request.Deliver();
+    request.OnBell();
+    request.OnBell();
     RunEventsFor(10);
     EXPECT_EQ(done, 1) << "delivered by hand";
 }

@@ -31,6 +31,11 @@ void OnQtMessage(QtMsgType type, const QMessageLogContext& context, const QStrin
     (type == QtDebugMsg || type == QtInfoMsg ? OvelTest::qtDebugLines : OvelTest::qtWarnings).Add(line);
 }
 
+bool TilesAreNative()
+{
+    return !qEnvironmentVariableIsEmpty("OVEL_TEST_NATIVE");
+}
+
 constexpr unsigned int GlDebugOutput = 0x92E0;
 constexpr unsigned int GlDebugOutputSynchronous = 0x8242;
 constexpr unsigned int GlDebugTypeError = 0x824C;
@@ -170,6 +175,24 @@ void RunEventsFor(int milliseconds)
     WaitUntil([] { return false; }, milliseconds);
 }
 
+void MakeNativeIfAsked(QWidget& renderer)
+{
+    if (TilesAreNative()) {
+        renderer.setAttribute(Qt::WA_DontCreateNativeAncestors);
+        renderer.setAttribute(Qt::WA_NativeWindow);
+    }
+}
+
+QImage ScreenOf(const QWidget& widget)
+{
+    const QPoint corner = widget.mapToGlobal(QPoint(0, 0));
+    QImage image = QGuiApplication::primaryScreen()
+                       ->grabWindow(0, corner.x(), corner.y(), widget.width(), widget.height())
+                       .toImage();
+    image.setDevicePixelRatio(1);
+    return image;
+}
+
 bool PaintCounter::eventFilter(QObject*, QEvent* event)
 {
     count += event->type() == QEvent::Paint;
@@ -210,10 +233,13 @@ RenderWindow::RenderWindow(int typeCode, QSize size, bool translucent)
         handle = Ovel_Create(layout);
     }
     renderer = static_cast<CLS_ShaderBase*>(handle);
+    MakeNativeIfAsked(*renderer);
     paints = std::make_unique<PaintCounter>(renderer);
     top->setGeometry(QRect(QPoint(40, 40), size));
     top->show();
     WaitUntil([this] { return paints->count > 0; });
+    EXPECT_EQ(renderer->internalWinId() != 0, TilesAreNative());
+    EXPECT_NE(top->internalWinId(), renderer->internalWinId());
 }
 
 RenderWindow::~RenderWindow()
@@ -249,16 +275,6 @@ bool RenderWindow::Resize(QSize size)
 QImage RenderWindow::Framebuffer()
 {
     QImage image = renderer->grabFramebuffer();
-    image.setDevicePixelRatio(1);
-    return image;
-}
-
-QImage RenderWindow::Screen()
-{
-    const QPoint corner = renderer->mapToGlobal(QPoint(0, 0));
-    QImage image = QGuiApplication::primaryScreen()
-                       ->grabWindow(0, corner.x(), corner.y(), renderer->width(), renderer->height())
-                       .toImage();
     image.setDevicePixelRatio(1);
     return image;
 }

@@ -26,6 +26,12 @@ void RunEvents();
 bool WaitUntil(const std::function<bool()>& condition, int milliseconds = 5000);
 void RunEventsFor(int milliseconds);
 
+// Makes a renderer a window of the display server inside its top-level window in the runs that are about such
+// tiles. Before it is shown.
+void MakeNativeIfAsked(QWidget& renderer);
+// What the screen shows where the widget lies.
+QImage ScreenOf(const QWidget& widget);
+
 // What somebody said since the last look, from any thread.
 class Lines
 {
@@ -103,8 +109,8 @@ public:
     }
 
     QImage Framebuffer(); // the renderer's own picture
-    QImage Screen();      // what the screen shows where the renderer lies
-    View CurrentView();   // the view of a renderer with default parameters
+    QImage Screen() { return ScreenOf(*renderer); }
+    View CurrentView(); // the view of a renderer with default parameters
 
     bool IsSubImage() const { return subImage; }
     CLS_ShaderYuv* Full() const { return static_cast<CLS_ShaderYuv*>(renderer); }

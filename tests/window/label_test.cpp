@@ -48,7 +48,10 @@ protected:
     // Pixels that a label's letters colour in a grab of the widget it lies in.
     static int LitPixels(QWidget* widget, const QLabel* label, int red, int green)
     {
-        const QImage image = widget->grab(label->geometry()).toImage();
+        return LitPixels(widget->grab(label->geometry()).toImage(), red, green);
+    }
+    static int LitPixels(const QImage& image, int red, int green)
+    {
         int count = 0;
         for (int i = 0; i < image.width() * image.height(); ++i) {
             const QColor shown = image.pixelColor(i % image.width(), i / image.width());
@@ -78,6 +81,7 @@ TEST_P(LabelTest, OneLabelInFull)
     EXPECT_TRUE(label->testAttribute(Qt::WA_TranslucentBackground));
     EXPECT_TRUE(label->isVisible());
     EXPECT_GT(LitPixels(window.top.get(), label, 0, 255), 50) << "green letters";
+    EXPECT_TRUE(WaitUntil([&] { return LitPixels(window.Screen(), 0, 255) > 50; })) << "and on the screen";
 
     // Everything changes, the label stays the same one.
     ASSERT_TRUE(Show({Label("<b>x</b>", {10, -5, 110, 20}, 0xFF, 0)}));

@@ -237,6 +237,7 @@ TEST(LifeTogether, SeveralRenderersAndTheHostsGl)
     for (int type : {0, 7, 0, 7}) {
         renderers.push_back(static_cast<CLS_ShaderBase*>(Ovel_CreateEx(&type, 4)));
         grid->addWidget(renderers.back());
+        MakeNativeIfAsked(*renderers.back());
     }
     HostGl host;
     host.setMinimumSize(40, 40);
@@ -257,8 +258,11 @@ TEST(LifeTogether, SeveralRenderersAndTheHostsGl)
             View view;
             view.widget = renderers[i]->size();
             view.device = image.size();
-            EXPECT_TRUE(ShowsCanvas(image, RenderPicture(pictures[i], type(i), view)))
-                << when << ", renderer " << i;
+            const Canvas canvas = RenderPicture(pictures[i], type(i), view);
+            EXPECT_TRUE(ShowsCanvas(image, canvas)) << when << ", renderer " << i;
+            const auto shown = [&] { return ShowsCanvas(ScreenOf(*renderers[i]), canvas); };
+            EXPECT_TRUE(WaitUntil([&] { return bool(shown()); }, 1500))
+                << "on the screen " << when << ", renderer " << i << ": " << shown().message();
         }
         EXPECT_EQ(host.grabFramebuffer().pixelColor(5, 5), QColor(Qt::red)) << when;
     };
@@ -268,10 +272,15 @@ TEST(LifeTogether, SeveralRenderersAndTheHostsGl)
     }
     host.update();
     expect("together");
+    renderers[3]->hide();
+    RunEventsFor(30);
+    renderers[3]->show();
+    expect("one hidden and shown");
     Ovel_Release(renderers[1]);
     renderers[1] = nullptr;
     expect("one released");
     renderers[2]->setParent(nullptr);
+    renderers[2]->move(400, 300); // beside the others
     renderers[2]->show();
     expect("one in a window of its own");
     for (auto* renderer : renderers) {
