@@ -20,7 +20,12 @@ void RepaintRequest::Send()
         }
         return;
     }
-    if (m_onItsWay.exchange(true) || RepaintBell::Instance().Ring()) {
+    if (m_onItsWay.exchange(true)) {
+        // Ahead of the screen: what the GUI thread has not come to yet is worth more than one frame more.
+        std::this_thread::yield();
+        return;
+    }
+    if (RepaintBell::Instance().Ring()) {
         return;
     }
     // Nobody hears the bell. An event may be eaten on its way, so that each request sends its own.
