@@ -75,7 +75,7 @@ QOpenGLShaderProgram* ContextPainter::BuildProgram(const PictureLayout& layout, 
         m_programFailed = true;
     }
     QOpenGLShaderProgram& program = *built.program;
-    for (int i = 0; i < layout.planes; ++i) {
+    for (int i = 0; i < layout.PlaneCount(); ++i) {
         *uniforms.plane[i] = program.uniformLocation(PlaneSamplers[i]);
     }
     uniforms.drawFlag = program.uniformLocation("u_iDrawFlag");

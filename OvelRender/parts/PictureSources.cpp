@@ -36,7 +36,7 @@ void RespecifiedSources::Build(ContextPainter& painter, const PictureLayout& lay
     m_fields.program = painter.BuildProgram(layout, PictureProgramKind::FullFrame, m_fields.uniforms);
     m_drawAlpha = m_fields.program->uniformLocation("u_fDrawAlpha");
     unsigned int* const names[] = {&m_fields.nameY, &m_fields.nameU, &m_fields.nameV};
-    for (int i = 0; i < layout.planes; ++i) {
+    for (int i = 0; i < layout.PlaneCount(); ++i) {
         QOpenGLTexture*& texture = *m_textures[i];
         texture = new QOpenGLTexture(QOpenGLTexture::Target2D);
         texture->create();
@@ -60,8 +60,8 @@ void FixedSources::Build(ContextPainter& painter, const PictureLayout& layout, c
 {
     FreeProgram();
     m_fields.program = painter.BuildProgram(layout, PictureProgramKind::SubImage, m_fields.uniforms);
-    const TextureLocation& location = layout.planes == 3 ? ThreePlaneLocation : TwoPlaneLocation;
-    for (int i = 0; i < layout.planes; ++i) {
+    const TextureLocation& location = layout.PlaneCount() == 3 ? ThreePlaneLocation : TwoPlaneLocation;
+    for (int i = 0; i < layout.PlaneCount(); ++i) {
         m_textures[i]->reset(new (std::nothrow) QOpenGLTexture(QOpenGLTexture::Target2D));
         if (m_textures[i]->isNull()) {
             LogError("CLS_ShaderYuvSubImage", location.function, location.lines[i],
@@ -70,7 +70,7 @@ void FixedSources::Build(ContextPainter& painter, const PictureLayout& layout, c
         }
     }
     unsigned int* const names[] = {&m_fields.nameY, &m_fields.nameU, &m_fields.nameV};
-    for (int i = 0; i < layout.planes; ++i) {
+    for (int i = 0; i < layout.PlaneCount(); ++i) {
         *names[i] = AllocatePlane(painter.Profile(), **m_textures[i], planes.plane[i]);
     }
 }

@@ -3,6 +3,8 @@
 
 #include "ColorConversion.h"
 
+#include <algorithm>
+
 struct PlaneShape {
     int channels; // 1, or 2 that are interleaved
     int divisor;  // of the picture's width and height
@@ -27,6 +29,8 @@ struct PictureLayout {
     const char* subImageMessage;
 
     bool IsPainted() const { return planes > 0; }
+    // Bounded, for those who index by it.
+    int PlaneCount() const { return std::min(planes, 3); }
 };
 
 // The row of a display type; types without one are taken and not painted either.

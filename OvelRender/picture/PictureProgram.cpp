@@ -104,7 +104,8 @@ ShaderProgram BuildColorProgram(const GlProfile& profile, const PictureLayout& l
                                 const tagOvelColor& color)
 {
     const QByteArray conversion = ConversionText(layout.texts.samples, ConversionOf(layout.formula, color));
-    const QByteArray fragment = BestPrecision + ("varying vec4 textureOut;\n" + SamplersText(layout.planes)) +
+    const QByteArray fragment = BestPrecision +
+                                ("varying vec4 textureOut;\n" + SamplersText(layout.PlaneCount())) +
                                 "void main(void)\n"
                                 "{\n" +
                                 conversion +
@@ -128,7 +129,7 @@ bool BindSamplers(QOpenGLShaderProgram& program, const PictureLayout& layout)
     if (!program.bind()) {
         return false;
     }
-    for (int i = 0; i < layout.planes; ++i) {
+    for (int i = 0; i < layout.PlaneCount(); ++i) {
         program.setUniformValue(PlaneSamplers[i], i);
     }
     return true;

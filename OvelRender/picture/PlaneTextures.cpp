@@ -83,8 +83,8 @@ void UploadPlane(QOpenGLFunctions& gl, const GlProfile& profile, const Plane& pl
 PicturePlanes PlanesInBuffer(const PictureLayout& layout, const uint8_t* buffer, int width, int height)
 {
     const size_t luma = static_cast<size_t>(width) * static_cast<size_t>(height);
-    PicturePlanes planes = {{}, layout.planes};
-    for (int i = 0; i < layout.planes; ++i) {
+    PicturePlanes planes = {{}, layout.PlaneCount()};
+    for (int i = 0; i < layout.PlaneCount(); ++i) {
         const PlaneShape& shape = layout.plane[i];
         planes.plane[i] = PlaneOf(shape, buffer + static_cast<size_t>(shape.start) * luma / 4, width, height);
     }
@@ -93,8 +93,8 @@ PicturePlanes PlanesInBuffer(const PictureLayout& layout, const uint8_t* buffer,
 
 std::optional<PicturePlanes> PlanesInPlace(const PictureLayout& layout, const tagOvelFrameRef& frame)
 {
-    PicturePlanes planes = {{}, layout.planes};
-    for (int i = 0; i < layout.planes; ++i) {
+    PicturePlanes planes = {{}, layout.PlaneCount()};
+    for (int i = 0; i < layout.PlaneCount(); ++i) {
         Plane& plane = planes.plane[i];
         plane = PlaneOf(layout.plane[i], static_cast<const uint8_t*>(frame.pPlane[i]), frame.iWidth,
                         frame.iHeight, frame.iPitch[i]);

@@ -70,6 +70,7 @@ static int Draw(int, __tagQDrawCallbackInfo* info, int, void* user)
     track.uiColor = 0x7efcfc;
     track.iFontSize = 2;
     std::vector<Fraction> points;
+    points.reserve(16);
     for (int i = 0; i < 16; ++i) {
         points.push_back({0.14 + 0.5 * step * i / 15, 0.62 + 0.04 * (i % 2)});
     }
