@@ -139,9 +139,17 @@ void FrameStore::ReturnToBuffer()
 
 PicturePlanes FrameStore::Planes(const PictureLayout& layout) const
 {
-    return m_referred && m_referred->displayType == layout.displayType
-               ? m_referred->planes
-               : PlanesInBuffer(layout, m_fields.buffer, m_fields.width, m_fields.height);
+    if (m_referred && m_referred->displayType == layout.displayType) {
+        return m_referred->planes;
+    }
+    PicturePlanes planes = PlanesInBuffer(layout, m_fields.buffer, m_fields.width, m_fields.height);
+    if (layout.displayType == OVEL_DISPLAY_NV12) {
+        planes.plane[0].data = m_fields.nv12Luma; // as the fields say, which are checked
+        if (m_fields.width > 1 && m_fields.height > 1) {
+            planes.plane[1].data = m_fields.nv12Chroma;
+        }
+    }
+    return planes;
 }
 
 tagOvelColor FrameStore::ColorOr(const tagOvelColor& color) const
