@@ -168,7 +168,7 @@ TEST(LabelBoardPart, PassesInsideAPass)
             return false;
         }
     };
-    for (const size_t texts : {0, 1, 2, 40}) {
+    for (const size_t texts : {size_t{0}, size_t{1}, size_t{2}, size_t{40}}) {
         BoardWithFields b;
         Nesting nesting;
         b.Pass({Label("a", {0, 20, 90, 40}), Label("b", {0, 60, 90, 80})});
