@@ -8,6 +8,9 @@
 #include <QWidget>
 
 #include <dlfcn.h>
+#ifdef __SANITIZE_ADDRESS__
+#include <sanitizer/lsan_interface.h>
+#endif
 #include <unistd.h>
 
 #include <chrono>
@@ -138,7 +141,12 @@ int main(int argc, char** argv)
     }
     const QApplication application(argc, argv);
     const Library library(argv[1]);
-    lateCalls.renderer = library.create(nullptr);
+    {
+#ifdef __SANITIZE_ADDRESS__
+        const __lsan::ScopedDisabler staysOnPurpose;
+#endif
+        lateCalls.renderer = library.create(nullptr);
+    }
     lateCalls.release = library.release;
     lateCalls.show = library.show;
     Expect(library.release(library.create(nullptr)) == 0, "release");
