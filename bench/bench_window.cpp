@@ -50,8 +50,13 @@ int main(int argc, char** argv)
         } else if (option == "--against") {
             settings.againstPath = value();
         } else if (option == "--child" && i + 4 < argc) {
-            return Bench::Child(argv[i + 1], std::atoi(argv[i + 2]), std::atoi(argv[i + 3]),
-                                std::atoi(argv[i + 4]));
+            const std::string side = argv[i + 1];
+            const int count = std::atoi(argv[i + 2]);
+            const int width = std::atoi(argv[i + 3]);
+            const int height = std::atoi(argv[i + 4]);
+            return side == "native" || side == "shared"
+                       ? Bench::ChildWall(side == "native", count, width, height)
+                       : Bench::Child(side, count, width, height);
         } else if (option[0] == '-') {
             return Usage();
         } else {

@@ -38,6 +38,16 @@ bool RasterisesInSoftware()
     return name.contains("llvmpipe") || name.contains("softpipe") || name.contains("swrast");
 }
 
+// Tiles that are small windows cost the software rasteriser more in waking threads than in pixels. It asks when the
+// first context is made; other drivers do not know the variable.
+void SpareRasteriserThreads(int argc, char** argv)
+{
+    const auto isShared = [](const char* argument) { return QByteArray(argument).endsWith("shared"); };
+    if (std::none_of(argv, argv + argc, isShared) && !qEnvironmentVariableIsSet("LP_NUM_THREADS")) {
+        qputenv("LP_NUM_THREADS", "0");
+    }
+}
+
 // What the tiles option says: how many, how, or both when it is given twice.
 struct TileChoice {
     int Count = 16;
@@ -72,6 +82,7 @@ struct TileChoice {
 int main(int argc, char** argv)
 {
     LoadStandIn(argc, argv);
+    SpareRasteriserThreads(argc, argv);
     QCoreApplication::setApplicationName(QStringLiteral("wall"));
     QCoreApplication::setApplicationVersion(QStringLiteral(OVEL_VERSION));
     std::unique_ptr<QCoreApplication> application;

@@ -20,7 +20,9 @@ void CellFirst();
 void CellMemory();
 void CellIdle();
 
-// Runs in a process of its own: shows a picture in every window and prints what that took.
+// These run in a process of their own. The first shows a picture in every window and prints what that took.
 int Child(const std::string& side, int count, int width, int height);
+// Feeds a wall of 1280 x 720 at the tiles' own moments and prints what that took of one CPU, and what was painted.
+int ChildWall(bool native, int columns, int width, int height);
 
 } // namespace Bench
