@@ -21,7 +21,6 @@ CLS_ShaderYuvSubImage::CLS_ShaderYuvSubImage()
     traits.sink = &CLS_ShaderYuvSubImage::DrawCallbackToRender;
     traits.lastFrameParam = &m_uiDrawFrameParam;
     traits.emitUpdate = [this] { Q_EMIT signalUpdate(); };
-    traits.initialise = [this](int type) { type == OVEL_DISPLAY_NV12 ? InitGLNV12() : InitGLYV12(); };
     const PictureUniforms uniforms{{&m_nLocTexY, &m_nLocTexU, &m_nLocTexV}, m_nLocDrawFlag, m_nLocDrawColor};
     const SourceFields fields{m_pShaderProgram, m_nTexIdY, m_nTexIdU, m_nTexIdV, uniforms};
     traits.sources = std::make_unique<FixedSources>(fields, m_spTextureY, m_spTextureU, m_spTextureV);

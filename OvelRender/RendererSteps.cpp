@@ -243,7 +243,7 @@ void RendererSteps::PreparePicture(int displayType)
     const int height = m_renderer.m_nVideoHeight;
     const bool isReady = m_renderer.m_bGLInited && Traits().sources->Serve(width, height);
     if (!isReady && m_parts.painter.FitsContext(width, height)) {
-        Traits().initialise(displayType);
+        BuildSources(displayType);
         m_renderer.m_bGLInited = true;
     }
 }

@@ -21,7 +21,5 @@ struct RendererTraits {
     OvelDrawToRender sink = nullptr;
     std::atomic<unsigned int>* lastFrameParam = nullptr;
     std::function<void()> emitUpdate; // the signal
-    // Program and textures, and how the renderer's own functions make them for a layout.
-    std::unique_ptr<PictureSources> sources;
-    std::function<void(int displayType)> initialise;
+    std::unique_ptr<PictureSources> sources; // program and textures
 };
