@@ -55,6 +55,9 @@ extern Lines qtWarnings; // begin with their category
 extern Lines qtDebugLines;
 extern Lines glErrors;
 
+// While it is set, GL contexts of which it says so cannot be made.
+extern bool (*contextFails)(const QSurfaceFormat& asked);
+
 // What a test defines to look at the library before there is a QApplication.
 struct BeforeApplication {
     explicit BeforeApplication(void (*function)());
