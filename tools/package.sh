@@ -3,7 +3,8 @@
 #   tools/package.sh            builds and checks
 #   tools/package.sh --try      installs them in a fresh Debian 12 of their own (as root), builds examples/minimal
 #                               there in both ways, runs it and the player, and removes them again
-# Needs what a build needs, FFmpeg's libraries for the player, dpkg-dev, lintian, file; debootstrap for --try.
+# Needs what a build needs, FFmpeg's libraries for the player, dpkg-dev, lintian, file, help2man, desktop-file-utils;
+# debootstrap for --try.
 set -euo pipefail
 export LC_ALL=C.UTF-8
 cd "$(dirname "$0")/.."
@@ -21,19 +22,30 @@ quietly() {
     }
 }
 
+# CPack adds scripts that call ldconfig, which the trigger does already.
+without_ldconfig() {
+    local tree=$build/unpacked
+    rm -rf "$tree"
+    dpkg-deb -R "$1" "$tree"
+    rm "$tree/DEBIAN/postinst" "$tree/DEBIAN/postrm"
+    quietly dpkg-deb --root-owner-group -b "$tree" "$1"
+}
+
 make_packages() {
     mkdir -p "$build"
     rm -f "$build"/*.deb
     quietly cmake --preset packages
     quietly nice cmake --build --preset packages
     (cd "$build" && quietly cpack -G DEB)
+    without_ldconfig "$build"/libovelrender1_*.deb
     local version
     version=$(sed -nE '1s/.*\((.*)\).*/\1/p' cmake/debian/changelog)
     [ -f "$build/libovelrender1_${version}_$(dpkg --print-architecture).deb" ] ||
         die "cmake/debian/changelog does not begin with the version that is built"
     local as_root=()
     [ "$(id -u)" -ne 0 ] || as_root=(--allow-root)
-    lintian "${as_root[@]}" --fail-on error "$build"/*.deb
+    desktop-file-validate apps/player/*.desktop
+    lintian "${as_root[@]}" --fail-on error,warning "$build"/*.deb
     (cd "$build" && ls -1 -- *.deb)
 }
 
