@@ -29,6 +29,8 @@ void RunEventsFor(int milliseconds);
 // Makes a renderer a window of the display server inside its top-level window in the runs that are about such
 // tiles. Before it is shown.
 void MakeNativeIfAsked(QWidget& renderer);
+// A display server that tells a window neither where it is nor what is on the screen.
+bool IsWayland();
 // What the screen shows where the widget lies.
 QImage ScreenOf(const QWidget& widget);
 
