@@ -72,6 +72,7 @@ struct TileChoice {
 int main(int argc, char** argv)
 {
     LoadStandIn(argc, argv);
+    ChoosePlatform();
     QCoreApplication::setApplicationName(QStringLiteral("wall"));
     QCoreApplication::setApplicationVersion(QStringLiteral(OVEL_VERSION));
     std::unique_ptr<QCoreApplication> application;
