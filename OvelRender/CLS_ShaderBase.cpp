@@ -137,6 +137,10 @@ bool CLS_ShaderBase::event(QEvent* e)
         const bool handled = QOpenGLWidget::event(e);
         if (self) {
             NoteWidget(*this, *m_pState);
+            // Qt makes the context before the first paint of a visible widget, or not at all.
+            if (e->type() == QEvent::Paint && isVisible() && !isValid()) {
+                m_pState->painter.ReportMissing(format());
+            }
         }
         return handled;
     });

@@ -29,13 +29,36 @@ string(REGEX REPLACE "/$" "" OVEL_PKGCONFIG_PREFIX "${OVEL_PKGCONFIG_PREFIX}")
 configure_file(cmake/OvelRender.pc.in OvelRender.pc @ONLY)
 install(FILES "${PROJECT_BINARY_DIR}/OvelRender.pc" DESTINATION "${OVEL_PKGCONFIG_DIRECTORY}" COMPONENT development)
 
-# The sample hosts under names that nothing else in a system has: there is a wall(1) already.
+# The applications under names that nothing else in a system has: there is a wall(1) already. Their manual pages are what
+# they say themselves (--help), made when they are installed.
+find_program(OVEL_HELP2MAN help2man)
+find_program(OVEL_GZIP gzip)
+set(OVEL_PURPOSE_player "play video files side by side")
+set(OVEL_PURPOSE_wall "show video on a wall of many tiles")
 foreach(program player wall)
-    if(TARGET ${program})
-        install(TARGETS ${program} RUNTIME DESTINATION "${CMAKE_INSTALL_LIBEXECDIR}/ovelrender" COMPONENT player)
-        file(RELATIVE_PATH link "/prefix/${CMAKE_INSTALL_BINDIR}" "/prefix/${CMAKE_INSTALL_LIBEXECDIR}/ovelrender/${program}")
-        file(MAKE_DIRECTORY "${PROJECT_BINARY_DIR}/links")
-        file(CREATE_LINK "${link}" "${PROJECT_BINARY_DIR}/links/ovel-${program}" SYMBOLIC)
-        install(FILES "${PROJECT_BINARY_DIR}/links/ovel-${program}" DESTINATION "${CMAKE_INSTALL_BINDIR}" COMPONENT player)
+    if(NOT TARGET ${program})
+        continue()
+    endif()
+    install(TARGETS ${program} RUNTIME DESTINATION "${CMAKE_INSTALL_LIBEXECDIR}/ovelrender" COMPONENT player)
+    file(RELATIVE_PATH link "/prefix/${CMAKE_INSTALL_BINDIR}" "/prefix/${CMAKE_INSTALL_LIBEXECDIR}/ovelrender/${program}")
+    file(MAKE_DIRECTORY "${PROJECT_BINARY_DIR}/links" "${PROJECT_BINARY_DIR}/man")
+    file(CREATE_LINK "${link}" "${PROJECT_BINARY_DIR}/links/ovel-${program}" SYMBOLIC)
+    install(FILES "${PROJECT_BINARY_DIR}/links/ovel-${program}" DESTINATION "${CMAKE_INSTALL_BINDIR}" COMPONENT player)
+    if(OVEL_HELP2MAN AND OVEL_GZIP)
+        set(named "${PROJECT_BINARY_DIR}/man/ovel-${program}")
+        install(CODE "
+            file(CREATE_LINK \"$<TARGET_FILE:${program}>\" \"${named}\" SYMBOLIC)
+            execute_process(
+                COMMAND \"${OVEL_HELP2MAN}\" --no-info --version-string=${PROJECT_VERSION}
+                    \"--name=${OVEL_PURPOSE_${program}}\" \"${named}\"
+                COMMAND \"${OVEL_GZIP}\" -9nc
+                OUTPUT_FILE \"${named}.1.gz\" COMMAND_ERROR_IS_FATAL ANY)"
+            COMPONENT player)
+        install(FILES "${named}.1.gz" DESTINATION "${CMAKE_INSTALL_MANDIR}/man1" COMPONENT player)
     endif()
 endforeach()
+if(TARGET player)
+    install(FILES apps/player/ovel-player.desktop DESTINATION "${CMAKE_INSTALL_DATAROOTDIR}/applications" COMPONENT player)
+    install(FILES apps/player/ovel-player.svg
+        DESTINATION "${CMAKE_INSTALL_DATAROOTDIR}/icons/hicolor/scalable/apps" COMPONENT player)
+endif()

@@ -21,7 +21,6 @@ if(TARGET player)
 endif()
 
 # Debian wants the changelog compressed, without the time of compression in it.
-find_program(OVEL_GZIP gzip)
 set(OVEL_DEBIAN_CHANGELOG "${PROJECT_BINARY_DIR}/changelog.Debian.gz")
 if(OVEL_GZIP)
     execute_process(COMMAND "${OVEL_GZIP}" -9nc "${PROJECT_SOURCE_DIR}/cmake/debian/changelog"
@@ -52,15 +51,17 @@ foreach(component IN LISTS OVEL_PACKAGED)
 endforeach()
 
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
-set(CPACK_DEBIAN_PACKAGE_RELEASE 1)
+set(CPACK_DEBIAN_PACKAGE_RELEASE 0ovel1) # lower than any of the distribution's own
 set(CPACK_DEBIAN_PACKAGE_PRIORITY optional)
 set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 
 set(OVEL_SAME_VERSION "(= ${PROJECT_VERSION}-${CPACK_DEBIAN_PACKAGE_RELEASE})")
 if(OVEL_QT EQUAL 6)
     set(OVEL_QT_DEVELOPMENT "qt6-base-dev")
+    set(OVEL_QT_WAYLAND "qt6-wayland")
 else()
     set(OVEL_QT_DEVELOPMENT "qtbase5-dev")
+    set(OVEL_QT_WAYLAND "qtwayland5")
 endif()
 
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_SECTION libs)
@@ -84,6 +85,8 @@ set(CPACK_DEBIAN_PLAYER_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_PLAYER_PACKAGE_DEPENDS "${OVEL_SONAME_PACKAGE} ${OVEL_SAME_VERSION}")
 # The player's own library is in a package that does not exist yet when its dependencies are looked up.
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS "${PROJECT_BINARY_DIR}/OvelRender")
+# Windows on Wayland, and OpenGL on any machine: what makes them is found at run time.
+set(CPACK_DEBIAN_PLAYER_PACKAGE_RECOMMENDS "${OVEL_QT_WAYLAND}, libgl1-mesa-dri")
 set(CPACK_DEBIAN_PLAYER_DESCRIPTION "video player and video wall on libOvelRender
 Two small programs: one plays files side by side with overlays, zoom and
 rotation, the other shows many tiles on a few decoder threads.")

@@ -43,6 +43,11 @@
  * the library; running out of memory is a failure like any other. A failed call changes nothing on the
  * screen.
  *
+ * A frame that was taken is not yet seen: without an OpenGL context (a platform without OpenGL, a driver that
+ * refuses) frames are taken as ever and nothing is shown. One error entry per renderer says so with the reason,
+ * when it is to be painted; from then on its `QOpenGLWidget::isValid()` tells. In a window that has a context
+ * the renderer shows its frames.
+ *
  * @section formats Picture formats
  * 8-bit 4:2:0 in two layouts; W and H are the width and height of the luma plane, chroma sizes truncate (W/2,
  * H/2).

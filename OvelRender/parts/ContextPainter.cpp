@@ -3,6 +3,7 @@
 #include "OsCoreApi.h"
 #include "picture/DisplayGeometry.h"
 
+#include <QGuiApplication>
 #include <QOpenGLContext>
 #include <QOpenGLFunctions>
 #include <QOpenGLShaderProgram>
@@ -32,6 +33,21 @@ void ContextPainter::Free()
     m_picturePainter.Free();
     m_meshOf = PaintedView();
     m_paintedIsValid = false;
+}
+
+void ContextPainter::ReportMissing(const QSurfaceFormat& asked)
+{
+    if (m_isMissingSaid) {
+        return;
+    }
+    m_isMissingSaid = true;
+    const QString made =
+        QOpenGLContext().create()
+            ? QStringLiteral("none of version %1.%2").arg(asked.majorVersion()).arg(asked.minorVersion())
+            : QStringLiteral("none at all");
+    LogError("ContextPainter", __func__, __LINE__,
+             "no OpenGL context for this renderer, nothing is shown: platform %s makes %s",
+             qPrintable(QGuiApplication::platformName()), qPrintable(made));
 }
 
 void ContextPainter::SetShown(const PaintedView& view)

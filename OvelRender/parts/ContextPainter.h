@@ -13,6 +13,7 @@
 
 class QOpenGLFunctions;
 class QOpenGLShaderProgram;
+class QSurfaceFormat;
 
 // The framebuffer that is painted into.
 struct Surface {
@@ -62,6 +63,9 @@ public:
     // Lets go of every GL object.
     void Free();
     const GlProfile& Profile() const { return m_profile; }
+    // The widget was to be painted and Qt has made no context of this format for it: an error says why, once in
+    // the renderer's life.
+    void ReportMissing(const QSurfaceFormat& asked);
 
     // Whether the framebuffer shows this view already.
     bool HasShown(const PaintedView& view) const { return m_paintedIsValid && m_painted == view; }
@@ -120,6 +124,7 @@ private:
     OverlayPainter m_overlayPainter;
     PaintedView m_painted;
     bool m_paintedIsValid = false;
+    bool m_isMissingSaid = false; // said that there is no context
     bool m_refusedSize = false;   // said that the picture is too large
     bool m_programFailed = false; // said that a program cannot be built
     int m_matrixLocation = -1;

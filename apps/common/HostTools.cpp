@@ -192,6 +192,14 @@ bool HasOpenGl()
     return false;
 }
 
+void ChoosePlatform()
+{
+    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM") && qEnvironmentVariableIsEmpty("DISPLAY") &&
+        !qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY")) {
+        qputenv("QT_QPA_PLATFORM", "wayland");
+    }
+}
+
 bool WantsTextOnly(int argc, char** argv)
 {
     return std::any_of(argv + 1, argv + argc, [](const std::string& argument) {

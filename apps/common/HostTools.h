@@ -80,6 +80,10 @@ void CloseWithPicture(QWidget* window, const QString& file);
 constexpr int ExitNoOpenGl = 3;
 bool HasOpenGl(); // says so on standard error when there is none
 
+// Has Qt open windows on Wayland where there is nothing else: by itself Qt 5 looks for an X server in most
+// sessions. To be called before the QApplication is made.
+void ChoosePlatform();
+
 // True when the arguments ask only for text, which takes no display.
 bool WantsTextOnly(int argc, char** argv);
 

@@ -45,12 +45,14 @@ int Play(const Options& options)
 int main(int argc, char** argv)
 {
     LoadStandIn(argc, argv);
+    ChoosePlatform();
     QCoreApplication::setApplicationName(QStringLiteral("player"));
     QCoreApplication::setApplicationVersion(QStringLiteral(OVEL_VERSION));
     if (WantsTextOnly(argc, argv)) {
         const QCoreApplication withoutDisplay(argc, argv);
         ReadOptions(); // ends the process
     }
+    QGuiApplication::setDesktopFileName(QStringLiteral("ovel-player")); // by which Wayland finds the icon
     const QApplication application(argc, argv);
     const Options options = ReadOptions();
     if (!HasOpenGl()) {

@@ -83,6 +83,7 @@ int main(int argc, char** argv)
 {
     LoadStandIn(argc, argv);
     SpareRasteriserThreads(argc, argv);
+    ChoosePlatform();
     QCoreApplication::setApplicationName(QStringLiteral("wall"));
     QCoreApplication::setApplicationVersion(QStringLiteral(OVEL_VERSION));
     std::unique_ptr<QCoreApplication> application;

@@ -142,12 +142,23 @@ TEST(Applications, WithoutOpenGlOrDisplay)
     const QTemporaryDir directory;
     const QString file = directory.filePath("clip.mkv");
     MakeClip(file, BarsOf({64, 64}), "ffv1", {OVEL_MATRIX_BT601, OVEL_RANGE_LIMITED, OVEL_SITING_LEFT});
+    const QByteArray display = qgetenv("DISPLAY");
+    const QByteArray platform = qgetenv("QT_QPA_PLATFORM");
+    const struct {
+        const char* platform;
+        QByteArray display; // with an X server "offscreen" has OpenGL
+    } without[] = {{"xcb", display}, {"vnc", ""}, {"offscreen", ""}, {"minimal", ""}};
     qputenv("QT_XCB_GL_INTEGRATION", "none");
-    for (const char* program : {OVEL_PLAYER, OVEL_WALL}) {
-        EXPECT_TRUE(RunProgram(program, {"--seconds", "1", file}, 3).isEmpty()) << "it counts frames";
+    for (const auto& w : without) {
+        SCOPED_TRACE(w.platform);
+        qputenv("QT_QPA_PLATFORM", w.platform);
+        qputenv("DISPLAY", w.display);
+        for (const char* program : {OVEL_PLAYER, OVEL_WALL}) {
+            EXPECT_TRUE(RunProgram(program, {"--seconds", "1", file}, 3).isEmpty()) << "it counts frames";
+        }
     }
     qunsetenv("QT_XCB_GL_INTEGRATION");
-    const QByteArray display = qgetenv("DISPLAY");
+    qputenv("QT_QPA_PLATFORM", platform);
     qunsetenv("DISPLAY");
     for (const char* program : {OVEL_PLAYER, OVEL_WALL}) {
         for (const char* option : {"--help", "--version"}) {

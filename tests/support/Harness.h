@@ -30,6 +30,8 @@ bool IsFree(QMutex& mutex);
 // Makes a renderer a window of the display server inside its top-level window in the runs that are about such
 // tiles. Before it is shown.
 void MakeNativeIfAsked(QWidget& renderer);
+// A display server that tells a window neither where it is nor what is on the screen.
+bool IsWayland();
 // What the screen shows where the widget lies.
 QImage ScreenOf(const QWidget& widget);
 
@@ -55,6 +57,9 @@ private:
 extern Lines qtWarnings; // begin with their category
 extern Lines qtDebugLines;
 extern Lines glErrors;
+
+// While it is set, GL contexts of which it says so cannot be made.
+extern bool (*contextFails)(const QSurfaceFormat& asked);
 
 // What a test defines to look at the library before there is a QApplication.
 struct BeforeApplication {

@@ -58,6 +58,14 @@ void MoveInto(RenderWindow& window, QWidget& host)
     RunEventsFor(40);
 }
 
+// Wayland brings back a window that was minimised when its user wants it, and resizes one in its own time.
+void AskForANewWindow(RenderWindow& window)
+{
+    if (IsWayland()) {
+        window.top->hide();
+    }
+}
+
 struct Event {
     const char* name;
     bool otherWindow; // Qt may give the renderer a new context
@@ -78,6 +86,7 @@ const Event Events[] = {
      [](RenderWindow& w) {
          w.top->showMinimized();
          RunEventsFor(40);
+         AskForANewWindow(w);
      }},
     {"resize storm", false,
      [](RenderWindow& w) {
@@ -93,6 +102,7 @@ const Event Events[] = {
          w.top->showFullScreen();
          w.top->setGeometry(w.top->screen()->geometry()); // without a window manager nobody else does
          RunEventsFor(60);
+         AskForANewWindow(w);
      }},
     {"another window and back", true,
      [](RenderWindow& w) {
