@@ -1,9 +1,12 @@
 #include "VideoSource.h"
 
+#include "LiveInput.h"
 #include "PictureConverter.h"
 
 #include <cmath>
 #include <cstdio>
+#include <cstring>
+#include <limits>
 #include <vector>
 
 extern "C" {
@@ -53,6 +56,7 @@ struct FreePacket {
 } // namespace
 
 struct VideoSource::Parts {
+    std::shared_ptr<LiveGuard> Guard; // null for files; before the format, which asks it until it is closed
     std::unique_ptr<AVFormatContext, FreeFormat> Format;
     std::unique_ptr<AVCodecContext, FreeCodec> Codec;
     std::unique_ptr<AVFrame, FreeFrame> Decoded{av_frame_alloc()};
@@ -66,6 +70,9 @@ struct VideoSource::Parts {
     tagYuvFrameInfo Info{};
     VideoFacts Facts;
     std::string Damage;
+    std::string Ending; // why nothing more could be read
+    double SenderClock = std::numeric_limits<double>::quiet_NaN(); // at time stamp 0, seconds since 1970
+    double SentAt = SenderClock;
     int64_t FirstTimeStamp = AV_NOPTS_VALUE;
     double Time = 0.0;
     bool Draining = false;
@@ -76,7 +83,10 @@ struct VideoSource::Parts {
     bool OpenFile(const std::string& path, std::string& reason);
     bool OpenDecoder(std::string& reason);
     Step Decode();
+    int Read();
+    void TakeSenderClock();
     int Feed();
+    bool Begin(const std::string& path, std::string& reason);
     void NoteDamage(int code);
     bool Describe();
     void DescribeYv12(const AVFrame& frame);
@@ -88,9 +98,14 @@ struct VideoSource::Parts {
 bool VideoSource::Parts::OpenFile(const std::string& path, std::string& reason)
 {
     AVFormatContext* opened = nullptr;
-    int code = avformat_open_input(&opened, path.c_str(), nullptr, nullptr);
-    Format.reset(opened);
-    if (code >= 0) {
+    int code = 0;
+    if (Guard) {
+        Format.reset(OpenLiveInput(path, *Guard, code));
+    } else {
+        code = avformat_open_input(&opened, path.c_str(), nullptr, nullptr);
+        Format.reset(opened);
+    }
+    if (code >= 0 && !Guard) {
 #if LIBAVFORMAT_VERSION_MAJOR < 61
         av_format_inject_global_side_data(opened); // the file's turn, for the first picture
 #endif
@@ -120,6 +135,7 @@ bool VideoSource::Parts::OpenDecoder(std::string& reason)
     int code = Codec ? avcodec_parameters_to_context(Codec.get(), Stream->codecpar) : AVERROR(ENOMEM);
     if (code >= 0) {
         Codec->thread_count = 1; // the host's own thread is the decoder thread
+        Codec->flags |= Guard ? AV_CODEC_FLAG_LOW_DELAY : 0;
         Codec->pkt_timebase = Stream->time_base;
         code = avcodec_open2(Codec.get(), decoder, nullptr);
     }
@@ -144,10 +160,42 @@ void VideoSource::Parts::NoteDamage(int code)
     }
 }
 
+// Until the first picture any packet keeps a live source from timing out: its next key frame may be far. After
+// that only pictures do.
+int VideoSource::Parts::Read()
+{
+    if (Guard && Count == 0) {
+        Guard->Restart();
+    }
+    int code = Guard && Guard->IsStopped() ? AVERROR_EXIT : av_read_frame(Format.get(), Packet.get());
+    if (code == AVERROR_EXIT && Guard && !Guard->IsStopped()) {
+        code = AVERROR(ETIMEDOUT);
+    }
+    if (code < 0) {
+        Ending = code == AVERROR_EOF ? "the sender has ended" : ErrorText(code);
+    } else {
+        TakeSenderClock();
+    }
+    return code;
+}
+
+// A sender of RTP says now and then what its clock showed at which time stamp.
+void VideoSource::Parts::TakeSenderClock()
+{
+    size_t size = 0;
+    const uint8_t* data = av_packet_get_side_data(Packet.get(), AV_PKT_DATA_PRFT, &size);
+    if (data != nullptr && size >= sizeof(AVProducerReferenceTime) && Packet->pts != AV_NOPTS_VALUE) {
+        AVProducerReferenceTime reference;
+        std::memcpy(&reference, data, sizeof(reference));
+        SenderClock = static_cast<double>(reference.wallclock) * 1e-6 -
+                      static_cast<double>(Packet->pts) * av_q2d(Stream->time_base);
+    }
+}
+
 // Gives the decoder its next packet. Negative only when nothing more can be read.
 int VideoSource::Parts::Feed()
 {
-    const int code = av_read_frame(Format.get(), Packet.get());
+    const int code = Read();
     if (code < 0) {
         if (code != AVERROR_EOF) {
             NoteDamage(code);
@@ -213,6 +261,7 @@ void VideoSource::Parts::TakeTime()
         FirstTimeStamp = stamp;
     }
     Time = static_cast<double>(stamp - FirstTimeStamp) * av_q2d(Stream->time_base);
+    SentAt = SenderClock + static_cast<double>(stamp) * av_q2d(Stream->time_base);
 }
 
 // Makes the frame descriptor of the decoded picture.
@@ -294,6 +343,21 @@ void VideoSource::Parts::DescribeNv12(const AVFrame& frame)
     Info.iPitch = pitch;
 }
 
+bool VideoSource::Parts::Begin(const std::string& path, std::string& reason)
+{
+    if (!OpenFile(path, reason) || !OpenDecoder(reason)) {
+        return false;
+    }
+    if (Decode() != Step::Frame) {
+        reason = Guard            ? Ending
+                 : Damage.empty() ? "it holds no picture"
+                                  : "no picture can be decoded (" + Damage + ")";
+        return false;
+    }
+    FirstHeld = true;
+    return true;
+}
+
 VideoSource::VideoSource(std::unique_ptr<Parts> parts) : m_parts(std::move(parts)) {}
 
 VideoSource::~VideoSource() = default;
@@ -305,16 +369,21 @@ std::unique_ptr<VideoSource> VideoSource::Open(const std::string& path, FrameLay
     auto parts = std::make_unique<Parts>();
     parts->Layout = layout;
     parts->Colors = colors;
-    if (!parts->OpenFile(path, reason) || !parts->OpenDecoder(reason)) {
-        return nullptr;
-    }
-    if (parts->Decode() != Step::Frame) {
-        reason = parts->Damage.empty() ? "it holds no picture"
-                                       : "no picture can be decoded (" + parts->Damage + ")";
-        return nullptr;
-    }
-    parts->FirstHeld = true;
-    return std::unique_ptr<VideoSource>(new VideoSource(std::move(parts)));
+    return parts->Begin(path, reason) ? std::unique_ptr<VideoSource>(new VideoSource(std::move(parts)))
+                                      : nullptr;
+}
+
+std::unique_ptr<VideoSource> VideoSource::OpenLive(const std::string& url, FrameLayout layout,
+                                                   ColorChoice colors, std::shared_ptr<LiveGuard> guard,
+                                                   std::string& reason)
+{
+    av_log_set_level(AV_LOG_QUIET);
+    auto parts = std::make_unique<Parts>();
+    parts->Guard = std::move(guard);
+    parts->Layout = layout;
+    parts->Colors = colors;
+    return parts->Begin(url, reason) ? std::unique_ptr<VideoSource>(new VideoSource(std::move(parts)))
+                                     : nullptr;
 }
 
 VideoSource::Step VideoSource::Next()
@@ -322,6 +391,9 @@ VideoSource::Step VideoSource::Next()
     if (m_parts->FirstHeld) {
         m_parts->FirstHeld = false;
         return Step::Frame;
+    }
+    if (m_parts->Guard) {
+        m_parts->Guard->Restart();
     }
     return m_parts->Decode();
 }
@@ -375,4 +447,20 @@ const VideoFacts& VideoSource::Facts() const
 const std::string& VideoSource::Damage() const
 {
     return m_parts->Damage;
+}
+
+bool VideoSource::IsRecording() const
+{
+    const AVFormatContext& format = *m_parts->Format;
+    return format.duration > 0 && format.pb != nullptr && (format.pb->seekable & AVIO_SEEKABLE_NORMAL) != 0;
+}
+
+double VideoSource::SentAt() const
+{
+    return m_parts->SentAt;
+}
+
+const std::string& VideoSource::Ending() const
+{
+    return m_parts->Ending;
 }

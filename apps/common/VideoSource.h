@@ -1,4 +1,4 @@
-// A video file as a row of frame descriptors: demuxing, decoding and, where the renderer does not take what
+// A video file or a live source as a row of frame descriptors: demuxing, decoding and, where the renderer does not take what
 // the decoder gives, conversion. Used by one thread at a time.
 #pragma once
 
@@ -9,6 +9,8 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+
+class LiveGuard;
 
 enum class FrameLayout { AsDecoded, Yv12, Nv12 };
 enum class ColorChoice { Tagged, Plain }; // as the tags say, or by the renderer's own formulas
@@ -33,6 +35,10 @@ public:
     // one-line reason when there is nothing to show.
     static std::unique_ptr<VideoSource> Open(const std::string& path, FrameLayout layout, ColorChoice colors,
                                              std::string& reason);
+    // The same for a live source. Blocks, here and in Next, until the guard's time-out or its stop.
+    static std::unique_ptr<VideoSource> OpenLive(const std::string& url, FrameLayout layout,
+                                                 ColorChoice colors, std::shared_ptr<LiveGuard> guard,
+                                                 std::string& reason);
     ~VideoSource();
     VideoSource(const VideoSource&) = delete;
     VideoSource& operator=(const VideoSource&) = delete;
@@ -50,6 +56,12 @@ public:
     const VideoFacts& Facts() const;
     // Where and why the stream is damaged, empty while it is sound.
     const std::string& Damage() const;
+    // Why a live source gives nothing more, in a few words.
+    const std::string& Ending() const;
+    // True for what is played by its own clock although its name looks live: a recording behind a URL.
+    bool IsRecording() const;
+    // What the sender's clock said when it sent the picture, in seconds since 1970; NaN while it is not known.
+    double SentAt() const;
 
 private:
     struct Parts;

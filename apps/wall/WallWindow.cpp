@@ -3,6 +3,7 @@
 #include "ViewState.h"
 
 #include <QEvent>
+#include <QFile>
 #include <QGridLayout>
 #include <QKeyEvent>
 #include <QLabel>
@@ -54,6 +55,7 @@ int TileCaption::Draw(int, __tagQDrawCallbackInfo* info, int, void* user)
         info->pfnDrawToRender(&caption->m_label, sizeof(caption->m_label), info->pRender);
         info->pfnDrawToRender(&caption->m_plate, sizeof(caption->m_plate), info->pRender);
     }
+    caption->m_loss.Send(*info);
     return 0;
 }
 
@@ -80,19 +82,27 @@ WallWindow::~WallWindow()
 {
     m_pool.Stop();
     for (const Tile& tile : m_tiles) {
+        if (tile.Live) {
+            tile.Live->Stop();
+        }
+    }
+    for (Tile& tile : m_tiles) {
+        tile.Live.reset();
         Ovel_Release(tile.Renderer);
     }
 }
 
-bool WallWindow::Add(std::unique_ptr<VideoSource> source)
+WallWindow::Tile* WallWindow::AddTile(const QString& name)
 {
     int type = OVEL_RENDER_FULL;
     void* renderer = Ovel_CreateEx(&type, sizeof(type));
     if (renderer == nullptr) {
-        return false;
+        return nullptr;
     }
     auto* view = static_cast<QWidget*>(renderer);
-    Tile tile{renderer, view, source->Facts(), new FrameCounter(view), std::make_unique<TileCaption>()};
+    Tile tile{name, renderer, view};
+    tile.Counter = new FrameCounter(view);
+    tile.Caption = std::make_unique<TileCaption>();
     tagOvelDrawCallback callback = tile.Caption->Payload();
     Ovel_SetParam(renderer, OVELCMD_SET_DRAW_CALLBACK, &callback, sizeof(callback));
     view->installEventFilter(this);
@@ -102,8 +112,38 @@ bool WallWindow::Add(std::unique_ptr<VideoSource> source)
     }
     const int cell = static_cast<int>(m_tiles.size());
     m_grid->addWidget(view, cell / m_columns, cell % m_columns);
-    m_pool.Add(renderer, *tile.Counter, std::move(source));
     m_tiles.push_back(std::move(tile));
+    return &m_tiles.back();
+}
+
+bool WallWindow::Add(const QString& name, std::unique_ptr<VideoSource> file)
+{
+    Tile* tile = AddTile(name);
+    if (tile != nullptr) {
+        tile->Facts = file->Facts();
+        m_pool.Add(tile->Renderer, *tile->Counter, std::move(file));
+    }
+    return tile != nullptr;
+}
+
+bool WallWindow::AddLive(const QString& url, const LiveOptions& options)
+{
+    Tile* tile = AddTile(url);
+    if (tile == nullptr) {
+        return false;
+    }
+    const size_t index = m_tiles.size() - 1;
+    const auto sizeChanged = [this, index](const VideoFacts& facts) {
+        QMetaObject::invokeMethod(
+            this,
+            [this, index, facts] {
+                m_tiles[index].Facts = facts;
+                Place(m_tiles[index]);
+            },
+            Qt::QueuedConnection);
+    };
+    tile->Live = std::make_unique<LiveStream>(tile->Renderer, QFile::encodeName(url).toStdString(), options,
+                                              *tile->Counter, tile->Caption->Loss(), sizeChanged);
     return true;
 }
 
@@ -125,6 +165,9 @@ void WallWindow::Place(const Tile& tile)
     ViewState state;
     state.QuarterTurns = tile.Facts.View.QuarterTurns;
     state.Mirror = tile.Facts.View.Mirror;
+    if (tile.Facts.Width == 0 || tile.View->size().isEmpty()) {
+        return; // once there is a picture, and a place for it
+    }
     const QSizeF display(tile.Facts.Width * tile.Facts.PixelAspect, tile.Facts.Height);
     tagOvelVideoRotate turn = state.RotatePayload();
     tagQRECT place = state.Destination(tile.View->size(), display);
@@ -140,8 +183,18 @@ void WallWindow::Enlarge(const QWidget* view)
     }
 }
 
+void WallWindow::WriteStatistics()
+{
+    std::vector<TileFigures> figures;
+    for (const Tile& tile : m_tiles) {
+        figures.push_back({static_cast<int>(figures.size()) + 1, tile.Name, tile.Counter, tile.Live.get()});
+    }
+    m_record.Write(figures);
+}
+
 void WallWindow::UpdateStatistics()
 {
+    WriteStatistics();
     m_meter.SampleMemory();
     double rate = 0.0;
     qint64 dropped = 0;
@@ -173,7 +226,7 @@ bool WallWindow::eventFilter(QObject* watched, QEvent* event)
     if (event->type() == QEvent::Resize) {
         const auto found = std::find_if(m_tiles.begin(), m_tiles.end(),
                                         [watched](const Tile& tile) { return tile.View == watched; });
-        if (found != m_tiles.end() && !found->View->size().isEmpty()) {
+        if (found != m_tiles.end()) {
             Place(*found);
         }
     }
