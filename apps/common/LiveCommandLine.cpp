@@ -22,10 +22,11 @@ LiveCommandLine::LiveCommandLine()
     : m_timeout(QStringLiteral("timeout"),
                 QStringLiteral("A live source that gives nothing for so long is lost. Default: 5."),
                 QStringLiteral("seconds"), QStringLiteral("5")),
-      m_longestPause(QStringLiteral("longest-pause"),
-                     QStringLiteral("A lost source is tried again after half a second, then after twice as long "
-                                    "each time, up to this. Default: 30."),
-                     QStringLiteral("seconds"), QStringLiteral("30")),
+      m_longestPause(
+          QStringLiteral("longest-pause"),
+          QStringLiteral("A lost source is tried again after half a second, then after twice as long "
+                         "each time, up to this. Default: 30."),
+          QStringLiteral("seconds"), QStringLiteral("30")),
       m_record(QStringLiteral("record-statistics"),
                QStringLiteral("Write a line of JSON per second and tile: time, tile, source, state, pictures "
                               "received, shown and dropped, losses, delay in seconds if the sender tells."),

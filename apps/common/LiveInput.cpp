@@ -75,7 +75,8 @@ void LiveGuard::Stop()
 
 void LiveGuard::Restart()
 {
-    m_deadline = (Clock::now() + std::chrono::duration_cast<Clock::duration>(m_timeout)).time_since_epoch().count();
+    m_deadline =
+        (Clock::now() + std::chrono::duration_cast<Clock::duration>(m_timeout)).time_since_epoch().count();
 }
 
 bool LiveGuard::IsTimedOut() const
@@ -118,7 +119,8 @@ AVFormatContext* OpenLiveInput(const std::string& name, LiveGuard& guard, int& c
     if (IsSessionDescription(name)) {
         av_dict_set(&options, "protocol_whitelist", "file,rtp,udp", 0); // what the file may lead to
     }
-    code = avformat_open_input(&format, name.c_str(), FormatOf(name), &options); // frees the context when it fails
+    code = avformat_open_input(&format, name.c_str(), FormatOf(name),
+                               &options); // frees the context when it fails
     av_dict_free(&options);
     if (code >= 0) {
         guard.Restart();

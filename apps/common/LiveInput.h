@@ -18,9 +18,9 @@ public:
 
     explicit LiveGuard(Seconds timeout) : m_timeout(timeout) { Restart(); }
 
-    void Stop();               // for good: what waits returns soon
+    void Stop(); // for good: what waits returns soon
     bool IsStopped() const { return m_stopped; }
-    void Restart();            // the time-out begins anew
+    void Restart(); // the time-out begins anew
     bool IsTimedOut() const;
     bool Wait(Seconds length); // false when stopped meanwhile
 

@@ -78,12 +78,12 @@ LiveFigures LiveStream::Figures() const
 void LiveStream::Run(LiveStream* self, std::shared_ptr<LiveGuard> guard, std::string url, LiveOptions options)
 {
     Pause pause(options.LongestPauseSeconds);
+    options.Source.Guard = guard;
     self->m_label.SetText("waiting for the source", {});
     self->ShowBlack();
     do {
         std::string reason;
-        const std::unique_ptr<VideoSource> source =
-            VideoSource::OpenLive(url, options.Layout, options.Colors, guard, reason);
+        const std::unique_ptr<VideoSource> source = VideoSource::Open(url, options.Source, reason);
         if (source && !guard->IsStopped()) {
             pause.Reset();
             reason = Play(*self, *source, *guard);
@@ -111,8 +111,7 @@ std::string LiveStream::Play(LiveStream& self, VideoSource& source, LiveGuard& g
         if (step != VideoSource::Step::Frame) {
             return source.Ending().empty() ? "its pictures cannot be shown" : source.Ending();
         }
-        if (source.IsRecording() &&
-            !guard.Wait(start + LiveGuard::Seconds(source.Time()) - Clock::now())) {
+        if (source.IsRecording() && !guard.Wait(start + LiveGuard::Seconds(source.Time()) - Clock::now())) {
             return {};
         }
         self.HandOver(source);
@@ -131,7 +130,7 @@ void LiveStream::HandOver(const VideoSource& source)
     }
     m_counter.HandedOver(); // before the call: its repaint may run at once
     const tagYuvFrameInfo& frame = source.Frame();
-    if (m_frames.Show(frame, source.Color()) != 0) {
+    if (m_frames.Show(source) != 0) {
         m_counter.Dropped();
     }
     if (frame.iWidth != m_width || frame.iHeight != m_height) {
@@ -151,7 +150,7 @@ void LiveStream::SayLost(const VideoSource* source, const std::string& reason)
         ++m_losses;
         const std::string time = QTime::currentTime().toString(QStringLiteral("HH:mm:ss")).toStdString();
         m_label.SetText("no picture since " + time, reason);
-        m_frames.Show(source->Frame(), source->Color());
+        m_frames.Show(*source);
     } else if (m_width == 0) {
         m_label.SetText("waiting for the source", reason);
         ShowBlack();

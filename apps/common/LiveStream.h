@@ -16,8 +16,7 @@
 #include <thread>
 
 struct LiveOptions {
-    FrameLayout Layout = FrameLayout::AsDecoded;
-    ColorChoice Colors = ColorChoice::Tagged;
+    SourceOptions Source;              // its guard is the stream's own
     double TimeoutSeconds = 5.0;       // a source that gives nothing for so long is lost
     double LongestPauseSeconds = 30.0; // before it is tried again; the first pause is half a second at most
 };

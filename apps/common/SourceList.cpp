@@ -36,7 +36,8 @@ bool ReadList(const QString& name, QStringList& sources, QString& reason)
 bool ExpandSources(const QStringList& arguments, QStringList& sources, QString& reason)
 {
     for (const QString& argument : arguments) {
-        const bool isList = argument.endsWith(QLatin1String(".txt")) && !argument.contains(QLatin1String("://"));
+        const bool isList =
+            argument.endsWith(QLatin1String(".txt")) && !argument.contains(QLatin1String("://"));
         if (!isList) {
             sources << argument;
         } else if (!ReadList(argument, sources, reason)) {

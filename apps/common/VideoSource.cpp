@@ -1,5 +1,6 @@
 #include "VideoSource.h"
 
+#include "LentPicture.h"
 #include "LiveInput.h"
 #include "PictureConverter.h"
 
@@ -56,21 +57,21 @@ struct FreePacket {
 } // namespace
 
 struct VideoSource::Parts {
-    std::shared_ptr<LiveGuard> Guard; // null for files; before the format, which asks it until it is closed
+    SourceOptions Options; // before the format, which asks the guard until it is closed
     std::unique_ptr<AVFormatContext, FreeFormat> Format;
     std::unique_ptr<AVCodecContext, FreeCodec> Codec;
-    std::unique_ptr<AVFrame, FreeFrame> Decoded{av_frame_alloc()};
+    std::unique_ptr<AVFrame, FreeFrame> Incoming{av_frame_alloc()};
+    std::unique_ptr<AVFrame, FreeFrame> Decoded{av_frame_alloc()}; // the last picture, also at the file's end
     std::unique_ptr<AVPacket, FreePacket> Packet{av_packet_alloc()};
     PictureConverter Converter;
     AVStream* Stream = nullptr;
-    FrameLayout Layout = FrameLayout::AsDecoded;
-    ColorChoice Colors = ColorChoice::Tagged;
     tagOvelColor Color{};
+    bool IsLent = false;
     std::vector<uint8_t> Block; // planes without gaps, reused from frame to frame
     tagYuvFrameInfo Info{};
     VideoFacts Facts;
     std::string Damage;
-    std::string Ending; // why nothing more could be read
+    std::string Ending;                                            // why nothing more could be read
     double SenderClock = std::numeric_limits<double>::quiet_NaN(); // at time stamp 0, seconds since 1970
     double SentAt = SenderClock;
     int64_t FirstTimeStamp = AV_NOPTS_VALUE;
@@ -92,20 +93,19 @@ struct VideoSource::Parts {
     void DescribeYv12(const AVFrame& frame);
     void DescribeNv12(const AVFrame& frame);
     void TakeTime();
-    void LetGoOfPicture();
 };
 
 bool VideoSource::Parts::OpenFile(const std::string& path, std::string& reason)
 {
     AVFormatContext* opened = nullptr;
     int code = 0;
-    if (Guard) {
-        Format.reset(OpenLiveInput(path, *Guard, code));
+    if (Options.Guard) {
+        Format.reset(OpenLiveInput(path, *Options.Guard, code));
     } else {
         code = avformat_open_input(&opened, path.c_str(), nullptr, nullptr);
         Format.reset(opened);
     }
-    if (code >= 0 && !Guard) {
+    if (code >= 0 && !Options.Guard) {
 #if LIBAVFORMAT_VERSION_MAJOR < 61
         av_format_inject_global_side_data(opened); // the file's turn, for the first picture
 #endif
@@ -135,7 +135,7 @@ bool VideoSource::Parts::OpenDecoder(std::string& reason)
     int code = Codec ? avcodec_parameters_to_context(Codec.get(), Stream->codecpar) : AVERROR(ENOMEM);
     if (code >= 0) {
         Codec->thread_count = 1; // the host's own thread is the decoder thread
-        Codec->flags |= Guard ? AV_CODEC_FLAG_LOW_DELAY : 0;
+        Codec->flags |= Options.Guard ? AV_CODEC_FLAG_LOW_DELAY : 0;
         Codec->pkt_timebase = Stream->time_base;
         code = avcodec_open2(Codec.get(), decoder, nullptr);
     }
@@ -164,11 +164,12 @@ void VideoSource::Parts::NoteDamage(int code)
 // that only pictures do.
 int VideoSource::Parts::Read()
 {
-    if (Guard && Count == 0) {
-        Guard->Restart();
+    if (Options.Guard && Count == 0) {
+        Options.Guard->Restart();
     }
-    int code = Guard && Guard->IsStopped() ? AVERROR_EXIT : av_read_frame(Format.get(), Packet.get());
-    if (code == AVERROR_EXIT && Guard && !Guard->IsStopped()) {
+    int code = Options.Guard && Options.Guard->IsStopped() ? AVERROR_EXIT
+                                                           : av_read_frame(Format.get(), Packet.get());
+    if (code == AVERROR_EXIT && Options.Guard && !Options.Guard->IsStopped()) {
         code = AVERROR(ETIMEDOUT);
     }
     if (code < 0) {
@@ -219,8 +220,10 @@ int VideoSource::Parts::Feed()
 VideoSource::Step VideoSource::Parts::Decode()
 {
     for (;;) {
-        const int code = avcodec_receive_frame(Codec.get(), Decoded.get());
+        const int code = avcodec_receive_frame(Codec.get(), Incoming.get());
         if (code >= 0) {
+            av_frame_unref(Decoded.get());
+            av_frame_move_ref(Decoded.get(), Incoming.get());
             if (!Describe()) {
                 NoteDamage(AVERROR(ENOSYS));
                 return Step::Broken;
@@ -229,7 +232,6 @@ VideoSource::Step VideoSource::Parts::Decode()
             ++Count;
             return Step::Frame;
         }
-        LetGoOfPicture();
         if (code == AVERROR_EOF || Draining) {
             return DamagedSinceFrame ? Step::Broken : Step::End;
         }
@@ -240,14 +242,6 @@ VideoSource::Step VideoSource::Parts::Decode()
             return Step::Broken;
         }
     }
-}
-
-// The decoder's planes are gone; a descriptor without them keeps the picture that the renderer has.
-void VideoSource::Parts::LetGoOfPicture()
-{
-    av_frame_unref(Decoded.get());
-    Info.pPlaneY = nullptr;
-    Info.pPlaneUV = nullptr;
 }
 
 void VideoSource::Parts::TakeTime()
@@ -264,14 +258,14 @@ void VideoSource::Parts::TakeTime()
     SentAt = SenderClock + static_cast<double>(stamp) * av_q2d(Stream->time_base);
 }
 
-// Makes the frame descriptor of the decoded picture.
+// Says how the decoded picture goes to the renderer.
 bool VideoSource::Parts::Describe()
 {
     TakeTime();
     const auto format = static_cast<AVPixelFormat>(Decoded->format);
     const bool isYv12 = format == AV_PIX_FMT_YUV420P || format == AV_PIX_FMT_YUVJ420P;
-    const bool wantNv12 =
-        Layout == FrameLayout::Nv12 || (Layout == FrameLayout::AsDecoded && format == AV_PIX_FMT_NV12);
+    const bool wantNv12 = Options.Layout == FrameLayout::Nv12 ||
+                          (Options.Layout == FrameLayout::AsDecoded && format == AV_PIX_FMT_NV12);
     const bool direct = wantNv12 ? format == AV_PIX_FMT_NV12 : isYv12;
     const AVPixelFormat target = wantNv12 ? AV_PIX_FMT_NV12 : AV_PIX_FMT_YUV420P;
     const AVFrame* picture = direct ? Decoded.get() : Converter.Convert(*Decoded, target);
@@ -283,12 +277,15 @@ bool VideoSource::Parts::Describe()
     Info.iWidth = frame.width;
     Info.iHeight = frame.height;
     Info.uiFrameParam = static_cast<uint32_t>(std::lround(Time * Facts.FramesPerSecond));
-    if (wantNv12) {
+    IsLent = direct && Options.Way == Handover::Reference && CanLend(frame);
+    if (IsLent) {
+        Block = {};
+    } else if (wantNv12) {
         DescribeNv12(frame);
     } else {
         DescribeYv12(frame);
     }
-    if (Colors == ColorChoice::Tagged) {
+    if (Options.Colors == ColorChoice::Tagged) {
         Color = ColorOf(*Decoded);
     }
     ReadUprightView(*Decoded, Facts.View);
@@ -302,11 +299,14 @@ bool VideoSource::Parts::Describe()
         if (!direct) {
             Facts.Delivered += std::string(" from ") + (name != nullptr ? name : "an unnamed format");
         }
+        if (IsLent) {
+            Facts.Delivered += " by reference";
+        }
     }
     return true;
 }
 
-// The renderer takes three planes as one block without gaps; the decoder's rows have a pitch.
+// The renderer copies three planes as one block without gaps; the decoder's rows have a pitch.
 void VideoSource::Parts::DescribeYv12(const AVFrame& frame)
 {
     const auto width = static_cast<size_t>(frame.width);
@@ -349,7 +349,7 @@ bool VideoSource::Parts::Begin(const std::string& path, std::string& reason)
         return false;
     }
     if (Decode() != Step::Frame) {
-        reason = Guard            ? Ending
+        reason = Options.Guard    ? Ending
                  : Damage.empty() ? "it holds no picture"
                                   : "no picture can be decoded (" + Damage + ")";
         return false;
@@ -362,28 +362,16 @@ VideoSource::VideoSource(std::unique_ptr<Parts> parts) : m_parts(std::move(parts
 
 VideoSource::~VideoSource() = default;
 
-std::unique_ptr<VideoSource> VideoSource::Open(const std::string& path, FrameLayout layout,
-                                               ColorChoice colors, std::string& reason)
+std::unique_ptr<VideoSource> VideoSource::Open(const std::string& path, const SourceOptions& options,
+                                               std::string& reason)
 {
     av_log_set_level(AV_LOG_QUIET); // the host says in one line what is wrong
     auto parts = std::make_unique<Parts>();
-    parts->Layout = layout;
-    parts->Colors = colors;
-    return parts->Begin(path, reason) ? std::unique_ptr<VideoSource>(new VideoSource(std::move(parts)))
-                                      : nullptr;
-}
-
-std::unique_ptr<VideoSource> VideoSource::OpenLive(const std::string& url, FrameLayout layout,
-                                                   ColorChoice colors, std::shared_ptr<LiveGuard> guard,
-                                                   std::string& reason)
-{
-    av_log_set_level(AV_LOG_QUIET);
-    auto parts = std::make_unique<Parts>();
-    parts->Guard = std::move(guard);
-    parts->Layout = layout;
-    parts->Colors = colors;
-    return parts->Begin(url, reason) ? std::unique_ptr<VideoSource>(new VideoSource(std::move(parts)))
-                                     : nullptr;
+    parts->Options = options;
+    if (!parts->Begin(path, reason)) {
+        return nullptr;
+    }
+    return std::unique_ptr<VideoSource>(new VideoSource(std::move(parts)));
 }
 
 VideoSource::Step VideoSource::Next()
@@ -392,8 +380,8 @@ VideoSource::Step VideoSource::Next()
         m_parts->FirstHeld = false;
         return Step::Frame;
     }
-    if (m_parts->Guard) {
-        m_parts->Guard->Restart();
+    if (m_parts->Options.Guard) {
+        m_parts->Options.Guard->Restart();
     }
     return m_parts->Decode();
 }
@@ -407,7 +395,6 @@ bool VideoSource::SeekTo(double seconds)
         av_seek_frame(parts.Format.get(), parts.Stream->index, 0, AVSEEK_FLAG_BYTE) < 0) {
         return false;
     }
-    parts.LetGoOfPicture();
     avcodec_flush_buffers(parts.Codec.get());
     parts.Draining = false;
     parts.DamagedSinceFrame = false;
@@ -427,6 +414,11 @@ bool VideoSource::SeekTo(double seconds)
 const tagYuvFrameInfo& VideoSource::Frame() const
 {
     return m_parts->Info;
+}
+
+const AVFrame* VideoSource::Lent() const
+{
+    return m_parts->IsLent ? m_parts->Decoded.get() : nullptr;
 }
 
 const tagOvelColor& VideoSource::Color() const

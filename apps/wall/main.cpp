@@ -86,7 +86,7 @@ int Fill(WallWindow& window, const QStringList& sources, int count, const LiveOp
         std::unique_ptr<VideoSource> file;
         if (!IsLive(name)) {
             std::string reason;
-            file = VideoSource::Open(name, options.Layout, options.Colors, reason);
+            file = VideoSource::Open(name, options.Source, reason);
             if (!file) {
                 std::fprintf(stderr, "wall: cannot play %s: %s\n", qPrintable(source), reason.c_str());
                 return ExitUnreadable;
@@ -124,7 +124,8 @@ int main(int argc, char** argv)
         QStringLiteral("tiles"),
         QStringLiteral(
             "Number of tiles, 1 to 64, or how they are shown: native (each a window of its own), shared "
-            "(all in one) or auto (native without a GPU). Twice for both. Default: 16, or one for each source "
+            "(all in one) or auto (native without a GPU). Twice for both. Default: 16, or one for each "
+            "source "
             "of a list and each live source; auto."),
         QStringLiteral("number|way"));
     const QCommandLineOption threads(QStringLiteral("threads"),
@@ -147,9 +148,10 @@ int main(int argc, char** argv)
                        "sources as they come. Click a tile to enlarge it, Q quits."));
     parser.addPositionalArgument(
         QStringLiteral("FILE|URL|LIST..."),
-        QStringLiteral("Video files, the tiles take them in turn; live sources (rtsp://, http://, udp:// and so "
-                       "on, /dev/video0, a session's .sdp); .txt files that name such, one a line, # for "
-                       "comments."));
+        QStringLiteral(
+            "Video files, the tiles take them in turn; live sources (rtsp://, http://, udp:// and so "
+            "on, /dev/video0, a session's .sdp); .txt files that name such, one a line, # for "
+            "comments."));
     parser.addHelpOption();
     parser.addVersionOption();
     parser.addOptions({tiles, threads, colors, seconds, picture});
@@ -168,7 +170,7 @@ int main(int argc, char** argv)
         return Refuse(reason);
     }
     if (parser.value(colors) == QLatin1String("plain")) {
-        options.Colors = ColorChoice::Plain;
+        options.Source.Colors = ColorChoice::Plain;
     } else if (parser.value(colors) != QLatin1String("tagged")) {
         return Refuse(QStringLiteral("unknown colors '%1'").arg(parser.value(colors)));
     }
