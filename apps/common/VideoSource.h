@@ -19,6 +19,7 @@ struct VideoFacts {
     int Height = 0;
     double FramesPerSecond = 25.0;
     double PixelAspect = 1.0; // width of a sample divided by its height
+    double Duration = 0.0;    // seconds; 0 where it is not known or nothing can be sought
     UprightView View;         // how the file wants to be turned
     std::string Codec;
     std::string Delivered; // how the pictures reach the renderer
@@ -42,6 +43,10 @@ public:
     // Goes back to the first picture, or to the one shown at a time in seconds. False when the file cannot
     // seek.
     bool SeekTo(double seconds);
+    // Goes to the picture before the present one, exactly, whatever lies between key frames: everything from
+    // the key frame before is decoded, and its last pictures are kept for further steps. End: there is none,
+    // or the file cannot seek.
+    Step Previous();
 
     // The picture of the last Next that gave a frame; its memory stays until the following call.
     const tagYuvFrameInfo& Frame() const;

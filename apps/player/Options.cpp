@@ -122,8 +122,9 @@ Options ReadOptions()
     QCommandLineParser parser;
     parser.setApplicationDescription(QStringLiteral("Plays video files, one tile per file.\n\n") +
                                      KeyListAsText());
-    parser.addPositionalArgument(QStringLiteral("FILE..."),
-                                 QStringLiteral("Files that FFmpeg's libraries can read."));
+    parser.addPositionalArgument(
+        QStringLiteral("[FILE...]"),
+        QStringLiteral("Files that FFmpeg's libraries can read. None: a window to drop them on."));
     parser.addHelpOption();
     parser.addVersionOption();
     parser.addOptions(
@@ -132,9 +133,6 @@ Options ReadOptions()
 
     Options options;
     options.Files = parser.positionalArguments();
-    if (options.Files.isEmpty()) {
-        Refuse(QStringLiteral("no file given"));
-    }
     options.Layout = LayoutNamed(parser.value(layout));
     options.Colors = ColorsNamed(parser.value(colors));
     options.Bare = parser.isSet(bare);

@@ -1,11 +1,14 @@
 #include "PlayerTile.h"
 
+#include "SeekBar.h"
+
 #include <QFileInfo>
 #include <QMouseEvent>
 #include <QPainter>
 #include <QVBoxLayout>
 #include <QWheelEvent>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
 
@@ -14,6 +17,8 @@ namespace
 
 constexpr int FrameWidth = 2;
 constexpr int SmallestDrag = 8;
+constexpr double Speeds[] = {0.25, 0.5, 0.75, 1.0, 1.25, 1.5, 2.0, 3.0, 4.0};
+constexpr int SpeedCount = static_cast<int>(sizeof(Speeds) / sizeof(Speeds[0]));
 
 // Visible on light and on dark pictures.
 class RubberBand : public QWidget
@@ -63,6 +68,13 @@ PlayerTile::PlayerTile(int rendererType, const QString& file, std::unique_ptr<Vi
     m_view->installEventFilter(this);
     m_counter = new FrameCounter(m_view);
     m_band = new RubberBand(m_view);
+    m_seekBar = new SeekBar(m_view);
+    m_seekBar->SetDuration(m_facts.Duration);
+    m_seekBar->Position = [this] { return m_playback ? m_playback->Position() : 0.0; };
+    m_seekBar->Sought = [this](double seconds) {
+        m_broke = false;
+        m_playback->SeekTo(seconds);
+    };
     setAutoFillBackground(true);
     SetSelected(false);
 }
@@ -94,6 +106,7 @@ void PlayerTile::Start(bool once)
 void PlayerTile::OnSizeChanged(const VideoFacts& facts)
 {
     m_facts = facts;
+    m_seekBar->SetDuration(facts.Duration);
     ApplyView();
 }
 
@@ -126,6 +139,22 @@ void PlayerTile::SeekBy(double seconds)
 {
     m_broke = false;
     m_playback->SeekBy(seconds);
+    m_seekBar->ShowBriefly();
+}
+
+void PlayerTile::Step(int pictures, bool isRepeat)
+{
+    if (!m_paused) {
+        TogglePause();
+    }
+    m_broke = false;
+    m_playback->Step(pictures, isRepeat);
+}
+
+void PlayerTile::ChangeSpeed(int rungs)
+{
+    m_speed = rungs == 0 ? NormalSpeed : std::clamp(m_speed + rungs, 0, SpeedCount - 1);
+    m_playback->SetSpeed(Speeds[m_speed]);
 }
 
 void PlayerTile::Turn(int quarters)
@@ -212,22 +241,38 @@ QString PlayerTile::Name() const
 
 QString PlayerTile::StatusText()
 {
-    QString text = QStringLiteral("%1    %2 × %3    %4 %5    %6 fps    dropped %7    %8:%9")
+    QString text = QStringLiteral("%1    %2 × %3    %4 %5    %6 fps    dropped %7    %8")
                        .arg(Name())
                        .arg(m_facts.Width)
                        .arg(m_facts.Height)
                        .arg(QString::fromStdString(m_facts.Codec), QString::fromStdString(m_facts.Delivered))
                        .arg(m_counter->Rate(), 0, 'f', 1)
                        .arg(Dropped())
-                       .arg(static_cast<int>(m_playback->Position()) / 60)
-                       .arg(static_cast<int>(m_playback->Position()) % 60, 2, 10, QLatin1Char('0'));
+                       .arg(PlaceText());
     if (m_state.IsZoomed()) {
         text += QStringLiteral("    zoom %1×").arg(m_state.Magnification(), 0, 'f', 1);
     }
-    if (m_broke) {
-        text += QStringLiteral("    damaged");
-    } else if (m_paused) {
-        text += QStringLiteral("    paused");
+    return text + (m_broke ? QStringLiteral("    damaged") : MotionText());
+}
+
+// What fits a title and a narrow status line.
+QString PlayerTile::TitleText() const
+{
+    return QStringLiteral("%1  %2%3").arg(Name(), PlaceText(), MotionText());
+}
+
+// Paused, the very picture counts.
+QString PlayerTile::PlaceText() const
+{
+    const QString place = ClockText(m_playback->Position(), m_paused);
+    return m_facts.Duration > 0.0 ? place + QStringLiteral(" / ") + ClockText(m_facts.Duration) : place;
+}
+
+QString PlayerTile::MotionText() const
+{
+    QString text = m_paused ? QStringLiteral("  paused") : QString();
+    if (m_speed != NormalSpeed) {
+        text += QStringLiteral("  speed %1").arg(Speeds[m_speed]);
     }
     return text;
 }
@@ -255,7 +300,7 @@ void PlayerTile::PressAt(const QMouseEvent& event)
     }
     if (event.button() == Qt::RightButton) {
         ResetZoom();
-    } else if (event.button() == Qt::LeftButton) {
+    } else if (event.button() == Qt::LeftButton && !m_seekBar->Press(MousePosition(event).toPoint())) {
         m_dragging = true;
         m_dragFrom = MousePosition(event).toPoint();
     }
@@ -263,7 +308,8 @@ void PlayerTile::PressAt(const QMouseEvent& event)
 
 void PlayerTile::DragTo(const QMouseEvent& event)
 {
-    if (!m_dragging) {
+    const bool isPressed = event.buttons() != Qt::NoButton;
+    if (m_seekBar->Move(MousePosition(event).toPoint(), isPressed) || !m_dragging) {
         return;
     }
     const QRect dragged = QRect(m_dragFrom, MousePosition(event).toPoint()).normalized() & m_view->rect();
@@ -274,7 +320,8 @@ void PlayerTile::DragTo(const QMouseEvent& event)
 
 void PlayerTile::ReleaseAt(const QMouseEvent& event)
 {
-    if (!m_dragging || event.button() != Qt::LeftButton) {
+    if (event.button() != Qt::LeftButton || m_seekBar->Release(MousePosition(event).toPoint()) ||
+        !m_dragging) {
         return;
     }
     m_dragging = false;
@@ -292,6 +339,10 @@ bool PlayerTile::eventFilter(QObject* watched, QEvent* event)
     case QEvent::Resize:
         ApplyGeometry();
         m_scene.SetView(m_state, m_view->size());
+        m_seekBar->FollowView();
+        break;
+    case QEvent::Leave:
+        m_seekBar->Leave();
         break;
     case QEvent::MouseButtonPress:
         PressAt(*static_cast<QMouseEvent*>(event));
@@ -303,7 +354,7 @@ bool PlayerTile::eventFilter(QObject* watched, QEvent* event)
         ReleaseAt(*static_cast<QMouseEvent*>(event));
         return true;
     case QEvent::MouseButtonDblClick:
-        if (DoubleClicked) {
+        if (!m_seekBar->Press(MousePosition(*static_cast<QMouseEvent*>(event)).toPoint()) && DoubleClicked) {
             DoubleClicked();
         }
         return true;

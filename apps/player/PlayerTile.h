@@ -11,6 +11,7 @@
 #include <functional>
 
 class QMouseEvent;
+class SeekBar;
 
 class PlayerTile : public QWidget
 {
@@ -28,6 +29,8 @@ public:
     void TogglePause();
     void SetAsleep(bool asleep); // not shown at the moment: no need to decode
     void SeekBy(double seconds);
+    void Step(int pictures, bool isRepeat); // pauses
+    void ChangeSpeed(int rungs);            // up or down; 0: as the file says
     void Turn(int quarters);
     void NextMirror();
     void ToggleRatio();
@@ -35,6 +38,8 @@ public:
     void ToggleOverlay();
 
     QString Name() const;
+    QString TitleText() const;
+    bool IsPaused() const { return m_paused; }
     QString StatusText();
     QString SummaryText() const;
     qint64 Shown() const { return m_counter->Shown(); }
@@ -43,11 +48,15 @@ public:
     bool eventFilter(QObject* watched, QEvent* event) override;
 
 private:
+    static constexpr int NormalSpeed = 3; // rung of the ladder
+
     void OnSizeChanged(const VideoFacts& facts);
     void OnBroke(const std::string& damage);
     void ApplyGeometry();
     void ApplyZoom();
     void ApplyView();
+    QString PlaceText() const;
+    QString MotionText() const;
     QPointF Fraction(QPointF position) const;
     void PressAt(const QMouseEvent& event);
     void DragTo(const QMouseEvent& event);
@@ -67,6 +76,8 @@ private:
     OverlayScene m_scene;
     bool m_overlay = false;
     bool m_paused = false;
+    int m_speed = NormalSpeed;
+    SeekBar* m_seekBar = nullptr;
     bool m_asleep = false;
     bool m_broke = false;
     std::unique_ptr<PlaybackThread> m_playback;
