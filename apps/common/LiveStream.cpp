@@ -98,10 +98,11 @@ void LiveStream::Run(LiveStream* self, std::shared_ptr<LiveGuard> guard, std::st
 // Plays as long as there are pictures; why there are none any more.
 std::string LiveStream::Play(LiveStream& self, VideoSource& source, LiveGuard& guard)
 {
+    const bool isRecording = source.Facts().Duration > 0.0; // behind a URL: played by its own clock
     auto start = Clock::now();
     for (;;) {
         VideoSource::Step step = source.Next();
-        if (step == VideoSource::Step::End && source.IsRecording() && source.SeekTo(0.0)) {
+        if (step == VideoSource::Step::End && isRecording && source.SeekTo(0.0)) {
             step = source.Next();
             start = Clock::now();
         }
@@ -111,7 +112,7 @@ std::string LiveStream::Play(LiveStream& self, VideoSource& source, LiveGuard& g
         if (step != VideoSource::Step::Frame) {
             return source.Ending().empty() ? "its pictures cannot be shown" : source.Ending();
         }
-        if (source.IsRecording() && !guard.Wait(start + LiveGuard::Seconds(source.Time()) - Clock::now())) {
+        if (isRecording && !guard.Wait(start + LiveGuard::Seconds(source.Time()) - Clock::now())) {
             return {};
         }
         self.HandOver(source);

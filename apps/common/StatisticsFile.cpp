@@ -11,19 +11,11 @@
 namespace
 {
 
-QString NameOf(LiveState state)
-{
-    return state == LiveState::Playing ? QStringLiteral("playing")
-           : state == LiveState::Lost  ? QStringLiteral("lost")
-                                       : QStringLiteral("connecting");
-}
-
 QJsonObject ObjectOf(const TileFigures& tile)
 {
     const qint64 shown = tile.Counter->Shown();
     const qint64 dropped = tile.Counter->DroppedSoFar();
-    QJsonObject line{{QStringLiteral("tile"), tile.Tile},
-                     {QStringLiteral("source"), tile.Source},
+    QJsonObject line{{QStringLiteral("source"), tile.Source},
                      {QStringLiteral("state"), QStringLiteral("file")},
                      {QStringLiteral("received"), shown + dropped},
                      {QStringLiteral("shown"), shown},
@@ -40,6 +32,13 @@ QJsonObject ObjectOf(const TileFigures& tile)
 }
 
 } // namespace
+
+QString NameOf(LiveState state)
+{
+    return state == LiveState::Playing ? QStringLiteral("playing")
+           : state == LiveState::Lost  ? QStringLiteral("lost")
+                                       : QStringLiteral("connecting");
+}
 
 bool StatisticsFile::Open(const QString& name)
 {
@@ -58,8 +57,10 @@ void StatisticsFile::Write(const std::vector<TileFigures>& tiles)
         return;
     }
     const QString time = QDateTime::currentDateTimeUtc().toString(Qt::ISODateWithMs);
+    int number = 0;
     for (const TileFigures& tile : tiles) {
         QJsonObject line = ObjectOf(tile);
+        line[QStringLiteral("tile")] = ++number;
         line[QStringLiteral("time")] = time;
         m_file.write(QJsonDocument(line).toJson(QJsonDocument::Compact) + '\n');
     }

@@ -8,8 +8,9 @@
 
 #include <vector>
 
+QString NameOf(LiveState state); // as the lines call it
+
 struct TileFigures {
-    int Tile = 0; // from 1 on
     QString Source;
     const FrameCounter* Counter = nullptr;
     const LiveStream* Live = nullptr; // null for files
@@ -21,7 +22,7 @@ class StatisticsFile
 public:
     // False when the file cannot be written, with a one-line reason on standard error.
     bool Open(const QString& name);
-    // A line for each tile, with the present time. Nothing unless a file is open.
+    // A line for each tile, counted from 1, with the present time. Nothing unless a file is open.
     void Write(const std::vector<TileFigures>& tiles);
 
 private:

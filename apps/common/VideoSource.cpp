@@ -3,7 +3,9 @@
 #include "LentPicture.h"
 #include "LiveInput.h"
 #include "PictureConverter.h"
+#include "PictureRow.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <cstring>
@@ -64,6 +66,7 @@ struct VideoSource::Parts {
     std::unique_ptr<AVFrame, FreeFrame> Decoded{av_frame_alloc()}; // the last picture, also at the file's end
     std::unique_ptr<AVPacket, FreePacket> Packet{av_packet_alloc()};
     PictureConverter Converter;
+    PictureRow Row; // of the last step back
     AVStream* Stream = nullptr;
     tagOvelColor Color{};
     bool IsLent = false;
@@ -84,6 +87,9 @@ struct VideoSource::Parts {
     bool OpenFile(const std::string& path, std::string& reason);
     bool OpenDecoder(std::string& reason);
     Step Decode();
+    Step DecodeOnly();
+    bool GoToKeyFrame(double seconds);
+    double MeasureDuration() const;
     int Read();
     void TakeSenderClock();
     int Feed();
@@ -147,8 +153,20 @@ bool VideoSource::Parts::OpenDecoder(std::string& reason)
     if (rate.num > 0 && rate.den > 0) {
         Facts.FramesPerSecond = av_q2d(rate);
     }
+    Facts.Duration = MeasureDuration();
     Facts.Codec = decoder->name;
     return true;
+}
+
+double VideoSource::Parts::MeasureDuration() const
+{
+    if (Format->pb == nullptr || (Format->pb->seekable & AVIO_SEEKABLE_NORMAL) == 0) {
+        return 0.0;
+    }
+    if (Stream->duration != AV_NOPTS_VALUE) {
+        return static_cast<double>(Stream->duration) * av_q2d(Stream->time_base);
+    }
+    return Format->duration > 0 ? static_cast<double>(Format->duration) / AV_TIME_BASE : 0.0;
 }
 
 void VideoSource::Parts::NoteDamage(int code)
@@ -219,15 +237,23 @@ int VideoSource::Parts::Feed()
 
 VideoSource::Step VideoSource::Parts::Decode()
 {
+    const Step step = DecodeOnly();
+    if (step == Step::Frame && !Describe()) {
+        NoteDamage(AVERROR(ENOSYS));
+        return Step::Broken;
+    }
+    return step;
+}
+
+// The next picture with its time, not made ready for a renderer.
+VideoSource::Step VideoSource::Parts::DecodeOnly()
+{
     for (;;) {
         const int code = avcodec_receive_frame(Codec.get(), Incoming.get());
         if (code >= 0) {
             av_frame_unref(Decoded.get());
             av_frame_move_ref(Decoded.get(), Incoming.get());
-            if (!Describe()) {
-                NoteDamage(AVERROR(ENOSYS));
-                return Step::Broken;
-            }
+            TakeTime();
             DamagedSinceFrame = Draining && DamagedSinceFrame;
             ++Count;
             return Step::Frame;
@@ -261,7 +287,6 @@ void VideoSource::Parts::TakeTime()
 // Says how the decoded picture goes to the renderer.
 bool VideoSource::Parts::Describe()
 {
-    TakeTime();
     const auto format = static_cast<AVPixelFormat>(Decoded->format);
     const bool isYv12 = format == AV_PIX_FMT_YUV420P || format == AV_PIX_FMT_YUVJ420P;
     const bool wantNv12 = Options.Layout == FrameLayout::Nv12 ||
@@ -383,29 +408,66 @@ VideoSource::Step VideoSource::Next()
     if (m_parts->Options.Guard) {
         m_parts->Options.Guard->Restart();
     }
+    if (m_parts->Row.TakeNext(*m_parts->Decoded, m_parts->Time)) {
+        return m_parts->Describe() ? Step::Frame : Step::Broken;
+    }
+    m_parts->Row.Clear();
     return m_parts->Decode();
+}
+
+VideoSource::Step VideoSource::Previous()
+{
+    Parts& parts = *m_parts;
+    const double present = parts.Time;
+    parts.FirstHeld = false;
+    bool found = parts.Row.TakeBefore(present, *parts.Decoded, parts.Time);
+    // Where the key frame before the present picture shows later than the one before, an earlier one serves.
+    for (double reach = 0.5 / parts.Facts.FramesPerSecond; !found; reach = 4.0 * reach + 1.0) {
+        if (!parts.GoToKeyFrame(std::max(0.0, present - reach))) {
+            return Step::End;
+        }
+        bool isThere = false;
+        while (!isThere && parts.DecodeOnly() == Step::Frame) {
+            parts.Row.Append(*parts.Decoded, parts.Time);
+            isThere = !PictureRow::IsBefore(parts.Time, present);
+        }
+        found = parts.Row.TakeBefore(present, *parts.Decoded, parts.Time);
+        if (!found && reach >= present) {
+            return isThere && !parts.Describe() ? Step::Broken : Step::End;
+        }
+    }
+    return parts.Describe() ? Step::Frame : Step::Broken;
+}
+
+// Before the picture of that time, as far as it takes for a decoder to begin.
+bool VideoSource::Parts::GoToKeyFrame(double seconds)
+{
+    const int64_t first = FirstTimeStamp == AV_NOPTS_VALUE ? 0 : FirstTimeStamp;
+    const auto stamp = first + static_cast<int64_t>(seconds / av_q2d(Stream->time_base));
+    if (avformat_seek_file(Format.get(), Stream->index, INT64_MIN, stamp, stamp, 0) < 0 &&
+        av_seek_frame(Format.get(), Stream->index, 0, AVSEEK_FLAG_BYTE) < 0) {
+        return false;
+    }
+    Row.Clear();
+    avcodec_flush_buffers(Codec.get());
+    Draining = false;
+    DamagedSinceFrame = false;
+    Count = 0;
+    Time = 0.0;
+    return true;
 }
 
 bool VideoSource::SeekTo(double seconds)
 {
     Parts& parts = *m_parts;
-    const int64_t first = parts.FirstTimeStamp == AV_NOPTS_VALUE ? 0 : parts.FirstTimeStamp;
-    const auto stamp = first + static_cast<int64_t>(seconds / av_q2d(parts.Stream->time_base));
-    if (avformat_seek_file(parts.Format.get(), parts.Stream->index, INT64_MIN, stamp, stamp, 0) < 0 &&
-        av_seek_frame(parts.Format.get(), parts.Stream->index, 0, AVSEEK_FLAG_BYTE) < 0) {
+    if (!parts.GoToKeyFrame(seconds)) {
         return false;
     }
-    avcodec_flush_buffers(parts.Codec.get());
-    parts.Draining = false;
-    parts.DamagedSinceFrame = false;
-    parts.Count = 0;
-    parts.Time = 0.0;
-    // The seek ends at a key frame; the pictures up to the asked one are only decoded.
     const double tolerance = 0.5 / parts.Facts.FramesPerSecond;
-    while (parts.Decode() == Step::Frame) {
+    while (parts.DecodeOnly() == Step::Frame) {
         if (parts.Time + tolerance >= seconds) {
-            parts.FirstHeld = true;
-            return true;
+            parts.FirstHeld = parts.Describe();
+            return parts.FirstHeld;
         }
     }
     return false;
@@ -439,12 +501,6 @@ const VideoFacts& VideoSource::Facts() const
 const std::string& VideoSource::Damage() const
 {
     return m_parts->Damage;
-}
-
-bool VideoSource::IsRecording() const
-{
-    const AVFormatContext& format = *m_parts->Format;
-    return format.duration > 0 && format.pb != nullptr && (format.pb->seekable & AVIO_SEEKABLE_NORMAL) != 0;
 }
 
 double VideoSource::SentAt() const

@@ -30,6 +30,7 @@ struct VideoFacts {
     int Height = 0;
     double FramesPerSecond = 25.0;
     double PixelAspect = 1.0; // width of a sample divided by its height
+    double Duration = 0.0;    // seconds; 0 where it is not known or nothing can be sought
     UprightView View;         // how the file wants to be turned
     std::string Codec;
     std::string Delivered; // how the pictures reach the renderer
@@ -55,6 +56,10 @@ public:
     // Goes back to the first picture, or to the one shown at a time in seconds. False when the file cannot
     // seek.
     bool SeekTo(double seconds);
+    // Goes to the picture before the present one, exactly, whatever lies between key frames: everything from
+    // the key frame before is decoded, and its last pictures are kept for further steps. End: there is none,
+    // or the file cannot seek.
+    Step Previous();
 
     // The picture of the last Next that gave a frame; its memory stays until the following one that does. One
     // that is to be lent has a description without planes.
@@ -67,8 +72,6 @@ public:
     const std::string& Damage() const;
     // Why a live source gives nothing more, in a few words.
     const std::string& Ending() const;
-    // True for what is played by its own clock although its name looks live: a recording behind a URL.
-    bool IsRecording() const;
     // What the sender's clock said when it sent the picture, in seconds since 1970; NaN while it is not known.
     double SentAt() const;
 

@@ -1,6 +1,8 @@
 #include "Options.h"
 
+#include "LiveCommandLine.h"
 #include "PlayerKeys.h"
+#include "SourceList.h"
 
 #include <QCommandLineParser>
 #include <QCoreApplication>
@@ -137,19 +139,24 @@ Options ReadOptions()
     QCommandLineParser parser;
     parser.setApplicationDescription(QStringLiteral("Plays video files, one tile per file.\n\n") +
                                      KeyListAsText());
-    parser.addPositionalArgument(QStringLiteral("FILE..."),
-                                 QStringLiteral("Files that FFmpeg's libraries can read."));
+    parser.addPositionalArgument(
+        QStringLiteral("[FILE...]"),
+        QStringLiteral("Files that FFmpeg's libraries can read. None: a window to drop them on."));
     parser.addHelpOption();
     parser.addVersionOption();
     parser.addOptions({layout, handover, colors, bare, renderer, overlay, log, once, keys, fullScreen,
                        seconds, picture, size});
+    const LiveCommandLine live;
+    parser.addOptions(live.Options());
     parser.process(*QCoreApplication::instance());
 
     Options options;
-    options.Files = parser.positionalArguments();
-    if (options.Files.isEmpty()) {
-        Refuse(QStringLiteral("no file given"));
+    QString reason;
+    if (!ExpandSources(parser.positionalArguments(), options.Files, reason) ||
+        !live.Read(parser, options.Live, reason)) {
+        Refuse(reason);
     }
+    options.Statistics = live.StatisticsFileName(parser);
     options.Layout = LayoutNamed(parser.value(layout));
     options.Way = WayNamed(parser.value(handover));
     options.Colors = ColorsNamed(parser.value(colors));

@@ -187,7 +187,7 @@ void WallWindow::WriteStatistics()
 {
     std::vector<TileFigures> figures;
     for (const Tile& tile : m_tiles) {
-        figures.push_back({static_cast<int>(figures.size()) + 1, tile.Name, tile.Counter, tile.Live.get()});
+        figures.push_back({tile.Name, tile.Counter, tile.Live.get()});
     }
     m_record.Write(figures);
 }
