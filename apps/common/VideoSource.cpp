@@ -8,7 +8,6 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
-#include <cstring>
 #include <limits>
 #include <vector>
 
@@ -74,9 +73,8 @@ struct VideoSource::Parts {
     tagYuvFrameInfo Info{};
     VideoFacts Facts;
     std::string Damage;
-    std::string Ending;                                            // why nothing more could be read
-    double SenderClock = std::numeric_limits<double>::quiet_NaN(); // at time stamp 0, seconds since 1970
-    double SentAt = SenderClock;
+    std::string Ending; // why nothing more could be read
+    double SentAt = std::numeric_limits<double>::quiet_NaN();
     int64_t FirstTimeStamp = AV_NOPTS_VALUE;
     double Time = 0.0;
     bool Draining = false;
@@ -91,7 +89,6 @@ struct VideoSource::Parts {
     bool GoToKeyFrame(double seconds);
     double MeasureDuration() const;
     int Read();
-    void TakeSenderClock();
     int Feed();
     bool Begin(const std::string& path, std::string& reason);
     void NoteDamage(int code);
@@ -192,23 +189,8 @@ int VideoSource::Parts::Read()
     }
     if (code < 0) {
         Ending = code == AVERROR_EOF ? "the sender has ended" : ErrorText(code);
-    } else {
-        TakeSenderClock();
     }
     return code;
-}
-
-// A sender of RTP says now and then what its clock showed at which time stamp.
-void VideoSource::Parts::TakeSenderClock()
-{
-    size_t size = 0;
-    const uint8_t* data = av_packet_get_side_data(Packet.get(), AV_PKT_DATA_PRFT, &size);
-    if (data != nullptr && size >= sizeof(AVProducerReferenceTime) && Packet->pts != AV_NOPTS_VALUE) {
-        AVProducerReferenceTime reference;
-        std::memcpy(&reference, data, sizeof(reference));
-        SenderClock = static_cast<double>(reference.wallclock) * 1e-6 -
-                      static_cast<double>(Packet->pts) * av_q2d(Stream->time_base);
-    }
 }
 
 // Gives the decoder its next packet. Negative only when nothing more can be read.
@@ -281,7 +263,10 @@ void VideoSource::Parts::TakeTime()
         FirstTimeStamp = stamp;
     }
     Time = static_cast<double>(stamp - FirstTimeStamp) * av_q2d(Stream->time_base);
-    SentAt = SenderClock + static_cast<double>(stamp) * av_q2d(Stream->time_base);
+    if (Format->start_time_realtime != AV_NOPTS_VALUE) { // an RTP sender has told
+        SentAt = static_cast<double>(Format->start_time_realtime) * 1e-6 +
+                 static_cast<double>(stamp) * av_q2d(Stream->time_base);
+    }
 }
 
 // Says how the decoded picture goes to the renderer.

@@ -73,6 +73,7 @@ public:
     // Why a live source gives nothing more, in a few words.
     const std::string& Ending() const;
     // What the sender's clock said when it sent the picture, in seconds since 1970; NaN while it is not known.
+    // By the sender's first report: it does not follow clocks that drift apart.
     double SentAt() const;
 
 private:
