@@ -363,6 +363,9 @@ VideoSource::Step VideoSource::Previous()
 {
     Parts& parts = *m_parts;
     const double present = parts.Time;
+    if (present <= 0.0) {
+        return Step::End;
+    }
     parts.FirstHeld = false;
     if (!parts.Row.TakeBefore(present, *parts.Decoded, parts.Time)) {
         if (!parts.GoBefore(present - 0.5 / parts.Facts.FramesPerSecond)) {
@@ -372,7 +375,7 @@ VideoSource::Step VideoSource::Previous()
             parts.Row.Append(*parts.Decoded, parts.Time);
         } while (PictureRow::IsBefore(parts.Time, present) && parts.DecodeOnly() == Step::Frame);
         if (!parts.Row.TakeBefore(present, *parts.Decoded, parts.Time)) {
-            return parts.Describe() ? Step::End : Step::Broken; // the first one of all
+            return parts.Describe() ? Step::End : Step::Broken; // the first one that can be decoded
         }
     }
     return parts.Describe() ? Step::Frame : Step::Broken;
@@ -402,7 +405,7 @@ bool VideoSource::Parts::GoToKeyFrame(double seconds)
 // their key frame may show later, or lie further on; then an earlier one serves.
 bool VideoSource::Parts::GoBefore(double seconds)
 {
-    double from = seconds < 0.0 ? -1.0 : seconds;
+    double from = std::max(0.0, seconds);
     for (double reach = 1.0; GoToKeyFrame(from); reach *= 4.0) {
         const bool hasPicture = DecodeOnly() == Step::Frame;
         if (from < 0.0 || (hasPicture && Time <= seconds)) {
