@@ -262,7 +262,7 @@ bool VideoSource::Parts::Describe()
     Info = tagYuvFrameInfo{};
     Info.iWidth = frame.width;
     Info.iHeight = frame.height;
-    Info.uiFrameParam = static_cast<uint32_t>(std::lround(Time * Facts.FramesPerSecond));
+    Info.uiFrameParam = PictureNumber(Time, Facts.FramesPerSecond);
     if (wantNv12) {
         DescribeNv12(frame);
     } else {

@@ -22,6 +22,7 @@ struct Options {
     bool FullScreen = false;
     bool Bare = false;    // pictures only
     double Seconds = 0.0; // 0: until the user quits
+    QString Boxes;        // what to read them from
     QString Picture;      // written when the seconds are over
     QSize WindowSize{960, 571};
 };

@@ -81,6 +81,9 @@ PlayerTile::PlayerTile(int rendererType, const QString& file, std::unique_ptr<Vi
 
 PlayerTile::~PlayerTile()
 {
+    if (m_boxes) {
+        m_boxes->OnChange(nullptr);
+    }
     m_playback.reset(); // no frame and no callback after this
     if (m_renderer != nullptr) {
         m_view->removeEventFilter(this);
@@ -191,13 +194,51 @@ void PlayerTile::ToggleOverlay()
 {
     m_overlay = !m_overlay;
     if (m_overlay) {
-        Command(m_renderer, OVELCMD_SET_DRAW_CALLBACK, m_scene.Payload());
+        Command(m_renderer, OVELCMD_SET_DRAW_CALLBACK, tagOvelDrawCallback{&PlayerTile::Draw, this});
         if (m_playback) {
             m_playback->ShowAgain();
         }
     } else {
         Command(m_renderer, OVELCMD_SET_STOPDRAW_PARA, int32_t{1});
         Ovel_ClearDraw(m_renderer); // takes the callback away and keeps the picture
+    }
+}
+
+void PlayerTile::SetBoxes(std::shared_ptr<BoxBoard> boxes, bool withScene)
+{
+    m_boxes = std::move(boxes);
+    m_hasScene = withScene;
+    m_boxes->OnChange([this] {
+        QMetaObject::invokeMethod(
+            this, [this] { OnBoxes(); }, Qt::QueuedConnection);
+    });
+}
+
+// While playing the next picture brings them.
+void PlayerTile::OnBoxes()
+{
+    if (m_overlay && m_paused && m_playback) {
+        m_playback->ShowAgain();
+    }
+}
+
+int PlayerTile::Draw(int, __tagQDrawCallbackInfo* info, int, void* user)
+{
+    auto* tile = static_cast<PlayerTile*>(user);
+    if (tile->m_boxes) {
+        tile->m_boxes->Draw(*info);
+    }
+    if (tile->m_hasScene) {
+        tile->m_scene.Draw(*info);
+    }
+    return 0;
+}
+
+void PlayerTile::GiveView()
+{
+    m_scene.SetView(m_state, m_view->size());
+    if (m_boxes) {
+        m_boxes->SetView(m_state, m_view->size());
     }
 }
 
@@ -218,7 +259,7 @@ void PlayerTile::ApplyView()
 {
     Command(m_renderer, OVELCMD_SET_VIDEO_ROTATE, m_state.RotatePayload());
     ApplyGeometry();
-    m_scene.SetView(m_state, m_view->size());
+    GiveView();
     if (m_overlay && m_paused && m_playback) {
         m_playback->ShowAgain(); // overlays lie where the last frame had them
     }
@@ -228,7 +269,7 @@ void PlayerTile::ApplyView()
 void PlayerTile::ApplyZoom()
 {
     Command(m_renderer, OVELCMD_SET_EZOOM_AREA, m_state.Zoom);
-    m_scene.SetView(m_state, m_view->size());
+    GiveView();
     if (m_overlay && m_paused) {
         m_playback->ShowAgain();
     }
@@ -338,7 +379,7 @@ bool PlayerTile::eventFilter(QObject* watched, QEvent* event)
     switch (event->type()) {
     case QEvent::Resize:
         ApplyGeometry();
-        m_scene.SetView(m_state, m_view->size());
+        GiveView();
         m_seekBar->FollowView();
         break;
     case QEvent::Leave:
