@@ -49,6 +49,9 @@ void TileCaption::SetText(const QString& text)
 int TileCaption::Draw(int, __tagQDrawCallbackInfo* info, int, void* user)
 {
     auto* caption = static_cast<TileCaption*>(user);
+    if (caption->Boxes) {
+        caption->Boxes->Draw(*info);
+    }
     const std::lock_guard<std::mutex> lock(caption->m_mutex);
     if (caption->m_label.szText[0] != '\0') {
         info->pfnDrawToRender(&caption->m_label, sizeof(caption->m_label), info->pRender);
@@ -107,6 +110,22 @@ bool WallWindow::Add(std::unique_ptr<VideoSource> source)
     return true;
 }
 
+void WallWindow::SetBoxes(std::unique_ptr<BoxFeed> boxes)
+{
+    m_boxes = std::move(boxes);
+    if (!m_boxes) {
+        return;
+    }
+    std::vector<double> rates;
+    for (const Tile& tile : m_tiles) {
+        rates.push_back(tile.Facts.FramesPerSecond);
+    }
+    const auto boards = m_boxes->MakeBoards(rates);
+    for (size_t index = 0; index < m_tiles.size(); ++index) {
+        m_tiles[index].Caption->Boxes = boards[index];
+    }
+}
+
 void WallWindow::Begin(int threads, double seconds, const QString& picture)
 {
     m_threads = threads;
@@ -130,6 +149,9 @@ void WallWindow::Place(const Tile& tile)
     tagQRECT place = state.Destination(tile.View->size(), display);
     Ovel_SetParam(tile.Renderer, OVELCMD_SET_VIDEO_ROTATE, &turn, sizeof(turn));
     Ovel_SetParam(tile.Renderer, OVELCMD_SET_DRAW_DST_RECT, &place, sizeof(place));
+    if (tile.Caption->Boxes) {
+        tile.Caption->Boxes->SetView(state, tile.View->size());
+    }
 }
 
 void WallWindow::Enlarge(const QWidget* view)

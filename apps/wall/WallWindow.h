@@ -1,6 +1,7 @@
 // The wall: a grid of tiles with a line of statistics each; a click enlarges one.
 #pragma once
 
+#include "BoxFeed.h"
 #include "DecoderPool.h"
 #include "HostTools.h"
 
@@ -16,12 +17,13 @@
 class QGridLayout;
 class QLabel;
 
-// The statistics line of a tile, pushed as a text record with every frame.
+// The statistics line of a tile and its boxes, pushed as records with every frame.
 class TileCaption
 {
 public:
     tagOvelDrawCallback Payload();
     void SetText(const QString& text); // GUI thread
+    std::shared_ptr<BoxBoard> Boxes;   // drawn with it, may be null; set before the first frame
 
 private:
     static int Draw(int reserved, __tagQDrawCallbackInfo* info, int length, void* user);
@@ -39,6 +41,7 @@ public:
     ~WallWindow() override;
 
     bool Add(std::unique_ptr<VideoSource> source);
+    void SetBoxes(std::unique_ptr<BoxFeed> boxes); // after all tiles; may be null
     void Begin(int threads, double seconds, const QString& picture);
     void PrintReport() const;
 
@@ -64,6 +67,7 @@ private:
     const int m_columns;
     const bool m_nativeTiles;
     std::vector<Tile> m_tiles;
+    std::unique_ptr<BoxFeed> m_boxes;
     DecoderPool m_pool;
     ProcessMeter m_meter;
     QGridLayout* m_grid;

@@ -100,6 +100,11 @@ int main(int argc, char** argv)
         QStringLiteral("Colors as 'tagged' in the files (default), or 'plain': by "
                        "the renderer's own formulas."),
         QStringLiteral("colors"), QStringLiteral("tagged"));
+    const QCommandLineOption boxes(
+        QStringLiteral("boxes"),
+        QStringLiteral("Draw the boxes that a detector writes as JSON lines to a file or named pipe, or, for "
+                       "-, to standard input; tiles are counted from 1."),
+        QStringLiteral("file"));
     QCommandLineParser parser;
     parser.setApplicationDescription(
         QStringLiteral("Plays the files side by side on a wall of tiles, again and again. "
@@ -108,7 +113,7 @@ int main(int argc, char** argv)
                                  QStringLiteral("Video files; the tiles take them in turn."));
     parser.addHelpOption();
     parser.addVersionOption();
-    parser.addOptions({tiles, threads, colors, seconds, picture});
+    parser.addOptions({tiles, threads, colors, boxes, seconds, picture});
     parser.process(*application);
 
     const QStringList files = parser.positionalArguments();
@@ -141,12 +146,20 @@ int main(int argc, char** argv)
             return ExitUnreadable;
         }
     }
+    QString reason;
+    auto feed = parser.isSet(boxes) ? BoxFeed::Open(parser.value(boxes), reason) : nullptr;
+    if (!reason.isEmpty()) {
+        std::fprintf(stderr, "wall: cannot read boxes from %s: %s\n", qPrintable(parser.value(boxes)),
+                     qPrintable(reason));
+        return ExitUnreadable;
+    }
     int code = 1;
     {
         WallWindow window(count, QSize(1200, 720), choice.AreNative());
         const bool ready = std::all_of(sources.begin(), sources.end(),
                                        [&](auto& source) { return window.Add(std::move(source)); });
         if (ready) {
+            window.SetBoxes(std::move(feed));
             window.Begin(NumberOf(parser, threads, 1, count), parser.value(seconds).toDouble(),
                          parser.value(picture));
             code = QApplication::exec();
