@@ -16,13 +16,13 @@ constexpr auto OneGoing = std::chrono::milliseconds(20);
 } // namespace
 
 BoxBoard::BoxBoard(double framesPerSecond, size_t mostBoxes)
-    : m_framesPerSecond(framesPerSecond), m_mostBoxes(mostBoxes)
+    : m_mostBoxes(mostBoxes), m_framesPerSecond(framesPerSecond)
 {
 }
 
 void BoxBoard::Add(const BoxLine& line)
 {
-    Box box{line.Place, GraphColor(line.Color), PictureNumber(line.Stays, m_framesPerSecond), {}};
+    Box box{line.Place, GraphColor(line.Color), line.Stays, {}};
     if (!line.Label.isEmpty()) {
         box.Label = MakeLabel(line.Label, LabelColor(line.Color));
     }
@@ -32,15 +32,25 @@ void BoxBoard::Add(const BoxLine& line)
         m_isChanged = true;
         return;
     }
-    const uint32_t own = PictureNumber(*line.Time, m_framesPerSecond);
-    m_isChanged = m_isChanged || (m_hasDrawn && !IsOver(box, own));
-    m_timed.emplace(own, std::move(box));
+    m_isChanged = m_isChanged || (m_hasDrawn && !IsOver(box, Number(*line.Time)));
+    m_timed.emplace(*line.Time, std::move(box));
     if (m_timed.size() > m_mostBoxes) {
         m_timed.erase(m_timed.begin());
     }
 }
 
-// Under the mutex, as the two below.
+void BoxBoard::SetRate(double framesPerSecond)
+{
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    m_framesPerSecond = framesPerSecond;
+}
+
+// Under the mutex, as the three below.
+uint32_t BoxBoard::Number(double seconds) const
+{
+    return PictureNumber(seconds, m_framesPerSecond);
+}
+
 void BoxBoard::AddToNewest(Box box)
 {
     const Clock::time_point now = Clock::now();
@@ -60,7 +70,7 @@ void BoxBoard::AddToNewest(Box box)
 // For the picture drawn last, also when that one comes before its own.
 bool BoxBoard::IsOver(const Box& box, uint32_t own) const
 {
-    return m_drawn < own || m_drawn - own > box.Pictures;
+    return m_drawn < own || m_drawn - own > Number(box.Stays);
 }
 
 void BoxBoard::DrawBox(const __tagQDrawCallbackInfo& info, const Box& box) const
@@ -88,15 +98,15 @@ void BoxBoard::Draw(const __tagQDrawCallbackInfo& info)
         return;
     }
     m_shown.clear();
-    const auto after = m_timed.upper_bound(m_drawn);
-    if (after != m_timed.begin()) {
-        const uint32_t own = std::prev(after)->first;
-        for (auto each = m_timed.lower_bound(own); each != after; ++each) {
-            if (!IsOver(each->second, own)) {
-                m_shown.push_back(&each->second);
-            }
+    // The last ones whose picture has come, and those of the same picture before them.
+    auto each = m_timed.lower_bound((m_drawn + 0.5) / m_framesPerSecond);
+    const uint32_t own = each != m_timed.begin() ? Number(std::prev(each)->first) : 0;
+    while (each != m_timed.begin() && Number((--each)->first) == own) {
+        if (!IsOver(each->second, own)) {
+            m_shown.push_back(&each->second);
         }
     }
+    std::reverse(m_shown.begin(), m_shown.end()); // as they came
     const uint32_t newestOwn = m_newestNumber.value_or(m_drawn);
     m_newestNumber = newestOwn;
     const auto isOver = [&](const Box& box) { return IsOver(box, newestOwn); };

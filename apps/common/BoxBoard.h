@@ -22,6 +22,7 @@ public:
     BoxBoard(double framesPerSecond, size_t mostBoxes);
 
     void Add(const BoxLine& line);
+    void SetRate(double framesPerSecond); // of a source that has just told
     void SetView(const ViewState& view, QSize widget);
     void Draw(const __tagQDrawCallbackInfo& info); // in the renderer's draw callback
 
@@ -34,19 +35,20 @@ private:
     struct Box {
         std::optional<QRectF> Place;
         uint32_t LineColor;
-        uint32_t Pictures; // that it stays for, after its own
+        double Stays; // seconds, after its own picture
         OverlayLabel Label;
     };
     using Clock = std::chrono::steady_clock;
 
+    uint32_t Number(double seconds) const;
     bool IsOver(const Box& box, uint32_t own) const;
     void DrawBox(const __tagQDrawCallbackInfo& info, const Box& box) const;
     void AddToNewest(Box box);
 
-    const double m_framesPerSecond;
     const size_t m_mostBoxes;
     std::mutex m_mutex; // of all below
-    std::multimap<uint32_t, Box> m_timed;
+    double m_framesPerSecond;
+    std::multimap<double, Box> m_timed; // by seconds
     std::vector<Box> m_newest;
     std::optional<uint32_t> m_newestNumber; // of the picture that they belong to
     Clock::time_point m_newestSince;

@@ -1,11 +1,14 @@
 #include "VideoSource.h"
 
+#include "LentPicture.h"
+#include "LiveInput.h"
 #include "PictureConverter.h"
 #include "PictureRow.h"
 
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
+#include <limits>
 #include <vector>
 
 extern "C" {
@@ -55,20 +58,23 @@ struct FreePacket {
 } // namespace
 
 struct VideoSource::Parts {
+    SourceOptions Options; // before the format, which asks the guard until it is closed
     std::unique_ptr<AVFormatContext, FreeFormat> Format;
     std::unique_ptr<AVCodecContext, FreeCodec> Codec;
-    std::unique_ptr<AVFrame, FreeFrame> Decoded{av_frame_alloc()};
+    std::unique_ptr<AVFrame, FreeFrame> Incoming{av_frame_alloc()};
+    std::unique_ptr<AVFrame, FreeFrame> Decoded{av_frame_alloc()}; // the last picture, also at the file's end
     std::unique_ptr<AVPacket, FreePacket> Packet{av_packet_alloc()};
     PictureConverter Converter;
     PictureRow Row; // of the last step back
     AVStream* Stream = nullptr;
-    FrameLayout Layout = FrameLayout::AsDecoded;
-    ColorChoice Colors = ColorChoice::Tagged;
     tagOvelColor Color{};
+    bool IsLent = false;
     std::vector<uint8_t> Block; // planes without gaps, reused from frame to frame
     tagYuvFrameInfo Info{};
     VideoFacts Facts;
     std::string Damage;
+    std::string Ending; // why nothing more could be read
+    double SentAt = std::numeric_limits<double>::quiet_NaN();
     int64_t FirstTimeStamp = AV_NOPTS_VALUE;
     double Time = 0.0;
     bool Draining = false;
@@ -84,21 +90,27 @@ struct VideoSource::Parts {
     bool GoToKeyFrame(double seconds);
     bool GoBefore(double seconds);
     double MeasureDuration() const;
+    int Read();
     int Feed();
+    bool Begin(const std::string& path, std::string& reason);
     void NoteDamage(int code);
     bool Describe();
     void DescribeYv12(const AVFrame& frame);
     void DescribeNv12(const AVFrame& frame);
     void TakeTime();
-    void LetGoOfPicture();
 };
 
 bool VideoSource::Parts::OpenFile(const std::string& path, std::string& reason)
 {
     AVFormatContext* opened = nullptr;
-    int code = avformat_open_input(&opened, path.c_str(), nullptr, nullptr);
-    Format.reset(opened);
-    if (code >= 0) {
+    int code = 0;
+    if (Options.Guard) {
+        Format.reset(OpenLiveInput(path, *Options.Guard, code));
+    } else {
+        code = avformat_open_input(&opened, path.c_str(), nullptr, nullptr);
+        Format.reset(opened);
+    }
+    if (code >= 0 && !Options.Guard) {
 #if LIBAVFORMAT_VERSION_MAJOR < 61
         av_format_inject_global_side_data(opened); // the file's turn, for the first picture
 #endif
@@ -128,6 +140,7 @@ bool VideoSource::Parts::OpenDecoder(std::string& reason)
     int code = Codec ? avcodec_parameters_to_context(Codec.get(), Stream->codecpar) : AVERROR(ENOMEM);
     if (code >= 0) {
         Codec->thread_count = 1; // the host's own thread is the decoder thread
+        Codec->flags |= Options.Guard ? AV_CODEC_FLAG_LOW_DELAY : 0;
         Codec->pkt_timebase = Stream->time_base;
         code = avcodec_open2(Codec.get(), decoder, nullptr);
     }
@@ -164,10 +177,28 @@ void VideoSource::Parts::NoteDamage(int code)
     }
 }
 
+// Until the first picture any packet keeps a live source from timing out: its next key frame may be far. After
+// that only pictures do.
+int VideoSource::Parts::Read()
+{
+    if (Options.Guard && Count == 0) {
+        Options.Guard->Restart();
+    }
+    int code = Options.Guard && Options.Guard->IsStopped() ? AVERROR_EXIT
+                                                           : av_read_frame(Format.get(), Packet.get());
+    if (code == AVERROR_EXIT && Options.Guard && !Options.Guard->IsStopped()) {
+        code = AVERROR(ETIMEDOUT);
+    }
+    if (code < 0) {
+        Ending = code == AVERROR_EOF ? "the sender has ended" : ErrorText(code);
+    }
+    return code;
+}
+
 // Gives the decoder its next packet. Negative only when nothing more can be read.
 int VideoSource::Parts::Feed()
 {
-    const int code = av_read_frame(Format.get(), Packet.get());
+    const int code = Read();
     if (code < 0) {
         if (code != AVERROR_EOF) {
             NoteDamage(code);
@@ -204,14 +235,15 @@ VideoSource::Step VideoSource::Parts::Decode()
 VideoSource::Step VideoSource::Parts::DecodeOnly()
 {
     for (;;) {
-        const int code = avcodec_receive_frame(Codec.get(), Decoded.get());
+        const int code = avcodec_receive_frame(Codec.get(), Incoming.get());
         if (code >= 0) {
+            av_frame_unref(Decoded.get());
+            av_frame_move_ref(Decoded.get(), Incoming.get());
             TakeTime();
             DamagedSinceFrame = Draining && DamagedSinceFrame;
             ++Count;
             return Step::Frame;
         }
-        LetGoOfPicture();
         if (code == AVERROR_EOF || Draining) {
             return DamagedSinceFrame ? Step::Broken : Step::End;
         }
@@ -222,14 +254,6 @@ VideoSource::Step VideoSource::Parts::DecodeOnly()
             return Step::Broken;
         }
     }
-}
-
-// The decoder's planes are gone; a descriptor without them keeps the picture that the renderer has.
-void VideoSource::Parts::LetGoOfPicture()
-{
-    av_frame_unref(Decoded.get());
-    Info.pPlaneY = nullptr;
-    Info.pPlaneUV = nullptr;
 }
 
 void VideoSource::Parts::TakeTime()
@@ -243,15 +267,19 @@ void VideoSource::Parts::TakeTime()
         FirstTimeStamp = stamp;
     }
     Time = static_cast<double>(stamp - FirstTimeStamp) * av_q2d(Stream->time_base);
+    if (Format->start_time_realtime != AV_NOPTS_VALUE) { // an RTP sender has told
+        SentAt = static_cast<double>(Format->start_time_realtime) * 1e-6 +
+                 static_cast<double>(stamp) * av_q2d(Stream->time_base);
+    }
 }
 
-// Makes the frame descriptor of the decoded picture.
+// Says how the decoded picture goes to the renderer.
 bool VideoSource::Parts::Describe()
 {
     const auto format = static_cast<AVPixelFormat>(Decoded->format);
     const bool isYv12 = format == AV_PIX_FMT_YUV420P || format == AV_PIX_FMT_YUVJ420P;
-    const bool wantNv12 =
-        Layout == FrameLayout::Nv12 || (Layout == FrameLayout::AsDecoded && format == AV_PIX_FMT_NV12);
+    const bool wantNv12 = Options.Layout == FrameLayout::Nv12 ||
+                          (Options.Layout == FrameLayout::AsDecoded && format == AV_PIX_FMT_NV12);
     const bool direct = wantNv12 ? format == AV_PIX_FMT_NV12 : isYv12;
     const AVPixelFormat target = wantNv12 ? AV_PIX_FMT_NV12 : AV_PIX_FMT_YUV420P;
     const AVFrame* picture = direct ? Decoded.get() : Converter.Convert(*Decoded, target);
@@ -263,12 +291,15 @@ bool VideoSource::Parts::Describe()
     Info.iWidth = frame.width;
     Info.iHeight = frame.height;
     Info.uiFrameParam = PictureNumber(Time, Facts.FramesPerSecond);
-    if (wantNv12) {
+    IsLent = direct && Options.Way == Handover::Reference && CanLend(frame);
+    if (IsLent) {
+        Block = {};
+    } else if (wantNv12) {
         DescribeNv12(frame);
     } else {
         DescribeYv12(frame);
     }
-    if (Colors == ColorChoice::Tagged) {
+    if (Options.Colors == ColorChoice::Tagged) {
         Color = ColorOf(*Decoded);
     }
     ReadUprightView(*Decoded, Facts.View);
@@ -282,11 +313,14 @@ bool VideoSource::Parts::Describe()
         if (!direct) {
             Facts.Delivered += std::string(" from ") + (name != nullptr ? name : "an unnamed format");
         }
+        if (IsLent) {
+            Facts.Delivered += " by reference";
+        }
     }
     return true;
 }
 
-// The renderer takes three planes as one block without gaps; the decoder's rows have a pitch.
+// The renderer copies three planes as one block without gaps; the decoder's rows have a pitch.
 void VideoSource::Parts::DescribeYv12(const AVFrame& frame)
 {
     const auto width = static_cast<size_t>(frame.width);
@@ -323,26 +357,34 @@ void VideoSource::Parts::DescribeNv12(const AVFrame& frame)
     Info.iPitch = pitch;
 }
 
+bool VideoSource::Parts::Begin(const std::string& path, std::string& reason)
+{
+    if (!OpenFile(path, reason) || !OpenDecoder(reason)) {
+        return false;
+    }
+    if (Decode() != Step::Frame) {
+        reason = Options.Guard    ? Ending
+                 : Damage.empty() ? "it holds no picture"
+                                  : "no picture can be decoded (" + Damage + ")";
+        return false;
+    }
+    FirstHeld = true;
+    return true;
+}
+
 VideoSource::VideoSource(std::unique_ptr<Parts> parts) : m_parts(std::move(parts)) {}
 
 VideoSource::~VideoSource() = default;
 
-std::unique_ptr<VideoSource> VideoSource::Open(const std::string& path, FrameLayout layout,
-                                               ColorChoice colors, std::string& reason)
+std::unique_ptr<VideoSource> VideoSource::Open(const std::string& path, const SourceOptions& options,
+                                               std::string& reason)
 {
     av_log_set_level(AV_LOG_QUIET); // the host says in one line what is wrong
     auto parts = std::make_unique<Parts>();
-    parts->Layout = layout;
-    parts->Colors = colors;
-    if (!parts->OpenFile(path, reason) || !parts->OpenDecoder(reason)) {
+    parts->Options = options;
+    if (!parts->Begin(path, reason)) {
         return nullptr;
     }
-    if (parts->Decode() != Step::Frame) {
-        reason = parts->Damage.empty() ? "it holds no picture"
-                                       : "no picture can be decoded (" + parts->Damage + ")";
-        return nullptr;
-    }
-    parts->FirstHeld = true;
     return std::unique_ptr<VideoSource>(new VideoSource(std::move(parts)));
 }
 
@@ -351,6 +393,9 @@ VideoSource::Step VideoSource::Next()
     if (m_parts->FirstHeld) {
         m_parts->FirstHeld = false;
         return Step::Frame;
+    }
+    if (m_parts->Options.Guard) {
+        m_parts->Options.Guard->Restart();
     }
     if (m_parts->Row.TakeNext(*m_parts->Decoded, m_parts->Time)) {
         return m_parts->Describe() ? Step::Frame : Step::Broken;
@@ -390,7 +435,6 @@ bool VideoSource::Parts::GoToKeyFrame(double seconds)
         av_seek_frame(Format.get(), Stream->index, 0, AVSEEK_FLAG_BYTE) < 0) {
         return false;
     }
-    LetGoOfPicture();
     Row.Clear();
     avcodec_flush_buffers(Codec.get());
     Draining = false;
@@ -438,6 +482,11 @@ const tagYuvFrameInfo& VideoSource::Frame() const
     return m_parts->Info;
 }
 
+const AVFrame* VideoSource::Lent() const
+{
+    return m_parts->IsLent ? m_parts->Decoded.get() : nullptr;
+}
+
 const tagOvelColor& VideoSource::Color() const
 {
     return m_parts->Color;
@@ -456,4 +505,14 @@ const VideoFacts& VideoSource::Facts() const
 const std::string& VideoSource::Damage() const
 {
     return m_parts->Damage;
+}
+
+double VideoSource::SentAt() const
+{
+    return m_parts->SentAt;
+}
+
+const std::string& VideoSource::Ending() const
+{
+    return m_parts->Ending;
 }

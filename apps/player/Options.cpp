@@ -1,6 +1,8 @@
 #include "Options.h"
 
+#include "LiveCommandLine.h"
 #include "PlayerKeys.h"
+#include "SourceList.h"
 
 #include <QCommandLineParser>
 #include <QCoreApplication>
@@ -43,6 +45,17 @@ std::vector<ColorChoice> ColorsNamed(const QString& name)
         Refuse(QStringLiteral("unknown colors '%1'").arg(name));
     }
     return {ColorChoice::Tagged};
+}
+
+Handover WayNamed(const QString& name)
+{
+    if (name == QLatin1String("copy")) {
+        return Handover::Copy;
+    }
+    if (name != QLatin1String("reference")) {
+        Refuse(QStringLiteral("unknown handover '%1'").arg(name));
+    }
+    return Handover::Reference;
 }
 
 RendererChoice RendererNamed(const QString& name)
@@ -92,6 +105,10 @@ Options ReadOptions()
                                     QStringLiteral("Colors as 'tagged' in the file (default), 'plain': by "
                                                    "the renderer's own formulas, or 'mixed' (both in turn)."),
                                     QStringLiteral("colors"), QStringLiteral("tagged"));
+    const QCommandLineOption handover(
+        QStringLiteral("handover"),
+        QStringLiteral("Hand pictures over by 'reference' where they can be (default), or 'copy' all."),
+        QStringLiteral("handover"), QStringLiteral("reference"));
     const QCommandLineOption renderer(
         QStringLiteral("renderer"),
         QStringLiteral("'full', 'sub' (sub-image renderer) or 'mixed' (both in turn)."),
@@ -133,13 +150,21 @@ Options ReadOptions()
         QStringLiteral("Files that FFmpeg's libraries can read. None: a window to drop them on."));
     parser.addHelpOption();
     parser.addVersionOption();
-    parser.addOptions({layout, colors, bare, renderer, overlay, boxes, log, once, keys, fullScreen, seconds,
-                       picture, size});
+    parser.addOptions({layout, handover, colors, bare, renderer, overlay, boxes, log, once, keys, fullScreen,
+                       seconds, picture, size});
+    const LiveCommandLine live;
+    parser.addOptions(live.Options());
     parser.process(*QCoreApplication::instance());
 
     Options options;
-    options.Files = parser.positionalArguments();
+    QString reason;
+    if (!ExpandSources(parser.positionalArguments(), options.Files, reason) ||
+        !live.Read(parser, options.Live, reason)) {
+        Refuse(reason);
+    }
+    options.Statistics = live.StatisticsFileName(parser);
     options.Layout = LayoutNamed(parser.value(layout));
+    options.Way = WayNamed(parser.value(handover));
     options.Colors = ColorsNamed(parser.value(colors));
     options.Bare = parser.isSet(bare);
     options.Renderer = RendererNamed(parser.value(renderer));

@@ -1,6 +1,7 @@
 // The player's command line.
 #pragma once
 
+#include "LiveStream.h"
 #include "VideoSource.h"
 
 #include <QSize>
@@ -14,6 +15,7 @@ struct Options {
     QStringList Files;
     FrameLayout Layout = FrameLayout::AsDecoded;
     std::vector<ColorChoice> Colors{ColorChoice::Tagged}; // the files take them in turn
+    Handover Way = Handover::Reference;
     RendererChoice Renderer = RendererChoice::Full;
     bool Overlay = false;
     bool Keys = false;
@@ -23,6 +25,8 @@ struct Options {
     bool Bare = false;    // pictures only
     double Seconds = 0.0; // 0: until the user quits
     QString Boxes;        // what to read them from
+    LiveOptions Live;     // how long a live source is waited for
+    QString Statistics;   // a line per second and tile goes there
     QString Picture;      // written when the seconds are over
     QSize WindowSize{960, 571};
 };

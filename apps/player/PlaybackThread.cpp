@@ -82,6 +82,9 @@ void PlaybackThread::ShowAgain()
 
 void PlaybackThread::Run()
 {
+    if (!m_source) {
+        return;
+    }
     bool nothingLeft = false;
     while (Idle(nothingLeft)) {
         if (TakeShowAgain()) {
@@ -224,7 +227,7 @@ void PlaybackThread::HandOver()
 {
     const tagYuvFrameInfo& frame = m_source->Frame();
     m_counter.HandedOver(); // before the call: its repaint may run at once
-    if (m_frames.Show(frame, m_source->Color()) != 0) {
+    if (m_frames.Show(*m_source) != 0) {
         m_counter.Dropped();
     }
     m_position = m_source->Time();

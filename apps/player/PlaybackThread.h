@@ -24,6 +24,7 @@ struct PlaybackEvents {
 class PlaybackThread
 {
 public:
+    // Without a source it does nothing: the tile is a live stream's.
     PlaybackThread(void* renderer, std::unique_ptr<VideoSource> source, FrameCounter& counter, bool once,
                    PlaybackEvents events);
     ~PlaybackThread(); // GUI thread; waits for the thread

@@ -10,11 +10,15 @@ std::vector<OpenedFile> OpenFiles(const QStringList& files, const Options& optio
     std::vector<OpenedFile> opened;
     for (const QString& file : files) {
         std::string reason;
-        const ColorChoice colors = options.Colors[opened.size() % options.Colors.size()];
-        auto source =
-            VideoSource::Open(QFile::encodeName(file).toStdString(), options.Layout, colors, reason);
-        if (source) {
-            opened.push_back({file, std::move(source)});
+        const std::string name = QFile::encodeName(file).toStdString();
+        LiveOptions live = options.Live;
+        live.Source = {options.Layout, options.Colors[opened.size() % options.Colors.size()], options.Way};
+        if (IsLive(name)) {
+            opened.push_back({file, nullptr, live});
+            continue;
+        }
+        if (auto source = VideoSource::Open(name, live.Source, reason)) {
+            opened.push_back({file, std::move(source), live});
         } else {
             problems << QStringLiteral("cannot play %1: %2").arg(file, QString::fromStdString(reason));
         }

@@ -12,10 +12,11 @@ class QWidget;
 
 struct OpenedFile {
     QString Name;
-    std::unique_ptr<VideoSource> Source;
+    std::unique_ptr<VideoSource> Source; // null for live sources, which are opened on a thread of their own
+    LiveOptions Live;
 };
 
-// Opens the files as the options say. Each that cannot be played is left out and described in a line.
+// Opens the files as the options say. Each of them that cannot be played is left out and described in a line.
 std::vector<OpenedFile> OpenFiles(const QStringList& files, const Options& options, QStringList& problems);
 
 // What was dropped, files by their names and other addresses as they are. Empty when it is neither.

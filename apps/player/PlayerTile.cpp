@@ -2,6 +2,7 @@
 
 #include "SeekBar.h"
 
+#include <QFile>
 #include <QFileInfo>
 #include <QMouseEvent>
 #include <QPainter>
@@ -49,10 +50,12 @@ template <typename Payload> int Command(void* renderer, int code, Payload payloa
 
 } // namespace
 
-PlayerTile::PlayerTile(int rendererType, const QString& file, std::unique_ptr<VideoSource> source)
-    : m_file(file), m_canTurn(rendererType != OVEL_RENDER_SUB_IMAGE), m_waitingSource(std::move(source)),
-      m_facts(m_waitingSource->Facts()), m_renderer(Ovel_CreateEx(&rendererType, sizeof(rendererType))),
-      m_scene(QFileInfo(file).completeBaseName().left(20).toStdString(), m_facts.FramesPerSecond)
+PlayerTile::PlayerTile(int rendererType, OpenedFile file)
+    : m_file(file.Name), m_liveOptions(file.Live), m_isLive(!file.Source),
+      m_canTurn(rendererType != OVEL_RENDER_SUB_IMAGE), m_waitingSource(std::move(file.Source)),
+      m_facts(m_isLive ? VideoFacts{} : m_waitingSource->Facts()),
+      m_renderer(Ovel_CreateEx(&rendererType, sizeof(rendererType))),
+      m_scene(QFileInfo(m_file).completeBaseName().left(20).toStdString(), m_facts.FramesPerSecond)
 {
     if (m_renderer == nullptr) {
         return;
@@ -84,6 +87,7 @@ PlayerTile::~PlayerTile()
     if (m_boxes) {
         m_boxes->OnChange(nullptr);
     }
+    m_live.reset();
     m_playback.reset(); // no frame and no callback after this
     if (m_renderer != nullptr) {
         m_view->removeEventFilter(this);
@@ -102,14 +106,22 @@ void PlayerTile::Start(bool once)
         QMetaObject::invokeMethod(
             this, [this, damage] { OnBroke(damage); }, Qt::QueuedConnection);
     };
-    m_playback = std::make_unique<PlaybackThread>(m_renderer, std::move(m_waitingSource), *m_counter, once,
-                                                  std::move(events));
+    m_playback =
+        std::make_unique<PlaybackThread>(m_renderer, std::move(m_waitingSource), *m_counter, once, events);
+    if (m_isLive) {
+        Command(m_renderer, OVELCMD_SET_DRAW_CALLBACK, tagOvelDrawCallback{&PlayerTile::Draw, this});
+        m_live = std::make_unique<LiveStream>(m_renderer, QFile::encodeName(m_file).toStdString(),
+                                              m_liveOptions, *m_counter, m_loss, events.SizeChanged);
+    }
 }
 
 void PlayerTile::OnSizeChanged(const VideoFacts& facts)
 {
     m_facts = facts;
-    m_seekBar->SetDuration(facts.Duration);
+    m_seekBar->SetDuration(m_isLive ? 0.0 : facts.Duration);
+    if (m_boxes) {
+        m_boxes->SetRate(facts.FramesPerSecond);
+    }
     ApplyView();
 }
 
@@ -129,13 +141,21 @@ void PlayerTile::SetSelected(bool selected)
 void PlayerTile::TogglePause()
 {
     m_paused = !m_paused;
+    PauseThreads();
+}
+
+void PlayerTile::PauseThreads()
+{
     m_playback->SetPaused(m_paused || m_asleep);
+    if (m_live) {
+        m_live->SetPaused(m_paused || m_asleep);
+    }
 }
 
 void PlayerTile::SetAsleep(bool asleep)
 {
     m_asleep = asleep;
-    m_playback->SetPaused(m_paused || m_asleep);
+    PauseThreads();
 }
 
 void PlayerTile::SeekBy(double seconds)
@@ -193,6 +213,9 @@ void PlayerTile::ResetZoom()
 void PlayerTile::ToggleOverlay()
 {
     m_overlay = !m_overlay;
+    if (m_isLive) {
+        return; // its callback asks
+    }
     if (m_overlay) {
         Command(m_renderer, OVELCMD_SET_DRAW_CALLBACK, tagOvelDrawCallback{&PlayerTile::Draw, this});
         if (m_playback) {
@@ -222,15 +245,17 @@ void PlayerTile::OnBoxes()
     }
 }
 
+// On the thread that hands frames over, or on the GUI thread.
 int PlayerTile::Draw(int, __tagQDrawCallbackInfo* info, int, void* user)
 {
     auto* tile = static_cast<PlayerTile*>(user);
-    if (tile->m_boxes) {
+    if (tile->m_overlay && tile->m_boxes) {
         tile->m_boxes->Draw(*info);
     }
-    if (tile->m_hasScene) {
+    if (tile->m_overlay && tile->m_hasScene) {
         tile->m_scene.Draw(*info);
     }
+    tile->m_loss.Send(*info);
     return 0;
 }
 
@@ -305,6 +330,9 @@ QString PlayerTile::TitleText() const
 // Paused, the very picture counts.
 QString PlayerTile::PlaceText() const
 {
+    if (m_live) {
+        return NameOf(m_live->Figures().State);
+    }
     const QString place = ClockText(m_playback->Position(), m_paused);
     return m_facts.Duration > 0.0 ? place + QStringLiteral(" / ") + ClockText(m_facts.Duration) : place;
 }
@@ -316,6 +344,11 @@ QString PlayerTile::MotionText() const
         text += QStringLiteral("  speed %1").arg(Speeds[m_speed]);
     }
     return text;
+}
+
+TileFigures PlayerTile::Figures() const
+{
+    return {m_file, m_counter, m_live.get()};
 }
 
 QString PlayerTile::SummaryText() const

@@ -2,8 +2,12 @@
 #pragma once
 
 #include "BoxBoard.h"
+#include "LiveStream.h"
+#include "LossLabel.h"
 #include "OverlayScene.h"
 #include "PlaybackThread.h"
+#include "PlayerFiles.h"
+#include "StatisticsFile.h"
 #include "ViewState.h"
 
 #include <QPoint>
@@ -17,7 +21,7 @@ class SeekBar;
 class PlayerTile : public QWidget
 {
 public:
-    PlayerTile(int rendererType, const QString& file, std::unique_ptr<VideoSource> source);
+    PlayerTile(int rendererType, OpenedFile file);
     ~PlayerTile() override;
 
     bool IsReady() const { return m_renderer != nullptr; }
@@ -45,6 +49,7 @@ public:
     bool IsPaused() const { return m_paused; }
     QString StatusText();
     QString SummaryText() const;
+    TileFigures Figures() const;
     qint64 Shown() const { return m_counter->Shown(); }
     qint64 Dropped() const { return m_counter->DroppedSoFar(); }
 
@@ -53,6 +58,7 @@ public:
 private:
     static constexpr int NormalSpeed = 3; // rung of the ladder
 
+    void PauseThreads();
     void OnSizeChanged(const VideoFacts& facts);
     void OnBroke(const std::string& damage);
     static int Draw(int reserved, __tagQDrawCallbackInfo* info, int length, void* user);
@@ -69,6 +75,8 @@ private:
     void ReleaseAt(const QMouseEvent& event);
 
     const QString m_file;
+    const LiveOptions m_liveOptions;
+    const bool m_isLive;
     const bool m_canTurn;                         // the sub-image renderer always fills the tile upright
     std::unique_ptr<VideoSource> m_waitingSource; // until Start
     VideoFacts m_facts;
@@ -82,11 +90,13 @@ private:
     OverlayScene m_scene;
     bool m_hasScene = true;
     std::shared_ptr<BoxBoard> m_boxes; // may be null
-    bool m_overlay = false;
+    LossLabel m_loss;
+    std::atomic<bool> m_overlay{false};
     bool m_paused = false;
     int m_speed = NormalSpeed;
     SeekBar* m_seekBar = nullptr;
     bool m_asleep = false;
     bool m_broke = false;
     std::unique_ptr<PlaybackThread> m_playback;
+    std::unique_ptr<LiveStream> m_live; // null for files
 };

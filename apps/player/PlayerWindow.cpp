@@ -18,6 +18,7 @@ namespace
 {
 
 constexpr int StatusIntervalMs = 500;
+constexpr int RecordIntervalMs = 1000;
 constexpr int NoticeMs = 3000;
 constexpr int AnswerMs = 120;
 constexpr double SeekSeconds = 5.0;
@@ -48,6 +49,7 @@ PlayerWindow::PlayerWindow(const Options& options)
         m_cpuPercent = m_meter.CpuPercent();
         UpdateStatus();
     });
+    QObject::connect(&m_recordTimer, &QTimer::timeout, this, [this] { WriteStatistics(); });
     setAcceptDrops(true);
     resize(options.WindowSize);
 }
@@ -74,8 +76,7 @@ bool PlayerWindow::Add(OpenedFile file)
     const size_t index = m_tiles.size();
     const bool sub = m_options.Renderer == RendererChoice::Sub ||
                      (m_options.Renderer == RendererChoice::Mixed && index % 2 == 1);
-    auto tile = std::make_unique<PlayerTile>(sub ? OVEL_RENDER_SUB_IMAGE : OVEL_RENDER_FULL, file.Name,
-                                             std::move(file.Source));
+    auto tile = std::make_unique<PlayerTile>(sub ? OVEL_RENDER_SUB_IMAGE : OVEL_RENDER_FULL, std::move(file));
     if (!tile->IsReady()) {
         return false;
     }
@@ -158,6 +159,9 @@ void PlayerWindow::Begin()
         show();
     }
     m_statusTimer.start(StatusIntervalMs);
+    if (!m_options.Statistics.isEmpty() && m_record.Open(m_options.Statistics)) {
+        m_recordTimer.start(RecordIntervalMs);
+    }
     if (m_options.Seconds > 0.0) {
         QTimer::singleShot(static_cast<int>(m_options.Seconds * 1000.0), this, [this] { Finish(); });
     }
@@ -368,6 +372,15 @@ void PlayerWindow::resizeEvent(QResizeEvent* event)
 {
     QWidget::resizeEvent(event);
     m_keys->Centre();
+}
+
+void PlayerWindow::WriteStatistics()
+{
+    std::vector<TileFigures> figures;
+    for (const PlayerTile* tile : m_tiles) {
+        figures.push_back(tile->Figures());
+    }
+    m_record.Write(figures);
 }
 
 void PlayerWindow::Finish()

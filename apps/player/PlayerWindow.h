@@ -6,6 +6,7 @@
 #include "Options.h"
 #include "PlayerFiles.h"
 #include "PlayerTile.h"
+#include "StatisticsFile.h"
 
 #include <QTimer>
 #include <QWidget>
@@ -51,6 +52,7 @@ private:
     void ToggleFullScreen();
     void Say(const QString& notice);
     void UpdateStatus();
+    void WriteStatistics();
     void Finish();
 
     const Options m_options;
@@ -64,6 +66,8 @@ private:
     QLabel* m_hint; // in the place of tiles
     KeyPanel* m_keys;
     QTimer m_statusTimer;
+    QTimer m_recordTimer;
+    StatisticsFile m_record;
     QString m_notice;
     QElapsedTimer m_noticeAge;
     double m_cpuPercent = 0.0;

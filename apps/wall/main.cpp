@@ -1,4 +1,6 @@
 // Many small videos at once: 16 to 64 tiles fed by a pool of fewer decoder threads.
+#include "LiveCommandLine.h"
+#include "SourceList.h"
 #include "WallWindow.h"
 
 #include <QApplication>
@@ -40,7 +42,7 @@ bool RasterisesInSoftware()
 
 // What the tiles option says: how many, how, or both when it is given twice.
 struct TileChoice {
-    int Count = 16;
+    int Count = 0; // 0: as the sources are
     QString Way = QStringLiteral("auto");
     bool IsValid = true;
 
@@ -65,7 +67,44 @@ struct TileChoice {
                (Way == QLatin1String("auto") && QGuiApplication::platformName() == QLatin1String("xcb") &&
                 RasterisesInSoftware());
     }
+    // One tile per source of a list, and per live source: opened twice it would be two connections.
+    int CountFor(const QStringList& sources, bool isList) const
+    {
+        const bool oneEach = isList || std::any_of(sources.begin(), sources.end(), [](const QString& source) {
+                                 return IsLive(source.toStdString());
+                             });
+        return Count > 0 ? Count : oneEach ? std::min(static_cast<int>(sources.size()), MostTiles) : 16;
+    }
 };
+
+// Puts the sources into the tiles in turn; the exit code, 0 when all is well.
+int Fill(WallWindow& window, const QStringList& sources, int count, const LiveOptions& options)
+{
+    for (int index = 0; index < count; ++index) {
+        const QString& source = sources[index % sources.size()];
+        const std::string name = QFile::encodeName(source).toStdString();
+        std::unique_ptr<VideoSource> file;
+        if (!IsLive(name)) {
+            std::string reason;
+            file = VideoSource::Open(name, options.Source, reason);
+            if (!file) {
+                std::fprintf(stderr, "wall: cannot play %s: %s\n", qPrintable(source), reason.c_str());
+                return ExitUnreadable;
+            }
+        }
+        if (file ? !window.Add(source, std::move(file)) : !window.AddLive(source, options)) {
+            std::fprintf(stderr, "wall: the library gave no renderer\n");
+            return 1;
+        }
+    }
+    return 0;
+}
+
+int Refuse(const QString& reason)
+{
+    std::fprintf(stderr, "wall: %s\n", qPrintable(reason));
+    return 1;
+}
 
 } // namespace
 
@@ -85,7 +124,9 @@ int main(int argc, char** argv)
         QStringLiteral("tiles"),
         QStringLiteral(
             "Number of tiles, 1 to 64, or how they are shown: native (each a window of its own), shared "
-            "(all in one) or auto (native without a GPU). Twice for both. Default: 16, auto."),
+            "(all in one) or auto (native without a GPU). Twice for both. Default: 16, or one for each "
+            "source "
+            "of a list and each live source; auto."),
         QStringLiteral("number|way"));
     const QCommandLineOption threads(QStringLiteral("threads"),
                                      QStringLiteral("Decoder threads. Default: one per core."),
@@ -105,15 +146,21 @@ int main(int argc, char** argv)
         QStringLiteral("Draw the boxes that a detector writes as JSON lines to a file or named pipe, or, for "
                        "-, to standard input; tiles are counted from 1."),
         QStringLiteral("file"));
+    const LiveCommandLine live;
     QCommandLineParser parser;
     parser.setApplicationDescription(
-        QStringLiteral("Plays the files side by side on a wall of tiles, again and again. "
-                       "Click a tile to enlarge it, Q quits."));
-    parser.addPositionalArgument(QStringLiteral("FILE..."),
-                                 QStringLiteral("Video files; the tiles take them in turn."));
+        QStringLiteral("Plays the files side by side on a wall of tiles, again and again, and shows live "
+                       "sources as they come. Click a tile to enlarge it, Q quits."));
+    parser.addPositionalArgument(
+        QStringLiteral("FILE|URL|LIST..."),
+        QStringLiteral(
+            "Video files, the tiles take them in turn; live sources (rtsp://, http://, udp:// and so "
+            "on, /dev/video0, a session's .sdp); .txt files that name such, one a line, # for "
+            "comments."));
     parser.addHelpOption();
     parser.addVersionOption();
     parser.addOptions({tiles, threads, colors, boxes, seconds, picture});
+    parser.addOptions(live.Options());
     parser.process(*application);
 
     const QStringList files = parser.positionalArguments();
@@ -121,51 +168,43 @@ int main(int argc, char** argv)
         std::fprintf(stderr, "wall: no file given (--help lists what there is)\n");
         return 1;
     }
-    const bool isPlain = parser.value(colors) == QLatin1String("plain");
-    if (!isPlain && parser.value(colors) != QLatin1String("tagged")) {
-        std::fprintf(stderr, "wall: unknown colors '%s'\n", qPrintable(parser.value(colors)));
-        return 1;
+    QStringList sources;
+    LiveOptions options;
+    QString reason;
+    if (!ExpandSources(files, sources, reason) || !live.Read(parser, options, reason)) {
+        return Refuse(reason);
+    }
+    if (parser.value(colors) == QLatin1String("plain")) {
+        options.Source.Colors = ColorChoice::Plain;
+    } else if (parser.value(colors) != QLatin1String("tagged")) {
+        return Refuse(QStringLiteral("unknown colors '%1'").arg(parser.value(colors)));
     }
     if (!HasOpenGl()) {
         return ExitNoOpenGl;
     }
     const TileChoice choice(parser.values(tiles));
     if (!choice.IsValid) {
-        std::fprintf(stderr, "wall: --tiles takes a number, native, shared or auto\n");
-        return 1;
+        return Refuse(QStringLiteral("--tiles takes a number, native, shared or auto"));
     }
-    const int count = choice.Count;
-    std::vector<std::unique_ptr<VideoSource>> sources;
-    for (int index = 0; index < count; ++index) {
-        const QString& file = files[index % files.size()];
-        std::string reason;
-        sources.push_back(VideoSource::Open(QFile::encodeName(file).toStdString(), FrameLayout::AsDecoded,
-                                            isPlain ? ColorChoice::Plain : ColorChoice::Tagged, reason));
-        if (!sources.back()) {
-            std::fprintf(stderr, "wall: cannot play %s: %s\n", qPrintable(file), reason.c_str());
-            return ExitUnreadable;
-        }
-    }
-    QString reason;
     auto feed = parser.isSet(boxes) ? BoxFeed::Open(parser.value(boxes), reason) : nullptr;
     if (!reason.isEmpty()) {
-        std::fprintf(stderr, "wall: cannot read boxes from %s: %s\n", qPrintable(parser.value(boxes)),
-                     qPrintable(reason));
-        return ExitUnreadable;
+        return Refuse(QStringLiteral("cannot read boxes from %1: %2").arg(parser.value(boxes), reason));
     }
-    int code = 1;
+    const int count = choice.CountFor(sources, sources != files);
+    int code = 0;
     {
         WallWindow window(count, QSize(1200, 720), choice.AreNative());
-        const bool ready = std::all_of(sources.begin(), sources.end(),
-                                       [&](auto& source) { return window.Add(std::move(source)); });
-        if (ready) {
-            window.SetBoxes(std::move(feed));
+        if (feed) {
+            window.SetBoxes(std::move(feed), count);
+        }
+        const QString record = live.StatisticsFileName(parser);
+        code = record.isEmpty() || window.RecordStatistics(record) ? 0 : 1;
+        code = code == 0 ? Fill(window, sources, count, options) : code;
+        if (code == 0) {
             window.Begin(NumberOf(parser, threads, 1, count), parser.value(seconds).toDouble(),
                          parser.value(picture));
             code = QApplication::exec();
             window.PrintReport();
-        } else {
-            std::fprintf(stderr, "wall: the library gave no renderer\n");
         }
     }
     QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
