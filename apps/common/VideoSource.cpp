@@ -78,6 +78,7 @@ struct VideoSource::Parts {
     int64_t FirstTimeStamp = AV_NOPTS_VALUE;
     double Time = 0.0;
     bool Draining = false;
+    bool AwaitsKeyFrame = false; // after a seek: the pictures before it lack what they refer to
     bool DamagedSinceFrame = false;
     bool FirstHeld = false; // Open has decoded a picture that Next has not given yet
     uint32_t Count = 0;
@@ -87,6 +88,7 @@ struct VideoSource::Parts {
     Step Decode();
     Step DecodeOnly();
     bool GoToKeyFrame(double seconds);
+    bool GoBefore(double seconds);
     double MeasureDuration() const;
     int Read();
     int Feed();
@@ -139,6 +141,7 @@ bool VideoSource::Parts::OpenDecoder(std::string& reason)
     if (code >= 0) {
         Codec->thread_count = 1; // the host's own thread is the decoder thread
         Codec->flags |= Options.Guard ? AV_CODEC_FLAG_LOW_DELAY : 0;
+        Codec->flags2 |= TakesUnits(*Format, decoder->id) ? AV_CODEC_FLAG2_CHUNKS : 0;
         Codec->pkt_timebase = Stream->time_base;
         code = avcodec_open2(Codec.get(), decoder, nullptr);
     }
@@ -204,7 +207,9 @@ int VideoSource::Parts::Feed()
         Draining = true;
         return avcodec_send_packet(Codec.get(), nullptr);
     }
-    if (Packet->stream_index == Stream->index) {
+    const bool isKeyFrame = (Packet->flags & AV_PKT_FLAG_KEY) != 0;
+    AwaitsKeyFrame = AwaitsKeyFrame && !(Packet->stream_index == Stream->index && isKeyFrame);
+    if (Packet->stream_index == Stream->index && !AwaitsKeyFrame) {
         const bool cut = (Packet->flags & AV_PKT_FLAG_CORRUPT) != 0;
         const int sent = avcodec_send_packet(Codec.get(), Packet.get());
         if (sent < 0 && sent != AVERROR(EAGAIN)) {
@@ -286,7 +291,7 @@ bool VideoSource::Parts::Describe()
     Info = tagYuvFrameInfo{};
     Info.iWidth = frame.width;
     Info.iHeight = frame.height;
-    Info.uiFrameParam = static_cast<uint32_t>(std::lround(Time * Facts.FramesPerSecond));
+    Info.uiFrameParam = PictureNumber(Time, Facts.FramesPerSecond);
     IsLent = direct && Options.Way == Handover::Reference && CanLend(frame);
     if (IsLent) {
         Block = {};
@@ -404,27 +409,25 @@ VideoSource::Step VideoSource::Previous()
 {
     Parts& parts = *m_parts;
     const double present = parts.Time;
+    if (present <= 0.0) {
+        return Step::End;
+    }
     parts.FirstHeld = false;
-    bool found = parts.Row.TakeBefore(present, *parts.Decoded, parts.Time);
-    // Where the key frame before the present picture shows later than the one before, an earlier one serves.
-    for (double reach = 0.5 / parts.Facts.FramesPerSecond; !found; reach = 4.0 * reach + 1.0) {
-        if (!parts.GoToKeyFrame(std::max(0.0, present - reach))) {
+    if (!parts.Row.TakeBefore(present, *parts.Decoded, parts.Time)) {
+        if (!parts.GoBefore(present - 0.5 / parts.Facts.FramesPerSecond)) {
             return Step::End;
         }
-        bool isThere = false;
-        while (!isThere && parts.DecodeOnly() == Step::Frame) {
+        do {
             parts.Row.Append(*parts.Decoded, parts.Time);
-            isThere = !PictureRow::IsBefore(parts.Time, present);
-        }
-        found = parts.Row.TakeBefore(present, *parts.Decoded, parts.Time);
-        if (!found && reach >= present) {
-            return isThere && !parts.Describe() ? Step::Broken : Step::End;
+        } while (PictureRow::IsBefore(parts.Time, present) && parts.DecodeOnly() == Step::Frame);
+        if (!parts.Row.TakeBefore(present, *parts.Decoded, parts.Time)) {
+            return parts.Describe() ? Step::End : Step::Broken; // the first one that can be decoded
         }
     }
     return parts.Describe() ? Step::Frame : Step::Broken;
 }
 
-// Before the picture of that time, as far as it takes for a decoder to begin.
+// To where the file thinks that a decoder may begin for the picture of that time.
 bool VideoSource::Parts::GoToKeyFrame(double seconds)
 {
     const int64_t first = FirstTimeStamp == AV_NOPTS_VALUE ? 0 : FirstTimeStamp;
@@ -437,25 +440,42 @@ bool VideoSource::Parts::GoToKeyFrame(double seconds)
     avcodec_flush_buffers(Codec.get());
     Draining = false;
     DamagedSinceFrame = false;
+    AwaitsKeyFrame = true;
     Count = 0;
     Time = 0.0;
     return true;
 }
 
+// Decodes the first picture of a pass that begins at or before that time. Some files are wrong about where:
+// their key frame may show later, or lie further on; then an earlier one serves.
+bool VideoSource::Parts::GoBefore(double seconds)
+{
+    double from = std::max(0.0, seconds);
+    for (double reach = 1.0; GoToKeyFrame(from); reach *= 4.0) {
+        const bool hasPicture = DecodeOnly() == Step::Frame;
+        if (from < 0.0 || (hasPicture && Time <= seconds)) {
+            return hasPicture;
+        }
+        // Below 0 at last: what is sought by time of decoding begins before the first picture shows.
+        from = from > 0.0 ? std::max(0.0, seconds - reach) : -1.0;
+    }
+    return false;
+}
+
 bool VideoSource::SeekTo(double seconds)
 {
     Parts& parts = *m_parts;
-    if (!parts.GoToKeyFrame(seconds)) {
+    const double tolerance = 0.5 / parts.Facts.FramesPerSecond;
+    if (!parts.GoBefore(seconds + tolerance)) {
         return false;
     }
-    const double tolerance = 0.5 / parts.Facts.FramesPerSecond;
-    while (parts.DecodeOnly() == Step::Frame) {
-        if (parts.Time + tolerance >= seconds) {
-            parts.FirstHeld = parts.Describe();
-            return parts.FirstHeld;
+    while (parts.Time + tolerance < seconds) {
+        if (parts.DecodeOnly() != Step::Frame) {
+            return false;
         }
     }
-    return false;
+    parts.FirstHeld = parts.Describe();
+    return parts.FirstHeld;
 }
 
 const tagYuvFrameInfo& VideoSource::Frame() const

@@ -6,6 +6,8 @@
 
 #include <OvelInterface.h>
 
+#include <algorithm>
+#include <cmath>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -35,6 +37,12 @@ struct VideoFacts {
     std::string Codec;
     std::string Delivered; // how the pictures reach the renderer
 };
+
+// The number that a picture of that time goes to the renderer with.
+inline uint32_t PictureNumber(double seconds, double framesPerSecond)
+{
+    return static_cast<uint32_t>(std::llround(std::max(0.0, seconds) * framesPerSecond));
+}
 
 struct AVFrame;
 

@@ -24,6 +24,7 @@ struct Options {
     bool FullScreen = false;
     bool Bare = false;    // pictures only
     double Seconds = 0.0; // 0: until the user quits
+    QString Boxes;        // what to read them from
     LiveOptions Live;     // how long a live source is waited for
     QString Statistics;   // a line per second and tile goes there
     QString Picture;      // written when the seconds are over

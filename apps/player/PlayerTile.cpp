@@ -84,6 +84,9 @@ PlayerTile::PlayerTile(int rendererType, OpenedFile file)
 
 PlayerTile::~PlayerTile()
 {
+    if (m_boxes) {
+        m_boxes->OnChange(nullptr);
+    }
     m_live.reset();
     m_playback.reset(); // no frame and no callback after this
     if (m_renderer != nullptr) {
@@ -106,28 +109,19 @@ void PlayerTile::Start(bool once)
     m_playback =
         std::make_unique<PlaybackThread>(m_renderer, std::move(m_waitingSource), *m_counter, once, events);
     if (m_isLive) {
-        Command(m_renderer, OVELCMD_SET_DRAW_CALLBACK, tagOvelDrawCallback{&PlayerTile::DrawLive, this});
+        Command(m_renderer, OVELCMD_SET_DRAW_CALLBACK, tagOvelDrawCallback{&PlayerTile::Draw, this});
         m_live = std::make_unique<LiveStream>(m_renderer, QFile::encodeName(m_file).toStdString(),
                                               m_liveOptions, *m_counter, m_loss, events.SizeChanged);
     }
-}
-
-// On the stream's thread, or on the GUI thread.
-int PlayerTile::DrawLive(int reserved, __tagQDrawCallbackInfo* info, int length, void* user)
-{
-    auto* tile = static_cast<PlayerTile*>(user);
-    tile->m_loss.Send(*info);
-    if (tile->m_overlay) {
-        const tagOvelDrawCallback scene = tile->m_scene.Payload();
-        scene.pfnDrawCallback(reserved, info, length, scene.pUser);
-    }
-    return 0;
 }
 
 void PlayerTile::OnSizeChanged(const VideoFacts& facts)
 {
     m_facts = facts;
     m_seekBar->SetDuration(m_isLive ? 0.0 : facts.Duration);
+    if (m_boxes) {
+        m_boxes->SetRate(facts.FramesPerSecond);
+    }
     ApplyView();
 }
 
@@ -223,13 +217,53 @@ void PlayerTile::ToggleOverlay()
         return; // its callback asks
     }
     if (m_overlay) {
-        Command(m_renderer, OVELCMD_SET_DRAW_CALLBACK, m_scene.Payload());
+        Command(m_renderer, OVELCMD_SET_DRAW_CALLBACK, tagOvelDrawCallback{&PlayerTile::Draw, this});
         if (m_playback) {
             m_playback->ShowAgain();
         }
     } else {
         Command(m_renderer, OVELCMD_SET_STOPDRAW_PARA, int32_t{1});
         Ovel_ClearDraw(m_renderer); // takes the callback away and keeps the picture
+    }
+}
+
+void PlayerTile::SetBoxes(std::shared_ptr<BoxBoard> boxes, bool withScene)
+{
+    m_boxes = std::move(boxes);
+    m_hasScene = withScene;
+    m_boxes->OnChange([this] {
+        QMetaObject::invokeMethod(
+            this, [this] { OnBoxes(); }, Qt::QueuedConnection);
+    });
+}
+
+// While playing the next picture brings them.
+void PlayerTile::OnBoxes()
+{
+    if (m_overlay && m_paused && m_playback) {
+        m_playback->ShowAgain();
+    }
+}
+
+// On the thread that hands frames over, or on the GUI thread.
+int PlayerTile::Draw(int, __tagQDrawCallbackInfo* info, int, void* user)
+{
+    auto* tile = static_cast<PlayerTile*>(user);
+    if (tile->m_overlay && tile->m_boxes) {
+        tile->m_boxes->Draw(*info);
+    }
+    if (tile->m_overlay && tile->m_hasScene) {
+        tile->m_scene.Draw(*info);
+    }
+    tile->m_loss.Send(*info);
+    return 0;
+}
+
+void PlayerTile::GiveView()
+{
+    m_scene.SetView(m_state, m_view->size());
+    if (m_boxes) {
+        m_boxes->SetView(m_state, m_view->size());
     }
 }
 
@@ -250,7 +284,7 @@ void PlayerTile::ApplyView()
 {
     Command(m_renderer, OVELCMD_SET_VIDEO_ROTATE, m_state.RotatePayload());
     ApplyGeometry();
-    m_scene.SetView(m_state, m_view->size());
+    GiveView();
     if (m_overlay && m_paused && m_playback) {
         m_playback->ShowAgain(); // overlays lie where the last frame had them
     }
@@ -260,7 +294,7 @@ void PlayerTile::ApplyView()
 void PlayerTile::ApplyZoom()
 {
     Command(m_renderer, OVELCMD_SET_EZOOM_AREA, m_state.Zoom);
-    m_scene.SetView(m_state, m_view->size());
+    GiveView();
     if (m_overlay && m_paused) {
         m_playback->ShowAgain();
     }
@@ -378,7 +412,7 @@ bool PlayerTile::eventFilter(QObject* watched, QEvent* event)
     switch (event->type()) {
     case QEvent::Resize:
         ApplyGeometry();
-        m_scene.SetView(m_state, m_view->size());
+        GiveView();
         m_seekBar->FollowView();
         break;
     case QEvent::Leave:

@@ -1,6 +1,7 @@
 // One video window: renderer, decoder thread, view and mouse.
 #pragma once
 
+#include "BoxBoard.h"
 #include "LiveStream.h"
 #include "LossLabel.h"
 #include "OverlayScene.h"
@@ -24,6 +25,8 @@ public:
     ~PlayerTile() override;
 
     bool IsReady() const { return m_renderer != nullptr; }
+    double FramesPerSecond() const { return m_facts.FramesPerSecond; }
+    void SetBoxes(std::shared_ptr<BoxBoard> boxes, bool withScene); // before overlays are on
     void Start(bool once);
 
     std::function<void()> Clicked;
@@ -55,10 +58,12 @@ public:
 private:
     static constexpr int NormalSpeed = 3; // rung of the ladder
 
-    static int DrawLive(int reserved, __tagQDrawCallbackInfo* info, int length, void* tile);
     void PauseThreads();
     void OnSizeChanged(const VideoFacts& facts);
     void OnBroke(const std::string& damage);
+    static int Draw(int reserved, __tagQDrawCallbackInfo* info, int length, void* user);
+    void OnBoxes();
+    void GiveView();
     void ApplyGeometry();
     void ApplyZoom();
     void ApplyView();
@@ -83,6 +88,8 @@ private:
     bool m_dragging = false;
     ViewState m_state;
     OverlayScene m_scene;
+    bool m_hasScene = true;
+    std::shared_ptr<BoxBoard> m_boxes; // may be null
     LossLabel m_loss;
     std::atomic<bool> m_overlay{false};
     bool m_paused = false;

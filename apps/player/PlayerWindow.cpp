@@ -96,6 +96,7 @@ bool PlayerWindow::Play(std::vector<OpenedFile> files)
         std::all_of(files.begin(), files.end(), [this](OpenedFile& file) { return Add(std::move(file)); });
     m_hint->setVisible(m_tiles.empty());
     ShowGrid();
+    GiveBoxes();
     for (PlayerTile* tile : m_tiles) {
         StartTile(*tile);
     }
@@ -103,9 +104,29 @@ bool PlayerWindow::Play(std::vector<OpenedFile> files)
     return isReady;
 }
 
+void PlayerWindow::SetBoxes(std::unique_ptr<BoxFeed> boxes)
+{
+    m_boxes = std::move(boxes);
+}
+
+void PlayerWindow::GiveBoxes()
+{
+    if (!m_boxes) {
+        return;
+    }
+    std::vector<double> rates;
+    for (const PlayerTile* tile : m_tiles) {
+        rates.push_back(tile->FramesPerSecond());
+    }
+    const auto boards = m_boxes->MakeBoards(rates);
+    for (size_t index = 0; index < m_tiles.size(); ++index) {
+        m_tiles[index]->SetBoxes(boards[index], m_options.Overlay);
+    }
+}
+
 void PlayerWindow::StartTile(PlayerTile& tile)
 {
-    if (m_options.Overlay) {
+    if (m_options.Overlay || m_boxes) {
         tile.ToggleOverlay();
     }
     tile.Start(m_options.Once);

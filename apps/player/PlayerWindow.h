@@ -1,6 +1,7 @@
 // The player's window: a grid of tiles, the status line, the keys.
 #pragma once
 
+#include "BoxFeed.h"
 #include "HostTools.h"
 #include "Options.h"
 #include "PlayerFiles.h"
@@ -24,6 +25,7 @@ public:
 
     // Plays these instead of what there is. False when a renderer could not be made.
     bool Play(std::vector<OpenedFile> files);
+    void SetBoxes(std::unique_ptr<BoxFeed> boxes); // before Play
     void Begin();
     void PrintReport() const;
 
@@ -38,6 +40,7 @@ private:
     bool Add(OpenedFile file);
     void StartTile(PlayerTile& tile);
     void RemoveTiles();
+    void GiveBoxes();
     void Open(const QStringList& files);
     void Select(size_t tile);
     void ShowGrid();
@@ -57,6 +60,7 @@ private:
     std::vector<PlayerTile*> m_tiles; // owned by the window
     size_t m_selected = 0;
     bool m_alone = false;
+    std::unique_ptr<BoxFeed> m_boxes; // may be null
     QGridLayout* m_grid;
     QLabel* m_status;
     QLabel* m_hint; // in the place of tiles

@@ -22,7 +22,15 @@ int Play(const Options& options)
     if (!problems.isEmpty()) {
         return ExitUnreadable;
     }
+    QString reason;
+    auto boxes = options.Boxes.isEmpty() ? nullptr : BoxFeed::Open(options.Boxes, reason);
+    if (!reason.isEmpty()) {
+        std::fprintf(stderr, "player: cannot read boxes from %s: %s\n", qPrintable(options.Boxes),
+                     qPrintable(reason));
+        return ExitUnreadable;
+    }
     PlayerWindow window(options);
+    window.SetBoxes(std::move(boxes));
     if (!window.Play(std::move(files))) {
         std::fprintf(stderr, "player: the library gave no renderer\n");
         return 1;

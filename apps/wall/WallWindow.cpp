@@ -50,6 +50,9 @@ void TileCaption::SetText(const QString& text)
 int TileCaption::Draw(int, __tagQDrawCallbackInfo* info, int, void* user)
 {
     auto* caption = static_cast<TileCaption*>(user);
+    if (caption->Boxes) {
+        caption->Boxes->Draw(*info);
+    }
     const std::lock_guard<std::mutex> lock(caption->m_mutex);
     if (caption->m_label.szText[0] != '\0') {
         info->pfnDrawToRender(&caption->m_label, sizeof(caption->m_label), info->pRender);
@@ -103,6 +106,9 @@ WallWindow::Tile* WallWindow::AddTile(const QString& name)
     Tile tile{name, renderer, view};
     tile.Counter = new FrameCounter(view);
     tile.Caption = std::make_unique<TileCaption>();
+    if (m_tiles.size() < m_boards.size()) {
+        tile.Caption->Boxes = m_boards[m_tiles.size()];
+    }
     tagOvelDrawCallback callback = tile.Caption->Payload();
     Ovel_SetParam(renderer, OVELCMD_SET_DRAW_CALLBACK, &callback, sizeof(callback));
     view->installEventFilter(this);
@@ -147,6 +153,13 @@ bool WallWindow::AddLive(const QString& url, const LiveOptions& options)
     return true;
 }
 
+void WallWindow::SetBoxes(std::unique_ptr<BoxFeed> boxes, int tiles)
+{
+    m_boxes = std::move(boxes);
+    m_boards =
+        m_boxes->MakeBoards(std::vector<double>(static_cast<size_t>(tiles), VideoFacts{}.FramesPerSecond));
+}
+
 void WallWindow::Begin(int threads, double seconds, const QString& picture)
 {
     m_threads = threads;
@@ -173,6 +186,10 @@ void WallWindow::Place(const Tile& tile)
     tagQRECT place = state.Destination(tile.View->size(), display);
     Ovel_SetParam(tile.Renderer, OVELCMD_SET_VIDEO_ROTATE, &turn, sizeof(turn));
     Ovel_SetParam(tile.Renderer, OVELCMD_SET_DRAW_DST_RECT, &place, sizeof(place));
+    if (tile.Caption->Boxes) {
+        tile.Caption->Boxes->SetRate(tile.Facts.FramesPerSecond);
+        tile.Caption->Boxes->SetView(state, tile.View->size());
+    }
 }
 
 void WallWindow::Enlarge(const QWidget* view)

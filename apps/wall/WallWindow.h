@@ -1,6 +1,7 @@
 // The wall: a grid of tiles with a line of statistics each; a click enlarges one.
 #pragma once
 
+#include "BoxFeed.h"
 #include "DecoderPool.h"
 #include "HostTools.h"
 #include "LiveStream.h"
@@ -19,12 +20,13 @@
 class QGridLayout;
 class QLabel;
 
-// The statistics line of a tile and what it says while its source is lost, pushed with every frame.
+// The statistics line of a tile, its boxes, and what it says while its source is lost, pushed with every frame.
 class TileCaption
 {
 public:
     tagOvelDrawCallback Payload();
     void SetText(const QString& text); // GUI thread
+    std::shared_ptr<BoxBoard> Boxes;   // drawn with it, may be null; set before the first frame
     LossLabel& Loss() { return m_loss; }
 
 private:
@@ -46,6 +48,7 @@ public:
     // False when no renderer could be made.
     bool Add(const QString& name, std::unique_ptr<VideoSource> file);
     bool AddLive(const QString& url, const LiveOptions& options);
+    void SetBoxes(std::unique_ptr<BoxFeed> boxes, int tiles); // before the tiles
     bool RecordStatistics(const QString& file) { return m_record.Open(file); }
     void Begin(int threads, double seconds, const QString& picture);
     void PrintReport() const;
@@ -76,6 +79,8 @@ private:
     const int m_columns;
     const bool m_nativeTiles;
     std::vector<Tile> m_tiles;
+    std::unique_ptr<BoxFeed> m_boxes; // may be null
+    std::vector<std::shared_ptr<BoxBoard>> m_boards;
     DecoderPool m_pool; // for the files
     StatisticsFile m_record;
     ProcessMeter m_meter;

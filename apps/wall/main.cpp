@@ -141,6 +141,11 @@ int main(int argc, char** argv)
         QStringLiteral("Colors as 'tagged' in the files (default), or 'plain': by "
                        "the renderer's own formulas."),
         QStringLiteral("colors"), QStringLiteral("tagged"));
+    const QCommandLineOption boxes(
+        QStringLiteral("boxes"),
+        QStringLiteral("Draw the boxes that a detector writes as JSON lines to a file or named pipe, or, for "
+                       "-, to standard input; tiles are counted from 1."),
+        QStringLiteral("file"));
     const LiveCommandLine live;
     QCommandLineParser parser;
     parser.setApplicationDescription(
@@ -154,7 +159,7 @@ int main(int argc, char** argv)
             "comments."));
     parser.addHelpOption();
     parser.addVersionOption();
-    parser.addOptions({tiles, threads, colors, seconds, picture});
+    parser.addOptions({tiles, threads, colors, boxes, seconds, picture});
     parser.addOptions(live.Options());
     parser.process(*application);
 
@@ -181,10 +186,17 @@ int main(int argc, char** argv)
     if (!choice.IsValid) {
         return Refuse(QStringLiteral("--tiles takes a number, native, shared or auto"));
     }
+    auto feed = parser.isSet(boxes) ? BoxFeed::Open(parser.value(boxes), reason) : nullptr;
+    if (!reason.isEmpty()) {
+        return Refuse(QStringLiteral("cannot read boxes from %1: %2").arg(parser.value(boxes), reason));
+    }
     const int count = choice.CountFor(sources, sources != files);
     int code = 0;
     {
         WallWindow window(count, QSize(1200, 720), choice.AreNative());
+        if (feed) {
+            window.SetBoxes(std::move(feed), count);
+        }
         const QString record = live.StatisticsFileName(parser);
         code = record.isEmpty() || window.RecordStatistics(record) ? 0 : 1;
         code = code == 0 ? Fill(window, sources, count, options) : code;
