@@ -62,19 +62,6 @@ void SetLowDelay(AVFormatContext& format)
     format.fps_probe_size = 0; // else 20 pictures pass before the first one is shown
 }
 
-// RTP brings H.264 in whole units. The parser would hold each picture back until the next one begins; a decoder
-// that takes units one by one (see TakesUnits) gives it as soon as its last row is there.
-void LeavePicturesInUnits(AVFormatContext& format)
-{
-    const std::string name = format.iformat->name;
-    const bool isRtp = name == "rtsp" || name == "sdp";
-    for (unsigned index = 0; isRtp && index < format.nb_streams; ++index) {
-        if (format.streams[index]->codecpar->codec_id == AV_CODEC_ID_H264) {
-            format.flags |= AVFMT_FLAG_NOPARSE;
-        }
-    }
-}
-
 } // namespace
 
 void LiveGuard::Stop()
@@ -136,7 +123,6 @@ AVFormatContext* OpenLiveInput(const std::string& name, LiveGuard& guard, int& c
                                &options); // frees the context when it fails
     av_dict_free(&options);
     if (code >= 0) {
-        LeavePicturesInUnits(*format);
         guard.Restart();
         code = avformat_find_stream_info(format, nullptr);
     }
@@ -145,9 +131,4 @@ AVFormatContext* OpenLiveInput(const std::string& name, LiveGuard& guard, int& c
         code = guard.IsTimedOut() ? AVERROR(ETIMEDOUT) : code;
     }
     return format;
-}
-
-bool TakesUnits(const AVFormatContext& format, AVCodecID codec)
-{
-    return codec == AV_CODEC_ID_H264 && (format.flags & AVFMT_FLAG_NOPARSE) != 0;
 }

@@ -8,10 +8,6 @@
 #include <mutex>
 #include <string>
 
-extern "C" {
-#include <libavcodec/codec_id.h>
-}
-
 struct AVFormatContext;
 
 // Shared by the thread that reads and the one that ends it. Any thread.
@@ -47,6 +43,3 @@ bool IsLive(const std::string& name);
 
 // Opens the source and finds its streams. The context is null when that fails; the code says why.
 AVFormatContext* OpenLiveInput(const std::string& name, LiveGuard& guard, int& code);
-
-// True when a packet is a part of a picture: the decoder is to be told.
-bool TakesUnits(const AVFormatContext& format, AVCodecID codec);

@@ -141,7 +141,6 @@ bool VideoSource::Parts::OpenDecoder(std::string& reason)
     if (code >= 0) {
         Codec->thread_count = 1; // the host's own thread is the decoder thread
         Codec->flags |= Options.Guard ? AV_CODEC_FLAG_LOW_DELAY : 0;
-        Codec->flags2 |= TakesUnits(*Format, decoder->id) ? AV_CODEC_FLAG2_CHUNKS : 0;
         Codec->pkt_timebase = Stream->time_base;
         code = avcodec_open2(Codec.get(), decoder, nullptr);
     }
