@@ -1,10 +1,14 @@
 #include "VideoSource.h"
 
 #include "LentPicture.h"
+#include "LiveInput.h"
 #include "PictureConverter.h"
+#include "PictureRow.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
+#include <limits>
 #include <vector>
 
 extern "C" {
@@ -54,23 +58,27 @@ struct FreePacket {
 } // namespace
 
 struct VideoSource::Parts {
+    SourceOptions Options; // before the format, which asks the guard until it is closed
     std::unique_ptr<AVFormatContext, FreeFormat> Format;
     std::unique_ptr<AVCodecContext, FreeCodec> Codec;
     std::unique_ptr<AVFrame, FreeFrame> Incoming{av_frame_alloc()};
     std::unique_ptr<AVFrame, FreeFrame> Decoded{av_frame_alloc()}; // the last picture, also at the file's end
     std::unique_ptr<AVPacket, FreePacket> Packet{av_packet_alloc()};
     PictureConverter Converter;
+    PictureRow Row; // of the last step back
     AVStream* Stream = nullptr;
-    SourceOptions Options;
     tagOvelColor Color{};
     bool IsLent = false;
     std::vector<uint8_t> Block; // planes without gaps, reused from frame to frame
     tagYuvFrameInfo Info{};
     VideoFacts Facts;
     std::string Damage;
+    std::string Ending; // why nothing more could be read
+    double SentAt = std::numeric_limits<double>::quiet_NaN();
     int64_t FirstTimeStamp = AV_NOPTS_VALUE;
     double Time = 0.0;
     bool Draining = false;
+    bool AwaitsKeyFrame = false; // after a seek: the pictures before it lack what they refer to
     bool DamagedSinceFrame = false;
     bool FirstHeld = false; // Open has decoded a picture that Next has not given yet
     uint32_t Count = 0;
@@ -78,7 +86,13 @@ struct VideoSource::Parts {
     bool OpenFile(const std::string& path, std::string& reason);
     bool OpenDecoder(std::string& reason);
     Step Decode();
+    Step DecodeOnly();
+    bool GoToKeyFrame(double seconds);
+    bool GoBefore(double seconds);
+    double MeasureDuration() const;
+    int Read();
     int Feed();
+    bool Begin(const std::string& path, std::string& reason);
     void NoteDamage(int code);
     bool Describe();
     void DescribeYv12(const AVFrame& frame);
@@ -89,9 +103,14 @@ struct VideoSource::Parts {
 bool VideoSource::Parts::OpenFile(const std::string& path, std::string& reason)
 {
     AVFormatContext* opened = nullptr;
-    int code = avformat_open_input(&opened, path.c_str(), nullptr, nullptr);
-    Format.reset(opened);
-    if (code >= 0) {
+    int code = 0;
+    if (Options.Guard) {
+        Format.reset(OpenLiveInput(path, *Options.Guard, code));
+    } else {
+        code = avformat_open_input(&opened, path.c_str(), nullptr, nullptr);
+        Format.reset(opened);
+    }
+    if (code >= 0 && !Options.Guard) {
 #if LIBAVFORMAT_VERSION_MAJOR < 61
         av_format_inject_global_side_data(opened); // the file's turn, for the first picture
 #endif
@@ -121,6 +140,7 @@ bool VideoSource::Parts::OpenDecoder(std::string& reason)
     int code = Codec ? avcodec_parameters_to_context(Codec.get(), Stream->codecpar) : AVERROR(ENOMEM);
     if (code >= 0) {
         Codec->thread_count = 1; // the host's own thread is the decoder thread
+        Codec->flags |= Options.Guard ? AV_CODEC_FLAG_LOW_DELAY : 0;
         Codec->pkt_timebase = Stream->time_base;
         code = avcodec_open2(Codec.get(), decoder, nullptr);
     }
@@ -132,8 +152,20 @@ bool VideoSource::Parts::OpenDecoder(std::string& reason)
     if (rate.num > 0 && rate.den > 0) {
         Facts.FramesPerSecond = av_q2d(rate);
     }
+    Facts.Duration = MeasureDuration();
     Facts.Codec = decoder->name;
     return true;
+}
+
+double VideoSource::Parts::MeasureDuration() const
+{
+    if (Format->pb == nullptr || (Format->pb->seekable & AVIO_SEEKABLE_NORMAL) == 0) {
+        return 0.0;
+    }
+    if (Stream->duration != AV_NOPTS_VALUE) {
+        return static_cast<double>(Stream->duration) * av_q2d(Stream->time_base);
+    }
+    return Format->duration > 0 ? static_cast<double>(Format->duration) / AV_TIME_BASE : 0.0;
 }
 
 void VideoSource::Parts::NoteDamage(int code)
@@ -145,10 +177,28 @@ void VideoSource::Parts::NoteDamage(int code)
     }
 }
 
+// Until the first picture any packet keeps a live source from timing out: its next key frame may be far. After
+// that only pictures do.
+int VideoSource::Parts::Read()
+{
+    if (Options.Guard && Count == 0) {
+        Options.Guard->Restart();
+    }
+    int code = Options.Guard && Options.Guard->IsStopped() ? AVERROR_EXIT
+                                                           : av_read_frame(Format.get(), Packet.get());
+    if (code == AVERROR_EXIT && Options.Guard && !Options.Guard->IsStopped()) {
+        code = AVERROR(ETIMEDOUT);
+    }
+    if (code < 0) {
+        Ending = code == AVERROR_EOF ? "the sender has ended" : ErrorText(code);
+    }
+    return code;
+}
+
 // Gives the decoder its next packet. Negative only when nothing more can be read.
 int VideoSource::Parts::Feed()
 {
-    const int code = av_read_frame(Format.get(), Packet.get());
+    const int code = Read();
     if (code < 0) {
         if (code != AVERROR_EOF) {
             NoteDamage(code);
@@ -156,7 +206,9 @@ int VideoSource::Parts::Feed()
         Draining = true;
         return avcodec_send_packet(Codec.get(), nullptr);
     }
-    if (Packet->stream_index == Stream->index) {
+    const bool isKeyFrame = (Packet->flags & AV_PKT_FLAG_KEY) != 0;
+    AwaitsKeyFrame = AwaitsKeyFrame && !(Packet->stream_index == Stream->index && isKeyFrame);
+    if (Packet->stream_index == Stream->index && !AwaitsKeyFrame) {
         const bool cut = (Packet->flags & AV_PKT_FLAG_CORRUPT) != 0;
         const int sent = avcodec_send_packet(Codec.get(), Packet.get());
         if (sent < 0 && sent != AVERROR(EAGAIN)) {
@@ -171,15 +223,23 @@ int VideoSource::Parts::Feed()
 
 VideoSource::Step VideoSource::Parts::Decode()
 {
+    const Step step = DecodeOnly();
+    if (step == Step::Frame && !Describe()) {
+        NoteDamage(AVERROR(ENOSYS));
+        return Step::Broken;
+    }
+    return step;
+}
+
+// The next picture with its time, not made ready for a renderer.
+VideoSource::Step VideoSource::Parts::DecodeOnly()
+{
     for (;;) {
         const int code = avcodec_receive_frame(Codec.get(), Incoming.get());
         if (code >= 0) {
             av_frame_unref(Decoded.get());
             av_frame_move_ref(Decoded.get(), Incoming.get());
-            if (!Describe()) {
-                NoteDamage(AVERROR(ENOSYS));
-                return Step::Broken;
-            }
+            TakeTime();
             DamagedSinceFrame = Draining && DamagedSinceFrame;
             ++Count;
             return Step::Frame;
@@ -207,12 +267,15 @@ void VideoSource::Parts::TakeTime()
         FirstTimeStamp = stamp;
     }
     Time = static_cast<double>(stamp - FirstTimeStamp) * av_q2d(Stream->time_base);
+    if (Format->start_time_realtime != AV_NOPTS_VALUE) { // an RTP sender has told
+        SentAt = static_cast<double>(Format->start_time_realtime) * 1e-6 +
+                 static_cast<double>(stamp) * av_q2d(Stream->time_base);
+    }
 }
 
 // Says how the decoded picture goes to the renderer.
 bool VideoSource::Parts::Describe()
 {
-    TakeTime();
     const auto format = static_cast<AVPixelFormat>(Decoded->format);
     const bool isYv12 = format == AV_PIX_FMT_YUV420P || format == AV_PIX_FMT_YUVJ420P;
     const bool wantNv12 = Options.Layout == FrameLayout::Nv12 ||
@@ -227,7 +290,7 @@ bool VideoSource::Parts::Describe()
     Info = tagYuvFrameInfo{};
     Info.iWidth = frame.width;
     Info.iHeight = frame.height;
-    Info.uiFrameParam = static_cast<uint32_t>(std::lround(Time * Facts.FramesPerSecond));
+    Info.uiFrameParam = PictureNumber(Time, Facts.FramesPerSecond);
     IsLent = direct && Options.Way == Handover::Reference && CanLend(frame);
     if (IsLent) {
         Block = {};
@@ -294,6 +357,21 @@ void VideoSource::Parts::DescribeNv12(const AVFrame& frame)
     Info.iPitch = pitch;
 }
 
+bool VideoSource::Parts::Begin(const std::string& path, std::string& reason)
+{
+    if (!OpenFile(path, reason) || !OpenDecoder(reason)) {
+        return false;
+    }
+    if (Decode() != Step::Frame) {
+        reason = Options.Guard    ? Ending
+                 : Damage.empty() ? "it holds no picture"
+                                  : "no picture can be decoded (" + Damage + ")";
+        return false;
+    }
+    FirstHeld = true;
+    return true;
+}
+
 VideoSource::VideoSource(std::unique_ptr<Parts> parts) : m_parts(std::move(parts)) {}
 
 VideoSource::~VideoSource() = default;
@@ -304,15 +382,9 @@ std::unique_ptr<VideoSource> VideoSource::Open(const std::string& path, const So
     av_log_set_level(AV_LOG_QUIET); // the host says in one line what is wrong
     auto parts = std::make_unique<Parts>();
     parts->Options = options;
-    if (!parts->OpenFile(path, reason) || !parts->OpenDecoder(reason)) {
+    if (!parts->Begin(path, reason)) {
         return nullptr;
     }
-    if (parts->Decode() != Step::Frame) {
-        reason = parts->Damage.empty() ? "it holds no picture"
-                                       : "no picture can be decoded (" + parts->Damage + ")";
-        return nullptr;
-    }
-    parts->FirstHeld = true;
     return std::unique_ptr<VideoSource>(new VideoSource(std::move(parts)));
 }
 
@@ -322,32 +394,87 @@ VideoSource::Step VideoSource::Next()
         m_parts->FirstHeld = false;
         return Step::Frame;
     }
+    if (m_parts->Options.Guard) {
+        m_parts->Options.Guard->Restart();
+    }
+    if (m_parts->Row.TakeNext(*m_parts->Decoded, m_parts->Time)) {
+        return m_parts->Describe() ? Step::Frame : Step::Broken;
+    }
+    m_parts->Row.Clear();
     return m_parts->Decode();
+}
+
+VideoSource::Step VideoSource::Previous()
+{
+    Parts& parts = *m_parts;
+    const double present = parts.Time;
+    if (present <= 0.0) {
+        return Step::End;
+    }
+    parts.FirstHeld = false;
+    if (!parts.Row.TakeBefore(present, *parts.Decoded, parts.Time)) {
+        if (!parts.GoBefore(present - 0.5 / parts.Facts.FramesPerSecond)) {
+            return Step::End;
+        }
+        do {
+            parts.Row.Append(*parts.Decoded, parts.Time);
+        } while (PictureRow::IsBefore(parts.Time, present) && parts.DecodeOnly() == Step::Frame);
+        if (!parts.Row.TakeBefore(present, *parts.Decoded, parts.Time)) {
+            return parts.Describe() ? Step::End : Step::Broken; // the first one that can be decoded
+        }
+    }
+    return parts.Describe() ? Step::Frame : Step::Broken;
+}
+
+// To where the file thinks that a decoder may begin for the picture of that time.
+bool VideoSource::Parts::GoToKeyFrame(double seconds)
+{
+    const int64_t first = FirstTimeStamp == AV_NOPTS_VALUE ? 0 : FirstTimeStamp;
+    const auto stamp = first + static_cast<int64_t>(seconds / av_q2d(Stream->time_base));
+    if (avformat_seek_file(Format.get(), Stream->index, INT64_MIN, stamp, stamp, 0) < 0 &&
+        av_seek_frame(Format.get(), Stream->index, 0, AVSEEK_FLAG_BYTE) < 0) {
+        return false;
+    }
+    Row.Clear();
+    avcodec_flush_buffers(Codec.get());
+    Draining = false;
+    DamagedSinceFrame = false;
+    AwaitsKeyFrame = true;
+    Count = 0;
+    Time = 0.0;
+    return true;
+}
+
+// Decodes the first picture of a pass that begins at or before that time. Some files are wrong about where:
+// their key frame may show later, or lie further on; then an earlier one serves.
+bool VideoSource::Parts::GoBefore(double seconds)
+{
+    double from = std::max(0.0, seconds);
+    for (double reach = 1.0; GoToKeyFrame(from); reach *= 4.0) {
+        const bool hasPicture = DecodeOnly() == Step::Frame;
+        if (from < 0.0 || (hasPicture && Time <= seconds)) {
+            return hasPicture;
+        }
+        // Below 0 at last: what is sought by time of decoding begins before the first picture shows.
+        from = from > 0.0 ? std::max(0.0, seconds - reach) : -1.0;
+    }
+    return false;
 }
 
 bool VideoSource::SeekTo(double seconds)
 {
     Parts& parts = *m_parts;
-    const int64_t first = parts.FirstTimeStamp == AV_NOPTS_VALUE ? 0 : parts.FirstTimeStamp;
-    const auto stamp = first + static_cast<int64_t>(seconds / av_q2d(parts.Stream->time_base));
-    if (avformat_seek_file(parts.Format.get(), parts.Stream->index, INT64_MIN, stamp, stamp, 0) < 0 &&
-        av_seek_frame(parts.Format.get(), parts.Stream->index, 0, AVSEEK_FLAG_BYTE) < 0) {
+    const double tolerance = 0.5 / parts.Facts.FramesPerSecond;
+    if (!parts.GoBefore(seconds + tolerance)) {
         return false;
     }
-    avcodec_flush_buffers(parts.Codec.get());
-    parts.Draining = false;
-    parts.DamagedSinceFrame = false;
-    parts.Count = 0;
-    parts.Time = 0.0;
-    // The seek ends at a key frame; the pictures up to the asked one are only decoded.
-    const double tolerance = 0.5 / parts.Facts.FramesPerSecond;
-    while (parts.Decode() == Step::Frame) {
-        if (parts.Time + tolerance >= seconds) {
-            parts.FirstHeld = true;
-            return true;
+    while (parts.Time + tolerance < seconds) {
+        if (parts.DecodeOnly() != Step::Frame) {
+            return false;
         }
     }
-    return false;
+    parts.FirstHeld = parts.Describe();
+    return parts.FirstHeld;
 }
 
 const tagYuvFrameInfo& VideoSource::Frame() const
@@ -378,4 +505,14 @@ const VideoFacts& VideoSource::Facts() const
 const std::string& VideoSource::Damage() const
 {
     return m_parts->Damage;
+}
+
+double VideoSource::SentAt() const
+{
+    return m_parts->SentAt;
+}
+
+const std::string& VideoSource::Ending() const
+{
+    return m_parts->Ending;
 }

@@ -1,6 +1,8 @@
 #include "Options.h"
 
+#include "LiveCommandLine.h"
 #include "PlayerKeys.h"
+#include "SourceList.h"
 
 #include <QCommandLineParser>
 #include <QCoreApplication>
@@ -114,6 +116,12 @@ Options ReadOptions()
     const QCommandLineOption overlay(
         QStringLiteral("overlay"),
         QStringLiteral("Draw a detection box, a zone, a track and a label on each tile."));
+    const QCommandLineOption boxes(
+        QStringLiteral("boxes"),
+        QStringLiteral("Draw the boxes that a detector writes as JSON lines to a file or named pipe, or, "
+                       "for -, to standard input: {\"tile\": 1, \"time\": 2.4, \"label\": \"cat\", "
+                       "\"box\": [0.1, 0.2, 0.3, 0.4], \"colour\": \"#ff8000\"}."),
+        QStringLiteral("file"));
     const QCommandLineOption log(
         QStringLiteral("log"),
         QStringLiteral("Show the library's log (through the stand-in for the OS SDK)."));
@@ -137,25 +145,31 @@ Options ReadOptions()
     QCommandLineParser parser;
     parser.setApplicationDescription(QStringLiteral("Plays video files, one tile per file.\n\n") +
                                      KeyListAsText());
-    parser.addPositionalArgument(QStringLiteral("FILE..."),
-                                 QStringLiteral("Files that FFmpeg's libraries can read."));
+    parser.addPositionalArgument(
+        QStringLiteral("[FILE...]"),
+        QStringLiteral("Files that FFmpeg's libraries can read. None: a window to drop them on."));
     parser.addHelpOption();
     parser.addVersionOption();
-    parser.addOptions({layout, handover, colors, bare, renderer, overlay, log, once, keys, fullScreen,
+    parser.addOptions({layout, handover, colors, bare, renderer, overlay, boxes, log, once, keys, fullScreen,
                        seconds, picture, size});
+    const LiveCommandLine live;
+    parser.addOptions(live.Options());
     parser.process(*QCoreApplication::instance());
 
     Options options;
-    options.Files = parser.positionalArguments();
-    if (options.Files.isEmpty()) {
-        Refuse(QStringLiteral("no file given"));
+    QString reason;
+    if (!ExpandSources(parser.positionalArguments(), options.Files, reason) ||
+        !live.Read(parser, options.Live, reason)) {
+        Refuse(reason);
     }
+    options.Statistics = live.StatisticsFileName(parser);
     options.Layout = LayoutNamed(parser.value(layout));
     options.Way = WayNamed(parser.value(handover));
     options.Colors = ColorsNamed(parser.value(colors));
     options.Bare = parser.isSet(bare);
     options.Renderer = RendererNamed(parser.value(renderer));
     options.Overlay = parser.isSet(overlay);
+    options.Boxes = parser.value(boxes);
     options.Log = parser.isSet(log);
     options.Once = parser.isSet(once);
     options.Keys = parser.isSet(keys);

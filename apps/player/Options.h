@@ -1,6 +1,7 @@
 // The player's command line.
 #pragma once
 
+#include "LiveStream.h"
 #include "VideoSource.h"
 
 #include <QSize>
@@ -23,6 +24,9 @@ struct Options {
     bool FullScreen = false;
     bool Bare = false;    // pictures only
     double Seconds = 0.0; // 0: until the user quits
+    QString Boxes;        // what to read them from
+    LiveOptions Live;     // how long a live source is waited for
+    QString Statistics;   // a line per second and tile goes there
     QString Picture;      // written when the seconds are over
     QSize WindowSize{960, 571};
 };

@@ -24,48 +24,75 @@ PlaybackThread::PlaybackThread(void* renderer, std::unique_ptr<VideoSource> sour
 
 PlaybackThread::~PlaybackThread()
 {
-    {
-        const std::lock_guard<std::mutex> lock(m_mutex);
-        m_stop = true;
-    }
-    m_wake.notify_all();
+    Ask([&] { m_stop = true; });
     m_frames.Stop();
     m_thread.join();
 }
 
-void PlaybackThread::SetPaused(bool paused)
+// Changes what is under the mutex and wakes the thread.
+void PlaybackThread::Ask(const std::function<void()>& change)
 {
     {
         const std::lock_guard<std::mutex> lock(m_mutex);
-        m_paused = paused;
+        change();
     }
     m_wake.notify_all();
+}
+
+void PlaybackThread::SetPaused(bool paused)
+{
+    Ask([&] {
+        m_paused = paused;
+        m_steps = 0;
+    });
 }
 
 void PlaybackThread::SeekBy(double seconds)
 {
-    {
-        const std::lock_guard<std::mutex> lock(m_mutex);
-        m_seekBy += seconds;
-    }
-    m_wake.notify_all();
+    Ask([&] {
+        m_seekTo = std::max(0.0, m_seekTo.value_or(m_position) + seconds);
+        m_startsAgain = true;
+        m_position = *m_seekTo;
+    });
+}
+
+void PlaybackThread::SeekTo(double seconds)
+{
+    Ask([&] {
+        m_seekTo = std::max(0.0, seconds);
+        m_startsAgain = false;
+        m_position = *m_seekTo;
+    });
+}
+
+void PlaybackThread::Step(int pictures, bool isRepeat)
+{
+    Ask([&] { m_steps += m_paused && !(isRepeat && m_steps != 0) ? pictures : 0; });
+}
+
+void PlaybackThread::SetSpeed(double speed)
+{
+    Ask([&] { m_speed = speed; });
 }
 
 void PlaybackThread::ShowAgain()
 {
-    {
-        const std::lock_guard<std::mutex> lock(m_mutex);
-        m_showAgain = true;
-    }
-    m_wake.notify_all();
+    Ask([&] { m_showAgain = true; });
 }
 
 void PlaybackThread::Run()
 {
+    if (!m_source) {
+        return;
+    }
     bool nothingLeft = false;
     while (Idle(nothingLeft)) {
         if (TakeShowAgain()) {
             HandOver();
+            continue;
+        }
+        if (TakeStep()) {
+            nothingLeft = false;
             continue;
         }
         TakeSeek();
@@ -85,8 +112,7 @@ bool PlaybackThread::Idle(bool nothingLeft)
 {
     std::unique_lock<std::mutex> lock(m_mutex);
     if ((m_paused || nothingLeft) && !m_showOne) {
-        m_wake.wait(lock,
-                    [&] { return m_stop || m_showAgain || m_seekBy != 0.0 || (!m_paused && !nothingLeft); });
+        m_wake.wait(lock, [&] { return IsAsked() || m_showAgain || (!m_paused && !nothingLeft); });
         m_clockSet = false;
     }
     return !m_stop;
@@ -101,20 +127,40 @@ bool PlaybackThread::TakeShowAgain()
     return again;
 }
 
-bool PlaybackThread::TakeSeek()
+void PlaybackThread::TakeSeek()
 {
-    double by = 0.0;
+    std::optional<double> to;
+    bool startsAgain = false;
     {
         const std::lock_guard<std::mutex> lock(m_mutex);
-        std::swap(by, m_seekBy);
-        m_showOne = m_showOne || (by != 0.0 && m_paused);
+        std::swap(to, m_seekTo);
+        startsAgain = m_startsAgain;
+        m_showOne = m_showOne || (to && m_paused);
     }
-    if (by == 0.0) {
-        return false;
+    if (!to) {
+        return;
     }
     m_clockSet = false;
-    if (!m_source->SeekTo(std::max(0.0, m_position + by))) {
-        m_source->SeekTo(0.0); // past the end: from the start again
+    if (!m_source->SeekTo(*to)) {
+        m_source->SeekTo(startsAgain ? 0.0 : m_source->Time()); // that of the last picture before the end
+    }
+}
+
+// Shows the picture beside the present one. False when none is asked for, or a seek comes first.
+bool PlaybackThread::TakeStep()
+{
+    bool isForward = false;
+    {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        if (m_steps == 0 || m_seekTo || m_showOne) {
+            return false;
+        }
+        isForward = m_steps > 0;
+        m_steps -= isForward ? 1 : -1;
+    }
+    m_clockSet = false;
+    if ((isForward ? m_source->Next() : m_source->Previous()) == VideoSource::Step::Frame) {
+        HandOver();
     }
     return true;
 }
@@ -137,14 +183,16 @@ VideoSource::Step PlaybackThread::Advance()
 bool PlaybackThread::WaitUntilDue()
 {
     const double time = m_source->Time();
+    std::unique_lock<std::mutex> lock(m_mutex);
     if (!m_clockSet) {
         m_clockSet = true;
         m_clockStart = Clock::now();
         m_clockTime = time;
+        m_clockSpeed = m_speed;
         return true;
     }
-    const auto due = m_clockStart + std::chrono::duration_cast<Clock::duration>(Seconds(time - m_clockTime));
-    const double late = Seconds(Clock::now() - due).count();
+    TakeSpeed();
+    const double late = Seconds(Clock::now() - DueAt(time)).count();
     if (late > GiveUpAfterSeconds) {
         m_clockSet = false;
     } else if (late > 1.0 / m_source->Facts().FramesPerSecond) {
@@ -152,9 +200,27 @@ bool PlaybackThread::WaitUntilDue()
         m_position = time;
         return false;
     }
-    std::unique_lock<std::mutex> lock(m_mutex);
-    m_wake.wait_until(lock, due, [&] { return m_stop || m_seekBy != 0.0; });
-    return !m_stop && m_seekBy == 0.0;
+    // A pause shows it at once: what the source holds is what is seen.
+    while (!IsAsked() && !m_paused && Clock::now() < DueAt(time)) {
+        m_wake.wait_until(lock, DueAt(time));
+        TakeSpeed();
+    }
+    return !m_stop && !m_seekTo;
+}
+
+PlaybackThread::Clock::time_point PlaybackThread::DueAt(double time) const
+{
+    return m_clockStart +
+           std::chrono::duration_cast<Clock::duration>(Seconds((time - m_clockTime) / m_clockSpeed));
+}
+
+// The clock goes on from where it is at the speed asked for. Under m_mutex.
+void PlaybackThread::TakeSpeed()
+{
+    const Clock::time_point now = Clock::now();
+    m_clockTime += Seconds(now - m_clockStart).count() * m_clockSpeed;
+    m_clockStart = now;
+    m_clockSpeed = m_speed;
 }
 
 void PlaybackThread::HandOver()

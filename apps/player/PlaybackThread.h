@@ -11,6 +11,7 @@
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <thread>
 
 // Called on the decoder thread.
@@ -23,6 +24,7 @@ struct PlaybackEvents {
 class PlaybackThread
 {
 public:
+    // Without a source it does nothing: the tile is a live stream's.
     PlaybackThread(void* renderer, std::unique_ptr<VideoSource> source, FrameCounter& counter, bool once,
                    PlaybackEvents events);
     ~PlaybackThread(); // GUI thread; waits for the thread
@@ -31,8 +33,12 @@ public:
 
     // GUI thread.
     void SetPaused(bool paused);
-    void SeekBy(double seconds);
-    void ShowAgain(); // hands the current picture over once more
+    void SeekBy(double seconds); // past the end: from the start again
+    void SeekTo(double seconds); // past the end: to the last picture
+    // Forward or, below 0, back; does nothing unless paused. A key held down does not run ahead of the pictures.
+    void Step(int pictures, bool isRepeat);
+    void SetSpeed(double speed); // 1: as the file says
+    void ShowAgain();            // hands the current picture over once more
     double Position() const { return m_position; }
 
 private:
@@ -40,10 +46,15 @@ private:
 
     void Run();
     bool Idle(bool nothingLeft);
-    bool TakeSeek();
+    bool IsAsked() const { return m_stop || m_seekTo || m_steps != 0; }
+    void Ask(const std::function<void()>& change);
+    void TakeSeek();
+    bool TakeStep();
     bool TakeShowAgain();
     VideoSource::Step Advance();
     bool WaitUntilDue();
+    Clock::time_point DueAt(double time) const;
+    void TakeSpeed();
     void HandOver();
     void WaitForFirstPaint();
 
@@ -56,16 +67,20 @@ private:
 
     std::mutex m_mutex;
     std::condition_variable m_wake;
-    bool m_stop = false;      // under m_mutex
-    bool m_paused = false;    // under m_mutex
-    double m_seekBy = 0.0;    // under m_mutex
-    bool m_showAgain = false; // under m_mutex
+    bool m_stop = false;            // under m_mutex
+    bool m_paused = false;          // under m_mutex
+    std::optional<double> m_seekTo; // under m_mutex
+    bool m_startsAgain = false;     // under m_mutex: what a seek past the end does
+    int m_steps = 0;                // under m_mutex
+    double m_speed = 1.0;           // under m_mutex
+    bool m_showAgain = false;       // under m_mutex
 
     // The decoder thread's own.
     bool m_showOne = false; // a picture to show even though playing is paused
     bool m_clockSet = false;
     Clock::time_point m_clockStart;
     double m_clockTime = 0.0;
+    double m_clockSpeed = 1.0;
     int m_width = 0;
     int m_height = 0;
 

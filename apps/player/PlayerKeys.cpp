@@ -5,6 +5,10 @@
 const KeyHelp KeyHelpList[] = {
     {"Space", "pause and go on"},
     {"Left, Right", "five seconds back and forward"},
+    {". and ,", "one picture forward and back, pauses"},
+    {"[ and ]", "slower and faster, 0.25 to 4 times"},
+    {"Backspace", "at the speed of the file again"},
+    {"Lower edge", "a line to seek on: click or drag"},
     {"N, P", "next and previous file alone"},
     {"G", "all files side by side again"},
     {"R, Shift+R", "turn right, turn left"},
@@ -16,6 +20,7 @@ const KeyHelp KeyHelpList[] = {
     {"O", "overlays on and off"},
     {"F, double click", "full screen"},
     {"S", "save the window as a PNG here"},
+    {"Ctrl+O", "open other files; or drop them on the window"},
     {"H", "this list"},
     {"Q", "quit (also Esc)"},
 };

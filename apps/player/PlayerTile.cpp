@@ -1,11 +1,15 @@
 #include "PlayerTile.h"
 
+#include "SeekBar.h"
+
+#include <QFile>
 #include <QFileInfo>
 #include <QMouseEvent>
 #include <QPainter>
 #include <QVBoxLayout>
 #include <QWheelEvent>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
 
@@ -14,6 +18,8 @@ namespace
 
 constexpr int FrameWidth = 2;
 constexpr int SmallestDrag = 8;
+constexpr double Speeds[] = {0.25, 0.5, 0.75, 1.0, 1.25, 1.5, 2.0, 3.0, 4.0};
+constexpr int SpeedCount = static_cast<int>(sizeof(Speeds) / sizeof(Speeds[0]));
 
 // Visible on light and on dark pictures.
 class RubberBand : public QWidget
@@ -44,10 +50,12 @@ template <typename Payload> int Command(void* renderer, int code, Payload payloa
 
 } // namespace
 
-PlayerTile::PlayerTile(int rendererType, const QString& file, std::unique_ptr<VideoSource> source)
-    : m_file(file), m_canTurn(rendererType != OVEL_RENDER_SUB_IMAGE), m_waitingSource(std::move(source)),
-      m_facts(m_waitingSource->Facts()), m_renderer(Ovel_CreateEx(&rendererType, sizeof(rendererType))),
-      m_scene(QFileInfo(file).completeBaseName().left(20).toStdString(), m_facts.FramesPerSecond)
+PlayerTile::PlayerTile(int rendererType, OpenedFile file)
+    : m_file(file.Name), m_liveOptions(file.Live), m_isLive(!file.Source),
+      m_canTurn(rendererType != OVEL_RENDER_SUB_IMAGE), m_waitingSource(std::move(file.Source)),
+      m_facts(m_isLive ? VideoFacts{} : m_waitingSource->Facts()),
+      m_renderer(Ovel_CreateEx(&rendererType, sizeof(rendererType))),
+      m_scene(QFileInfo(m_file).completeBaseName().left(20).toStdString(), m_facts.FramesPerSecond)
 {
     if (m_renderer == nullptr) {
         return;
@@ -63,12 +71,23 @@ PlayerTile::PlayerTile(int rendererType, const QString& file, std::unique_ptr<Vi
     m_view->installEventFilter(this);
     m_counter = new FrameCounter(m_view);
     m_band = new RubberBand(m_view);
+    m_seekBar = new SeekBar(m_view);
+    m_seekBar->SetDuration(m_facts.Duration);
+    m_seekBar->Position = [this] { return m_playback ? m_playback->Position() : 0.0; };
+    m_seekBar->Sought = [this](double seconds) {
+        m_broke = false;
+        m_playback->SeekTo(seconds);
+    };
     setAutoFillBackground(true);
     SetSelected(false);
 }
 
 PlayerTile::~PlayerTile()
 {
+    if (m_boxes) {
+        m_boxes->OnChange(nullptr);
+    }
+    m_live.reset();
     m_playback.reset(); // no frame and no callback after this
     if (m_renderer != nullptr) {
         m_view->removeEventFilter(this);
@@ -87,13 +106,22 @@ void PlayerTile::Start(bool once)
         QMetaObject::invokeMethod(
             this, [this, damage] { OnBroke(damage); }, Qt::QueuedConnection);
     };
-    m_playback = std::make_unique<PlaybackThread>(m_renderer, std::move(m_waitingSource), *m_counter, once,
-                                                  std::move(events));
+    m_playback =
+        std::make_unique<PlaybackThread>(m_renderer, std::move(m_waitingSource), *m_counter, once, events);
+    if (m_isLive) {
+        Command(m_renderer, OVELCMD_SET_DRAW_CALLBACK, tagOvelDrawCallback{&PlayerTile::Draw, this});
+        m_live = std::make_unique<LiveStream>(m_renderer, QFile::encodeName(m_file).toStdString(),
+                                              m_liveOptions, *m_counter, m_loss, events.SizeChanged);
+    }
 }
 
 void PlayerTile::OnSizeChanged(const VideoFacts& facts)
 {
     m_facts = facts;
+    m_seekBar->SetDuration(m_isLive ? 0.0 : facts.Duration);
+    if (m_boxes) {
+        m_boxes->SetRate(facts.FramesPerSecond);
+    }
     ApplyView();
 }
 
@@ -113,19 +141,43 @@ void PlayerTile::SetSelected(bool selected)
 void PlayerTile::TogglePause()
 {
     m_paused = !m_paused;
+    PauseThreads();
+}
+
+void PlayerTile::PauseThreads()
+{
     m_playback->SetPaused(m_paused || m_asleep);
+    if (m_live) {
+        m_live->SetPaused(m_paused || m_asleep);
+    }
 }
 
 void PlayerTile::SetAsleep(bool asleep)
 {
     m_asleep = asleep;
-    m_playback->SetPaused(m_paused || m_asleep);
+    PauseThreads();
 }
 
 void PlayerTile::SeekBy(double seconds)
 {
     m_broke = false;
     m_playback->SeekBy(seconds);
+    m_seekBar->ShowBriefly();
+}
+
+void PlayerTile::Step(int pictures, bool isRepeat)
+{
+    if (!m_paused) {
+        TogglePause();
+    }
+    m_broke = false;
+    m_playback->Step(pictures, isRepeat);
+}
+
+void PlayerTile::ChangeSpeed(int rungs)
+{
+    m_speed = rungs == 0 ? NormalSpeed : std::clamp(m_speed + rungs, 0, SpeedCount - 1);
+    m_playback->SetSpeed(Speeds[m_speed]);
 }
 
 void PlayerTile::Turn(int quarters)
@@ -161,14 +213,57 @@ void PlayerTile::ResetZoom()
 void PlayerTile::ToggleOverlay()
 {
     m_overlay = !m_overlay;
+    if (m_isLive) {
+        return; // its callback asks
+    }
     if (m_overlay) {
-        Command(m_renderer, OVELCMD_SET_DRAW_CALLBACK, m_scene.Payload());
+        Command(m_renderer, OVELCMD_SET_DRAW_CALLBACK, tagOvelDrawCallback{&PlayerTile::Draw, this});
         if (m_playback) {
             m_playback->ShowAgain();
         }
     } else {
         Command(m_renderer, OVELCMD_SET_STOPDRAW_PARA, int32_t{1});
         Ovel_ClearDraw(m_renderer); // takes the callback away and keeps the picture
+    }
+}
+
+void PlayerTile::SetBoxes(std::shared_ptr<BoxBoard> boxes, bool withScene)
+{
+    m_boxes = std::move(boxes);
+    m_hasScene = withScene;
+    m_boxes->OnChange([this] {
+        QMetaObject::invokeMethod(
+            this, [this] { OnBoxes(); }, Qt::QueuedConnection);
+    });
+}
+
+// While playing the next picture brings them.
+void PlayerTile::OnBoxes()
+{
+    if (m_overlay && m_paused && m_playback) {
+        m_playback->ShowAgain();
+    }
+}
+
+// On the thread that hands frames over, or on the GUI thread.
+int PlayerTile::Draw(int, __tagQDrawCallbackInfo* info, int, void* user)
+{
+    auto* tile = static_cast<PlayerTile*>(user);
+    if (tile->m_overlay && tile->m_boxes) {
+        tile->m_boxes->Draw(*info);
+    }
+    if (tile->m_overlay && tile->m_hasScene) {
+        tile->m_scene.Draw(*info);
+    }
+    tile->m_loss.Send(*info);
+    return 0;
+}
+
+void PlayerTile::GiveView()
+{
+    m_scene.SetView(m_state, m_view->size());
+    if (m_boxes) {
+        m_boxes->SetView(m_state, m_view->size());
     }
 }
 
@@ -189,7 +284,7 @@ void PlayerTile::ApplyView()
 {
     Command(m_renderer, OVELCMD_SET_VIDEO_ROTATE, m_state.RotatePayload());
     ApplyGeometry();
-    m_scene.SetView(m_state, m_view->size());
+    GiveView();
     if (m_overlay && m_paused && m_playback) {
         m_playback->ShowAgain(); // overlays lie where the last frame had them
     }
@@ -199,7 +294,7 @@ void PlayerTile::ApplyView()
 void PlayerTile::ApplyZoom()
 {
     Command(m_renderer, OVELCMD_SET_EZOOM_AREA, m_state.Zoom);
-    m_scene.SetView(m_state, m_view->size());
+    GiveView();
     if (m_overlay && m_paused) {
         m_playback->ShowAgain();
     }
@@ -212,24 +307,48 @@ QString PlayerTile::Name() const
 
 QString PlayerTile::StatusText()
 {
-    QString text = QStringLiteral("%1    %2 × %3    %4 %5    %6 fps    dropped %7    %8:%9")
+    QString text = QStringLiteral("%1    %2 × %3    %4 %5    %6 fps    dropped %7    %8")
                        .arg(Name())
                        .arg(m_facts.Width)
                        .arg(m_facts.Height)
                        .arg(QString::fromStdString(m_facts.Codec), QString::fromStdString(m_facts.Delivered))
                        .arg(m_counter->Rate(), 0, 'f', 1)
                        .arg(Dropped())
-                       .arg(static_cast<int>(m_playback->Position()) / 60)
-                       .arg(static_cast<int>(m_playback->Position()) % 60, 2, 10, QLatin1Char('0'));
+                       .arg(PlaceText());
     if (m_state.IsZoomed()) {
         text += QStringLiteral("    zoom %1×").arg(m_state.Magnification(), 0, 'f', 1);
     }
-    if (m_broke) {
-        text += QStringLiteral("    damaged");
-    } else if (m_paused) {
-        text += QStringLiteral("    paused");
+    return text + (m_broke ? QStringLiteral("    damaged") : MotionText());
+}
+
+// What fits a title and a narrow status line.
+QString PlayerTile::TitleText() const
+{
+    return QStringLiteral("%1  %2%3").arg(Name(), PlaceText(), MotionText());
+}
+
+// Paused, the very picture counts.
+QString PlayerTile::PlaceText() const
+{
+    if (m_live) {
+        return NameOf(m_live->Figures().State);
+    }
+    const QString place = ClockText(m_playback->Position(), m_paused);
+    return m_facts.Duration > 0.0 ? place + QStringLiteral(" / ") + ClockText(m_facts.Duration) : place;
+}
+
+QString PlayerTile::MotionText() const
+{
+    QString text = m_paused ? QStringLiteral("  paused") : QString();
+    if (m_speed != NormalSpeed) {
+        text += QStringLiteral("  speed %1").arg(Speeds[m_speed]);
     }
     return text;
+}
+
+TileFigures PlayerTile::Figures() const
+{
+    return {m_file, m_counter, m_live.get()};
 }
 
 QString PlayerTile::SummaryText() const
@@ -255,7 +374,7 @@ void PlayerTile::PressAt(const QMouseEvent& event)
     }
     if (event.button() == Qt::RightButton) {
         ResetZoom();
-    } else if (event.button() == Qt::LeftButton) {
+    } else if (event.button() == Qt::LeftButton && !m_seekBar->Press(MousePosition(event).toPoint())) {
         m_dragging = true;
         m_dragFrom = MousePosition(event).toPoint();
     }
@@ -263,7 +382,8 @@ void PlayerTile::PressAt(const QMouseEvent& event)
 
 void PlayerTile::DragTo(const QMouseEvent& event)
 {
-    if (!m_dragging) {
+    const bool isPressed = event.buttons() != Qt::NoButton;
+    if (m_seekBar->Move(MousePosition(event).toPoint(), isPressed) || !m_dragging) {
         return;
     }
     const QRect dragged = QRect(m_dragFrom, MousePosition(event).toPoint()).normalized() & m_view->rect();
@@ -274,7 +394,8 @@ void PlayerTile::DragTo(const QMouseEvent& event)
 
 void PlayerTile::ReleaseAt(const QMouseEvent& event)
 {
-    if (!m_dragging || event.button() != Qt::LeftButton) {
+    if (event.button() != Qt::LeftButton || m_seekBar->Release(MousePosition(event).toPoint()) ||
+        !m_dragging) {
         return;
     }
     m_dragging = false;
@@ -291,7 +412,11 @@ bool PlayerTile::eventFilter(QObject* watched, QEvent* event)
     switch (event->type()) {
     case QEvent::Resize:
         ApplyGeometry();
-        m_scene.SetView(m_state, m_view->size());
+        GiveView();
+        m_seekBar->FollowView();
+        break;
+    case QEvent::Leave:
+        m_seekBar->Leave();
         break;
     case QEvent::MouseButtonPress:
         PressAt(*static_cast<QMouseEvent*>(event));
@@ -303,7 +428,7 @@ bool PlayerTile::eventFilter(QObject* watched, QEvent* event)
         ReleaseAt(*static_cast<QMouseEvent*>(event));
         return true;
     case QEvent::MouseButtonDblClick:
-        if (DoubleClicked) {
+        if (!m_seekBar->Press(MousePosition(*static_cast<QMouseEvent*>(event)).toPoint()) && DoubleClicked) {
             DoubleClicked();
         }
         return true;

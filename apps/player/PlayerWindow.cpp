@@ -3,25 +3,32 @@
 #include "PlayerKeys.h"
 
 #include <QDateTime>
+#include <QDragEnterEvent>
 #include <QFileInfo>
 #include <QGridLayout>
 #include <QKeyEvent>
 #include <QLabel>
+#include <QMimeData>
 #include <QVBoxLayout>
 
+#include <algorithm>
 #include <cstdio>
 
 namespace
 {
 
 constexpr int StatusIntervalMs = 500;
+constexpr int RecordIntervalMs = 1000;
 constexpr int NoticeMs = 3000;
+constexpr int AnswerMs = 120;
 constexpr double SeekSeconds = 5.0;
 
 } // namespace
 
 PlayerWindow::PlayerWindow(const Options& options)
-    : m_options(options), m_grid(new QGridLayout), m_status(new QLabel), m_keys(new KeyPanel(this))
+    : m_options(options), m_grid(new QGridLayout), m_status(new QLabel),
+      m_hint(new QLabel(QStringLiteral("Drop video files here,\nor press Ctrl+O"))),
+      m_keys(new KeyPanel(this))
 {
     QPalette colours = palette();
     colours.setColor(QPalette::Window, QColor(16, 20, 26));
@@ -32,6 +39,8 @@ PlayerWindow::PlayerWindow(const Options& options)
     column->setSpacing(0);
     column->addLayout(m_grid, 1);
     column->addWidget(m_status);
+    m_hint->setAlignment(Qt::AlignCenter);
+    m_grid->addWidget(m_hint, 0, 0);
     m_grid->setSpacing(options.Bare ? 0 : 2);
     m_status->setVisible(!options.Bare);
     m_status->setContentsMargins(10, 5, 10, 5);
@@ -40,41 +49,107 @@ PlayerWindow::PlayerWindow(const Options& options)
         m_cpuPercent = m_meter.CpuPercent();
         UpdateStatus();
     });
+    QObject::connect(&m_recordTimer, &QTimer::timeout, this, [this] { WriteStatistics(); });
+    setAcceptDrops(true);
     resize(options.WindowSize);
 }
 
 PlayerWindow::~PlayerWindow()
 {
-    for (PlayerTile* tile : m_tiles) {
-        delete tile; // before the layout that holds it
-    }
+    RemoveTiles(); // before the layout that holds them
 }
 
-bool PlayerWindow::Add(const QString& file, std::unique_ptr<VideoSource> source)
+void PlayerWindow::RemoveTiles()
+{
+    for (PlayerTile* tile : m_tiles) {
+        m_goneSummaries << tile->SummaryText();
+        m_goneShown += tile->Shown();
+        m_goneDropped += tile->Dropped();
+        delete tile;
+    }
+    m_tiles.clear();
+    m_selected = 0;
+}
+
+bool PlayerWindow::Add(OpenedFile file)
 {
     const size_t index = m_tiles.size();
     const bool sub = m_options.Renderer == RendererChoice::Sub ||
                      (m_options.Renderer == RendererChoice::Mixed && index % 2 == 1);
-    auto* tile = new PlayerTile(sub ? OVEL_RENDER_SUB_IMAGE : OVEL_RENDER_FULL, file, std::move(source));
-    m_tiles.push_back(tile);
-    if (m_options.Bare && tile->IsReady()) {
+    auto tile = std::make_unique<PlayerTile>(sub ? OVEL_RENDER_SUB_IMAGE : OVEL_RENDER_FULL, std::move(file));
+    if (!tile->IsReady()) {
+        return false;
+    }
+    if (m_options.Bare) {
         tile->layout()->setContentsMargins(0, 0, 0, 0);
     }
     tile->Clicked = [this, index] { Select(index); };
     tile->DoubleClicked = [this] { ToggleFullScreen(); };
-    return tile->IsReady();
+    m_tiles.push_back(tile.release());
+    return true;
+}
+
+bool PlayerWindow::Play(std::vector<OpenedFile> files)
+{
+    RemoveTiles();
+    const bool isReady =
+        std::all_of(files.begin(), files.end(), [this](OpenedFile& file) { return Add(std::move(file)); });
+    m_hint->setVisible(m_tiles.empty());
+    ShowGrid();
+    GiveBoxes();
+    for (PlayerTile* tile : m_tiles) {
+        StartTile(*tile);
+    }
+    Select(0);
+    return isReady;
+}
+
+void PlayerWindow::SetBoxes(std::unique_ptr<BoxFeed> boxes)
+{
+    m_boxes = std::move(boxes);
+}
+
+void PlayerWindow::GiveBoxes()
+{
+    if (!m_boxes) {
+        return;
+    }
+    std::vector<double> rates;
+    for (const PlayerTile* tile : m_tiles) {
+        rates.push_back(tile->FramesPerSecond());
+    }
+    const auto boards = m_boxes->MakeBoards(rates);
+    for (size_t index = 0; index < m_tiles.size(); ++index) {
+        m_tiles[index]->SetBoxes(boards[index], m_options.Overlay);
+    }
+}
+
+void PlayerWindow::StartTile(PlayerTile& tile)
+{
+    if (m_options.Overlay || m_boxes) {
+        tile.ToggleOverlay();
+    }
+    tile.Start(m_options.Once);
+}
+
+// What cannot be played changes nothing.
+void PlayerWindow::Open(const QStringList& files)
+{
+    QStringList problems;
+    std::vector<OpenedFile> opened = OpenFiles(files, m_options, problems);
+    for (const QString& problem : problems) {
+        std::fprintf(stderr, "player: %s\n", qPrintable(problem));
+    }
+    if (!opened.empty() && !Play(std::move(opened))) {
+        problems << QStringLiteral("the library gave no renderer");
+    }
+    if (!problems.isEmpty()) {
+        Say(problems.first());
+    }
 }
 
 void PlayerWindow::Begin()
 {
-    ShowGrid();
-    for (PlayerTile* tile : m_tiles) {
-        if (m_options.Overlay) {
-            tile->ToggleOverlay();
-        }
-        tile->Start(m_options.Once);
-    }
-    Select(0);
     if (m_options.Keys) {
         m_keys->Toggle();
     }
@@ -84,6 +159,9 @@ void PlayerWindow::Begin()
         show();
     }
     m_statusTimer.start(StatusIntervalMs);
+    if (!m_options.Statistics.isEmpty() && m_record.Open(m_options.Statistics)) {
+        m_recordTimer.start(RecordIntervalMs);
+    }
     if (m_options.Seconds > 0.0) {
         QTimer::singleShot(static_cast<int>(m_options.Seconds * 1000.0), this, [this] { Finish(); });
     }
@@ -91,10 +169,11 @@ void PlayerWindow::Begin()
 
 void PlayerWindow::Select(size_t tile)
 {
-    Selected().SetSelected(false);
-    m_selected = tile;
-    Selected().SetSelected(m_tiles.size() > 1 && !m_alone);
-    setWindowTitle(Selected().Name() + QStringLiteral(" - player"));
+    if (!m_tiles.empty()) {
+        Selected().SetSelected(false);
+        m_selected = tile;
+        Selected().SetSelected(m_tiles.size() > 1 && !m_alone);
+    }
     UpdateStatus();
 }
 
@@ -122,15 +201,23 @@ void PlayerWindow::ShowAlone(size_t shown)
 
 void PlayerWindow::keyPressEvent(QKeyEvent* event)
 {
+    const int key = event->key();
     const bool shift = event->modifiers().testFlag(Qt::ShiftModifier);
-    if (!RunViewKey(event->key(), shift) && !RunKey(event->key())) {
+    if (event->modifiers().testFlag(Qt::ControlModifier) && key == Qt::Key_O) {
+        AskForFiles(this, [this](const QStringList& files) { Open(files); });
+        return;
+    }
+    const bool isForTile =
+        !m_tiles.empty() && (RunTimeKey(key, event->isAutoRepeat()) || RunTileKey(key, shift));
+    if (!isForTile && !RunKey(key)) {
         QWidget::keyPressEvent(event);
         return;
     }
     UpdateStatus();
+    QTimer::singleShot(AnswerMs, this, [this] { UpdateStatus(); }); // what the decoder thread made of it
 }
 
-bool PlayerWindow::RunViewKey(int key, bool shift)
+bool PlayerWindow::RunTimeKey(int key, bool isRepeat)
 {
     switch (key) {
     case Qt::Key_Space:
@@ -141,6 +228,43 @@ bool PlayerWindow::RunViewKey(int key, bool shift)
         return true;
     case Qt::Key_Right:
         Selected().SeekBy(SeekSeconds);
+        return true;
+    case Qt::Key_Period:
+        Selected().Step(1, isRepeat);
+        return true;
+    case Qt::Key_Comma:
+        Selected().Step(-1, isRepeat);
+        return true;
+    case Qt::Key_BracketLeft:
+        Selected().ChangeSpeed(-1);
+        return true;
+    case Qt::Key_BracketRight:
+        Selected().ChangeSpeed(1);
+        return true;
+    case Qt::Key_Backspace:
+        Selected().ChangeSpeed(0);
+        return true;
+    default:
+        return false;
+    }
+}
+
+bool PlayerWindow::RunTileKey(int key, bool shift)
+{
+    const size_t count = m_tiles.size();
+    switch (key) {
+    case Qt::Key_N:
+        ShowAlone((m_selected + 1) % count);
+        return true;
+    case Qt::Key_P:
+        ShowAlone((m_selected + count - 1) % count);
+        return true;
+    case Qt::Key_G:
+        ShowGrid();
+        for (PlayerTile* tile : m_tiles) {
+            tile->SetAsleep(false);
+        }
+        Select(m_selected);
         return true;
     case Qt::Key_R:
         Selected().Turn(shift ? -1 : 1);
@@ -164,21 +288,7 @@ bool PlayerWindow::RunViewKey(int key, bool shift)
 
 bool PlayerWindow::RunKey(int key)
 {
-    const size_t count = m_tiles.size();
     switch (key) {
-    case Qt::Key_N:
-        ShowAlone((m_selected + 1) % count);
-        return true;
-    case Qt::Key_P:
-        ShowAlone((m_selected + count - 1) % count);
-        return true;
-    case Qt::Key_G:
-        ShowGrid();
-        for (PlayerTile* tile : m_tiles) {
-            tile->SetAsleep(false);
-        }
-        Select(m_selected);
-        return true;
     case Qt::Key_F:
         ToggleFullScreen();
         return true;
@@ -230,18 +340,47 @@ void PlayerWindow::Say(const QString& notice)
 void PlayerWindow::UpdateStatus()
 {
     m_meter.SampleMemory();
-    if (!m_notice.isEmpty() && m_noticeAge.elapsed() < NoticeMs) {
-        m_status->setText(m_notice);
+    QString status;
+    if (m_tiles.empty()) {
+        setWindowTitle(QStringLiteral("player"));
     } else {
-        m_status->setText(Selected().StatusText() +
-                          QStringLiteral("    CPU %1 %    H: keys").arg(m_cpuPercent, 0, 'f', 0));
+        const QString title = Selected().TitleText();
+        setWindowTitle(title + QStringLiteral(" - player"));
+        status =
+            Selected().StatusText() + QStringLiteral("    CPU %1 %    H: keys").arg(m_cpuPercent, 0, 'f', 0);
+        const int room = m_status->contentsRect().width();
+        status = m_status->fontMetrics().horizontalAdvance(status) > room ? title : status;
     }
+    const bool isNotice = !m_notice.isEmpty() && m_noticeAge.elapsed() < NoticeMs;
+    m_status->setText(isNotice ? m_notice : status);
+}
+
+void PlayerWindow::dragEnterEvent(QDragEnterEvent* event)
+{
+    if (!FilesOf(*event->mimeData()).isEmpty()) {
+        event->acceptProposedAction();
+    }
+}
+
+void PlayerWindow::dropEvent(QDropEvent* event)
+{
+    Open(FilesOf(*event->mimeData()));
+    event->acceptProposedAction();
 }
 
 void PlayerWindow::resizeEvent(QResizeEvent* event)
 {
     QWidget::resizeEvent(event);
     m_keys->Centre();
+}
+
+void PlayerWindow::WriteStatistics()
+{
+    std::vector<TileFigures> figures;
+    for (const PlayerTile* tile : m_tiles) {
+        figures.push_back(tile->Figures());
+    }
+    m_record.Write(figures);
 }
 
 void PlayerWindow::Finish()
@@ -252,8 +391,11 @@ void PlayerWindow::Finish()
 
 void PlayerWindow::PrintReport() const
 {
-    qint64 shown = 0;
-    qint64 dropped = 0;
+    qint64 shown = m_goneShown;
+    qint64 dropped = m_goneDropped;
+    for (const QString& summary : m_goneSummaries) {
+        std::printf("%s\n", qPrintable(summary));
+    }
     for (const PlayerTile* tile : m_tiles) {
         std::printf("%s\n", qPrintable(tile->SummaryText()));
         shown += tile->Shown();

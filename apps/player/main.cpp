@@ -3,10 +3,8 @@
 #include "PlayerWindow.h"
 
 #include <QApplication>
-#include <QFile>
 
 #include <cstdio>
-#include <string>
 #include <vector>
 
 namespace
@@ -16,23 +14,26 @@ constexpr int ExitUnreadable = 2;
 
 int Play(const Options& options)
 {
-    std::vector<std::unique_ptr<VideoSource>> sources;
-    for (const QString& file : options.Files) {
-        std::string reason;
-        const SourceOptions source{options.Layout, options.Colors[sources.size() % options.Colors.size()],
-                                   options.Way};
-        sources.push_back(VideoSource::Open(QFile::encodeName(file).toStdString(), source, reason));
-        if (!sources.back()) {
-            std::fprintf(stderr, "player: cannot play %s: %s\n", qPrintable(file), reason.c_str());
-            return ExitUnreadable;
-        }
+    QStringList problems;
+    std::vector<OpenedFile> files = OpenFiles(options.Files, options, problems);
+    for (const QString& problem : problems) {
+        std::fprintf(stderr, "player: %s\n", qPrintable(problem));
+    }
+    if (!problems.isEmpty()) {
+        return ExitUnreadable;
+    }
+    QString reason;
+    auto boxes = options.Boxes.isEmpty() ? nullptr : BoxFeed::Open(options.Boxes, reason);
+    if (!reason.isEmpty()) {
+        std::fprintf(stderr, "player: cannot read boxes from %s: %s\n", qPrintable(options.Boxes),
+                     qPrintable(reason));
+        return ExitUnreadable;
     }
     PlayerWindow window(options);
-    for (size_t index = 0; index < sources.size(); ++index) {
-        if (!window.Add(options.Files[static_cast<int>(index)], std::move(sources[index]))) {
-            std::fprintf(stderr, "player: the library gave no renderer\n");
-            return 1;
-        }
+    window.SetBoxes(std::move(boxes));
+    if (!window.Play(std::move(files))) {
+        std::fprintf(stderr, "player: the library gave no renderer\n");
+        return 1;
     }
     window.Begin();
     const int code = QApplication::exec();

@@ -3,6 +3,7 @@
 #include "ViewState.h"
 
 #include <QEvent>
+#include <QFile>
 #include <QGridLayout>
 #include <QKeyEvent>
 #include <QLabel>
@@ -49,11 +50,15 @@ void TileCaption::SetText(const QString& text)
 int TileCaption::Draw(int, __tagQDrawCallbackInfo* info, int, void* user)
 {
     auto* caption = static_cast<TileCaption*>(user);
+    if (caption->Boxes) {
+        caption->Boxes->Draw(*info);
+    }
     const std::lock_guard<std::mutex> lock(caption->m_mutex);
     if (caption->m_label.szText[0] != '\0') {
         info->pfnDrawToRender(&caption->m_label, sizeof(caption->m_label), info->pRender);
         info->pfnDrawToRender(&caption->m_plate, sizeof(caption->m_plate), info->pRender);
     }
+    caption->m_loss.Send(*info);
     return 0;
 }
 
@@ -80,19 +85,30 @@ WallWindow::~WallWindow()
 {
     m_pool.Stop();
     for (const Tile& tile : m_tiles) {
+        if (tile.Live) {
+            tile.Live->Stop();
+        }
+    }
+    for (Tile& tile : m_tiles) {
+        tile.Live.reset();
         Ovel_Release(tile.Renderer);
     }
 }
 
-bool WallWindow::Add(std::unique_ptr<VideoSource> source)
+WallWindow::Tile* WallWindow::AddTile(const QString& name)
 {
     int type = OVEL_RENDER_FULL;
     void* renderer = Ovel_CreateEx(&type, sizeof(type));
     if (renderer == nullptr) {
-        return false;
+        return nullptr;
     }
     auto* view = static_cast<QWidget*>(renderer);
-    Tile tile{renderer, view, source->Facts(), new FrameCounter(view), std::make_unique<TileCaption>()};
+    Tile tile{name, renderer, view};
+    tile.Counter = new FrameCounter(view);
+    tile.Caption = std::make_unique<TileCaption>();
+    if (m_tiles.size() < m_boards.size()) {
+        tile.Caption->Boxes = m_boards[m_tiles.size()];
+    }
     tagOvelDrawCallback callback = tile.Caption->Payload();
     Ovel_SetParam(renderer, OVELCMD_SET_DRAW_CALLBACK, &callback, sizeof(callback));
     view->installEventFilter(this);
@@ -102,16 +118,56 @@ bool WallWindow::Add(std::unique_ptr<VideoSource> source)
     }
     const int cell = static_cast<int>(m_tiles.size());
     m_grid->addWidget(view, cell / m_columns, cell % m_columns);
-    m_pool.Add(renderer, *tile.Counter, std::move(source));
     m_tiles.push_back(std::move(tile));
+    return &m_tiles.back();
+}
+
+bool WallWindow::Add(const QString& name, std::unique_ptr<VideoSource> file)
+{
+    Tile* tile = AddTile(name);
+    if (tile != nullptr) {
+        tile->Facts = file->Facts();
+        m_pool.Add(tile->Renderer, *tile->Counter, std::move(file));
+    }
+    return tile != nullptr;
+}
+
+bool WallWindow::AddLive(const QString& url, const LiveOptions& options)
+{
+    Tile* tile = AddTile(url);
+    if (tile == nullptr) {
+        return false;
+    }
+    const size_t index = m_tiles.size() - 1;
+    const auto sizeChanged = [this, index](const VideoFacts& facts) {
+        QMetaObject::invokeMethod(
+            this,
+            [this, index, facts] {
+                m_tiles[index].Facts = facts;
+                Place(m_tiles[index]);
+            },
+            Qt::QueuedConnection);
+    };
+    tile->Live = std::make_unique<LiveStream>(tile->Renderer, QFile::encodeName(url).toStdString(), options,
+                                              *tile->Counter, tile->Caption->Loss(), sizeChanged);
     return true;
+}
+
+void WallWindow::SetBoxes(std::unique_ptr<BoxFeed> boxes, int tiles)
+{
+    m_boxes = std::move(boxes);
+    m_boards =
+        m_boxes->MakeBoards(std::vector<double>(static_cast<size_t>(tiles), VideoFacts{}.FramesPerSecond));
 }
 
 void WallWindow::Begin(int threads, double seconds, const QString& picture)
 {
-    m_threads = threads;
+    const auto live =
+        std::count_if(m_tiles.begin(), m_tiles.end(), [](const Tile& tile) { return tile.Live != nullptr; });
+    const auto files = static_cast<int>(m_tiles.size()) - static_cast<int>(live);
+    m_threads = std::min(threads, files) + static_cast<int>(live);
     show();
-    m_pool.Start(threads);
+    m_pool.Start(std::min(threads, files));
     m_timer.start(StatisticsIntervalMs);
     UpdateStatistics();
     if (seconds > 0.0) {
@@ -125,11 +181,18 @@ void WallWindow::Place(const Tile& tile)
     ViewState state;
     state.QuarterTurns = tile.Facts.View.QuarterTurns;
     state.Mirror = tile.Facts.View.Mirror;
+    if (tile.Facts.Width == 0 || tile.View->size().isEmpty()) {
+        return; // once there is a picture, and a place for it
+    }
     const QSizeF display(tile.Facts.Width * tile.Facts.PixelAspect, tile.Facts.Height);
     tagOvelVideoRotate turn = state.RotatePayload();
     tagQRECT place = state.Destination(tile.View->size(), display);
     Ovel_SetParam(tile.Renderer, OVELCMD_SET_VIDEO_ROTATE, &turn, sizeof(turn));
     Ovel_SetParam(tile.Renderer, OVELCMD_SET_DRAW_DST_RECT, &place, sizeof(place));
+    if (tile.Caption->Boxes) {
+        tile.Caption->Boxes->SetRate(tile.Facts.FramesPerSecond);
+        tile.Caption->Boxes->SetView(state, tile.View->size());
+    }
 }
 
 void WallWindow::Enlarge(const QWidget* view)
@@ -140,8 +203,18 @@ void WallWindow::Enlarge(const QWidget* view)
     }
 }
 
+void WallWindow::WriteStatistics()
+{
+    std::vector<TileFigures> figures;
+    for (const Tile& tile : m_tiles) {
+        figures.push_back({tile.Name, tile.Counter, tile.Live.get()});
+    }
+    m_record.Write(figures);
+}
+
 void WallWindow::UpdateStatistics()
 {
+    WriteStatistics();
     m_meter.SampleMemory();
     double rate = 0.0;
     qint64 dropped = 0;
@@ -173,7 +246,7 @@ bool WallWindow::eventFilter(QObject* watched, QEvent* event)
     if (event->type() == QEvent::Resize) {
         const auto found = std::find_if(m_tiles.begin(), m_tiles.end(),
                                         [watched](const Tile& tile) { return tile.View == watched; });
-        if (found != m_tiles.end() && !found->View->size().isEmpty()) {
+        if (found != m_tiles.end()) {
             Place(*found);
         }
     }

@@ -1,8 +1,12 @@
 // The wall: a grid of tiles with a line of statistics each; a click enlarges one.
 #pragma once
 
+#include "BoxFeed.h"
 #include "DecoderPool.h"
 #include "HostTools.h"
+#include "LiveStream.h"
+#include "LossLabel.h"
+#include "StatisticsFile.h"
 
 #include <QSize>
 #include <QString>
@@ -16,12 +20,14 @@
 class QGridLayout;
 class QLabel;
 
-// The statistics line of a tile, pushed as a text record with every frame.
+// The statistics line of a tile, its boxes, and what it says while its source is lost, pushed with every frame.
 class TileCaption
 {
 public:
     tagOvelDrawCallback Payload();
     void SetText(const QString& text); // GUI thread
+    std::shared_ptr<BoxBoard> Boxes;   // drawn with it, may be null; set before the first frame
+    LossLabel& Loss() { return m_loss; }
 
 private:
     static int Draw(int reserved, __tagQDrawCallbackInfo* info, int length, void* user);
@@ -29,6 +35,7 @@ private:
     std::mutex m_mutex;
     __tagQDrawGraphInfo m_label{}; // under m_mutex
     __tagQDrawGraphInfo m_plate{}; // under m_mutex
+    LossLabel m_loss;
 };
 
 class WallWindow : public QWidget
@@ -38,7 +45,11 @@ public:
     WallWindow(int tiles, QSize size, bool nativeTiles);
     ~WallWindow() override;
 
-    bool Add(std::unique_ptr<VideoSource> source);
+    // False when no renderer could be made.
+    bool Add(const QString& name, std::unique_ptr<VideoSource> file);
+    bool AddLive(const QString& url, const LiveOptions& options);
+    void SetBoxes(std::unique_ptr<BoxFeed> boxes, int tiles); // before the tiles
+    bool RecordStatistics(const QString& file) { return m_record.Open(file); }
     void Begin(int threads, double seconds, const QString& picture);
     void PrintReport() const;
 
@@ -49,22 +60,29 @@ protected:
 
 private:
     struct Tile {
-        void* Renderer;
-        QWidget* View;
-        VideoFacts Facts; // of the first picture
-        FrameCounter* Counter;
-        std::unique_ptr<TileCaption> Caption;
+        QString Name;
+        void* Renderer = nullptr;
+        QWidget* View = nullptr;
+        VideoFacts Facts{}; // of the first picture of a size
+        FrameCounter* Counter = nullptr;
+        std::unique_ptr<TileCaption> Caption{};
+        std::unique_ptr<LiveStream> Live{}; // null for files
     };
 
+    Tile* AddTile(const QString& name);
     static void Place(const Tile& tile);
     void Enlarge(const QWidget* view);
     void UpdateStatistics();
+    void WriteStatistics();
     void Finish(const QString& picture);
 
     const int m_columns;
     const bool m_nativeTiles;
     std::vector<Tile> m_tiles;
-    DecoderPool m_pool;
+    std::unique_ptr<BoxFeed> m_boxes; // may be null
+    std::vector<std::shared_ptr<BoxBoard>> m_boards;
+    DecoderPool m_pool; // for the files
+    StatisticsFile m_record;
     ProcessMeter m_meter;
     QGridLayout* m_grid;
     QLabel* m_status;

@@ -1,28 +1,20 @@
-// Many small videos at once: 16 to 64 tiles fed by a pool of fewer decoder threads.
+// Many small videos at once: a tile each, files on a pool of decoder threads, live sources on a thread each.
+#include "WallOptions.h"
 #include "WallWindow.h"
 
 #include <QApplication>
-#include <QCommandLineParser>
 #include <QFile>
 #include <QOffscreenSurface>
 #include <QOpenGLContext>
 #include <QOpenGLFunctions>
 
-#include <algorithm>
 #include <cstdio>
 #include <memory>
-#include <thread>
 
 namespace
 {
 
-constexpr int MostTiles = 64;
 constexpr int ExitUnreadable = 2;
-
-int NumberOf(const QCommandLineParser& parser, const QCommandLineOption& option, int least, int most)
-{
-    return std::clamp(parser.value(option).toInt(), least, most);
-}
 
 // Asks a context of its own, so that it is known before there is a window.
 bool RasterisesInSoftware()
@@ -48,34 +40,60 @@ void SpareRasteriserThreads(int argc, char** argv)
     }
 }
 
-// What the tiles option says: how many, how, or both when it is given twice.
-struct TileChoice {
-    int Count = 16;
-    QString Way = QStringLiteral("auto");
-    bool IsValid = true;
+bool AreNative(TileWay way)
+{
+    return way == TileWay::Native ||
+           (way == TileWay::Auto && QGuiApplication::platformName() == QLatin1String("xcb") &&
+            RasterisesInSoftware());
+}
 
-    explicit TileChoice(const QStringList& values)
-    {
-        const QStringList ways{QStringLiteral("native"), QStringLiteral("shared"), QStringLiteral("auto")};
-        for (const QString& value : values) {
-            bool isNumber = false;
-            const int number = value.toInt(&isNumber);
-            if (isNumber) {
-                Count = std::clamp(number, 1, MostTiles);
-            } else if (ways.contains(value)) {
-                Way = value;
-            } else {
-                IsValid = false;
+// Puts the sources into the tiles in turn; the exit code, 0 when all is well.
+int Fill(WallWindow& window, const WallOptions& options)
+{
+    for (int index = 0; index < options.Tiles; ++index) {
+        const QString& source = options.Sources[index % options.Sources.size()];
+        const std::string name = QFile::encodeName(source).toStdString();
+        std::unique_ptr<VideoSource> file;
+        if (!IsLive(name)) {
+            std::string reason;
+            file = VideoSource::Open(name, options.Live.Source, reason);
+            if (!file) {
+                std::fprintf(stderr, "wall: cannot play %s: %s\n", qPrintable(source), reason.c_str());
+                return ExitUnreadable;
             }
         }
+        if (file ? !window.Add(source, std::move(file)) : !window.AddLive(source, options.Live)) {
+            std::fprintf(stderr, "wall: the library gave no renderer\n");
+            return 1;
+        }
     }
-    bool AreNative() const
-    {
-        return Way == QLatin1String("native") ||
-               (Way == QLatin1String("auto") && QGuiApplication::platformName() == QLatin1String("xcb") &&
-                RasterisesInSoftware());
+    return 0;
+}
+
+int Show(const WallOptions& options)
+{
+    QString reason;
+    auto feed = options.Boxes.isEmpty() ? nullptr : BoxFeed::Open(options.Boxes, reason);
+    if (!reason.isEmpty()) {
+        std::fprintf(stderr, "wall: cannot read boxes from %s: %s\n", qPrintable(options.Boxes),
+                     qPrintable(reason));
+        return 1;
     }
-};
+    WallWindow window(options.Tiles, QSize(1200, 720), AreNative(options.Way));
+    if (feed) {
+        window.SetBoxes(std::move(feed), options.Tiles);
+    }
+    if (!options.Statistics.isEmpty() && !window.RecordStatistics(options.Statistics)) {
+        return 1;
+    }
+    int code = Fill(window, options);
+    if (code == 0) {
+        window.Begin(options.Threads, options.Seconds, options.Picture);
+        code = QApplication::exec();
+        window.PrintReport();
+    }
+    return code;
+}
 
 } // namespace
 
@@ -86,88 +104,17 @@ int main(int argc, char** argv)
     ChoosePlatform();
     QCoreApplication::setApplicationName(QStringLiteral("wall"));
     QCoreApplication::setApplicationVersion(QStringLiteral(OVEL_VERSION));
-    std::unique_ptr<QCoreApplication> application;
     if (WantsTextOnly(argc, argv)) {
-        application = std::make_unique<QCoreApplication>(argc, argv);
-    } else {
-        application = std::make_unique<QApplication>(argc, argv);
+        const QCoreApplication withoutDisplay(argc, argv);
+        ReadOptions(); // ends the process
     }
-    const int cores = std::max(2, static_cast<int>(std::thread::hardware_concurrency()));
-    const QCommandLineOption tiles(
-        QStringLiteral("tiles"),
-        QStringLiteral(
-            "Number of tiles, 1 to 64, or how they are shown: native (each a window of its own), shared "
-            "(all in one) or auto (native without a GPU). Twice for both. Default: 16, auto."),
-        QStringLiteral("number|way"));
-    const QCommandLineOption threads(QStringLiteral("threads"),
-                                     QStringLiteral("Decoder threads. Default: one per core."),
-                                     QStringLiteral("number"), QString::number(cores));
-    const QCommandLineOption seconds(QStringLiteral("seconds"), QStringLiteral("Quit after so many seconds."),
-                                     QStringLiteral("number"), QStringLiteral("0"));
-    const QCommandLineOption picture(QStringLiteral("picture"),
-                                     QStringLiteral("Write the window as a PNG before quitting."),
-                                     QStringLiteral("file"));
-    const QCommandLineOption colors(
-        QStringLiteral("colors"),
-        QStringLiteral("Colors as 'tagged' in the files (default), or 'plain': by "
-                       "the renderer's own formulas."),
-        QStringLiteral("colors"), QStringLiteral("tagged"));
-    QCommandLineParser parser;
-    parser.setApplicationDescription(
-        QStringLiteral("Plays the files side by side on a wall of tiles, again and again. "
-                       "Click a tile to enlarge it, Q quits."));
-    parser.addPositionalArgument(QStringLiteral("FILE..."),
-                                 QStringLiteral("Video files; the tiles take them in turn."));
-    parser.addHelpOption();
-    parser.addVersionOption();
-    parser.addOptions({tiles, threads, colors, seconds, picture});
-    parser.process(*application);
-
-    const QStringList files = parser.positionalArguments();
-    if (files.isEmpty()) {
-        std::fprintf(stderr, "wall: no file given (--help lists what there is)\n");
-        return 1;
-    }
-    const bool isPlain = parser.value(colors) == QLatin1String("plain");
-    if (!isPlain && parser.value(colors) != QLatin1String("tagged")) {
-        std::fprintf(stderr, "wall: unknown colors '%s'\n", qPrintable(parser.value(colors)));
-        return 1;
-    }
+    const QApplication application(argc, argv);
+    const WallOptions options = ReadOptions();
     if (!HasOpenGl()) {
         return ExitNoOpenGl;
     }
-    const TileChoice choice(parser.values(tiles));
-    if (!choice.IsValid) {
-        std::fprintf(stderr, "wall: --tiles takes a number, native, shared or auto\n");
-        return 1;
-    }
-    const int count = choice.Count;
-    SourceOptions options;
-    options.Colors = isPlain ? ColorChoice::Plain : ColorChoice::Tagged;
-    std::vector<std::unique_ptr<VideoSource>> sources;
-    for (int index = 0; index < count; ++index) {
-        const QString& file = files[index % files.size()];
-        std::string reason;
-        sources.push_back(VideoSource::Open(QFile::encodeName(file).toStdString(), options, reason));
-        if (!sources.back()) {
-            std::fprintf(stderr, "wall: cannot play %s: %s\n", qPrintable(file), reason.c_str());
-            return ExitUnreadable;
-        }
-    }
-    int code = 1;
-    {
-        WallWindow window(count, QSize(1200, 720), choice.AreNative());
-        const bool ready = std::all_of(sources.begin(), sources.end(),
-                                       [&](auto& source) { return window.Add(std::move(source)); });
-        if (ready) {
-            window.Begin(NumberOf(parser, threads, 1, count), parser.value(seconds).toDouble(),
-                         parser.value(picture));
-            code = QApplication::exec();
-            window.PrintReport();
-        } else {
-            std::fprintf(stderr, "wall: the library gave no renderer\n");
-        }
-    }
+    const int code = Show(options);
+    // Released renderers are deleted by the event loop.
     QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
     return code;
 }

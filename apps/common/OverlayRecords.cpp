@@ -1,0 +1,120 @@
+#include "OverlayRecords.h"
+
+#include <QTextDocument>
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+
+namespace
+{
+
+constexpr int FontPoints = 11;
+constexpr int LetterWidth = 8;
+constexpr int WideLetterWidth = 15;
+constexpr ushort FirstWideLetter = 0x1100; // Hangul, then Chinese and Japanese
+constexpr int PlateHeight = 20;
+
+int32_t Pixel(double position)
+{
+    return static_cast<int32_t>(std::lround(position));
+}
+
+} // namespace
+
+uint32_t GraphColor(const QColor& color)
+{
+    const auto component = [](double value) {
+        return static_cast<uint32_t>(std::lround(126.0 + 126.0 * value));
+    };
+    return component(color.redF()) | component(color.greenF()) << 8 | component(color.blueF()) << 16;
+}
+
+uint32_t LabelColor(const QColor& color)
+{
+    return static_cast<uint32_t>(color.red() | color.green() << 8 | color.blue() << 16);
+}
+
+tagQPOINT PlaceOnPicture(const __tagQDrawCallbackInfo& info, QPointF fraction)
+{
+    return {info.left + Pixel(fraction.x() * (info.right - info.left)),
+            info.top + Pixel(fraction.y() * (info.bottom - info.top))};
+}
+
+__tagQDrawGraphInfo MakeGraph(int type, uint32_t color, int lineWidth, const __tagQDrawCallbackInfo& info,
+                              std::initializer_list<QPointF> points)
+{
+    __tagQDrawGraphInfo graph{};
+    graph.iGraphType = type;
+    graph.uiColor = color;
+    graph.iFontSize = lineWidth;
+    for (const QPointF& point : points) {
+        graph.stPoint[graph.iPointNum++] = PlaceOnPicture(info, point);
+    }
+    return graph;
+}
+
+void SendGraph(const __tagQDrawCallbackInfo& info, __tagQDrawGraphInfo graph)
+{
+    info.pfnDrawToRender(&graph, sizeof(graph), info.pRender);
+}
+
+OverlayLabel MakeLabel(const QString& text, uint32_t color)
+{
+    OverlayLabel label;
+    QString fitting = QLatin1Char(' ') + text.left(OVEL_GRAPH_TEXT_BYTES);
+    const auto coded = [&fitting] {
+        return (Qt::mightBeRichText(fitting) ? fitting.toHtmlEscaped() : fitting).toUtf8();
+    };
+    label.Text = coded();
+    while (label.Text.size() >= OVEL_GRAPH_TEXT_BYTES) {
+        fitting.chop(fitting.at(fitting.size() - 1).isLowSurrogate() ? 2 : 1);
+        label.Text = coded();
+    }
+    label.Width = LetterWidth;
+    for (const QChar letter : fitting) {
+        label.Width += letter.unicode() < FirstWideLetter ? LetterWidth : WideLetterWidth;
+    }
+    label.Color = color;
+    return label;
+}
+
+void SendBoxLabel(const __tagQDrawCallbackInfo& info, const OverlayView& view, const QRectF& box,
+                  const OverlayLabel& label)
+{
+    const QSizeF widget(view.Widget);
+    const auto shown = [&](QPointF fraction) {
+        const tagQPOINT pixel = PlaceOnPicture(info, fraction);
+        const QPointF place = view.View.ToShown({pixel.x / widget.width(), pixel.y / widget.height()});
+        return QPoint(static_cast<int>(place.x() * widget.width()),
+                      static_cast<int>(place.y() * widget.height()));
+    };
+    const QPoint one = shown(box.topLeft());
+    const QPoint other = shown(box.bottomRight());
+    const int left =
+        std::clamp(std::min(one.x(), other.x()), 0, std::max(0, view.Widget.width() - label.Width));
+    const int middle = std::max(PlateHeight / 2, std::min(one.y(), other.y()) - PlateHeight / 2 - 2);
+    __tagQDrawGraphInfo record{};
+    record.iGraphType = OVEL_GRAPH_TEXT;
+    record.uiColor = label.Color;
+    record.iFontSize = FontPoints;
+    record.iTextCode = OVEL_TEXT_UTF8;
+    record.iPointNum = 2;
+    record.stPoint[0] = {left, middle}; // the renderer adds 11 pixels above and below
+    record.stPoint[1] = {left + label.Width, middle};
+    const auto bytes = static_cast<size_t>(label.Text.size());
+    std::memcpy(record.szText, label.Text.constData(), std::min(bytes, sizeof(record.szText) - 1));
+    SendGraph(info, record);
+
+    // Labels have no background of their own: a thick dark line.
+    __tagQDrawGraphInfo plate{};
+    plate.iGraphType = OVEL_GRAPH_POLYLINE;
+    plate.uiColor = GraphColor(QColor::fromRgbF(0.04, 0.06, 0.09));
+    plate.iFontSize = PlateHeight;
+    for (const int x : {left, left + label.Width}) {
+        const QPointF place = view.View.ToUnzoomed({x / widget.width(), middle / widget.height()});
+        plate.stPoint[plate.iPointNum++] = {Pixel(place.x() * widget.width()),
+                                            Pixel(place.y() * widget.height())};
+    }
+    SendGraph(info, plate);
+}
