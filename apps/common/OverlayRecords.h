@@ -29,7 +29,7 @@ struct OverlayView {
 
 struct OverlayLabel {
     QByteArray Text; // UTF-8
-    int Width = 0;   // widget pixels
+    int Width = 0;   // widget pixels at a scale of 1
     uint32_t Color = 0;
 };
 

@@ -88,7 +88,6 @@ TEST(Boxes, LieWhereTheySayInTheirColor)
     EXPECT_LE(std::abs(blue.left() - 32), 6);
     EXPECT_LT(blue.top(), 33) << "the label lies above its box";
     EXPECT_GT(blue.right(), 110) << "it is shown as it is written, not as HTML";
-    EXPECT_LE(std::abs(Extent(run.picture, Qt::green).left()), 320);
     EXPECT_GE(Extent(run.picture, QColor(0, 255, 0)).right(), 318) << "cut off at the picture's edge";
 }
 
