@@ -14,6 +14,7 @@ constexpr int FontPoints = 11;
 constexpr int LetterWidth = 8;
 constexpr int WideLetterWidth = 15;
 constexpr ushort FirstWideLetter = 0x1100; // Hangul, then Chinese and Japanese
+const QChar Nothing(0x200b);               // a space without width
 constexpr int PlateHeight = 20;
 constexpr int LabelMargin = 11; // that the renderer adds above and below
 
@@ -61,19 +62,29 @@ void SendGraph(const __tagQDrawCallbackInfo& info, __tagQDrawGraphInfo graph)
     info.pfnDrawToRender(&graph, sizeof(graph), info.pRender);
 }
 
+// Labels take for HTML what Qt::mightBeRichText does. Escaped text would have to pass for it too, in order to
+// show without the escapes; a space without width in every tag and entity makes it plain.
+QString AsWritten(const QString& text)
+{
+    if (!Qt::mightBeRichText(text)) {
+        return text;
+    }
+    QString plain = text;
+    plain.replace(QLatin1Char('<'), QStringLiteral("<") + Nothing);
+    plain.replace(QStringLiteral("&lt;"), QStringLiteral("&") + Nothing + QStringLiteral("lt;"));
+    return plain;
+}
+
 OverlayLabel MakeLabel(const QString& text, uint32_t color)
 {
     OverlayLabel label;
-    QString fitting = QLatin1Char(' ') + text.left(OVEL_GRAPH_TEXT_BYTES);
-    const auto coded = [&fitting] {
-        return (Qt::mightBeRichText(fitting) ? fitting.toHtmlEscaped() : fitting).toUtf8();
-    };
-    label.Text = coded();
-    while (label.Text.size() >= OVEL_GRAPH_TEXT_BYTES) {
+    QString fitting = QLatin1Char(' ') + AsWritten(text.left(OVEL_GRAPH_TEXT_BYTES));
+    for (label.Text = fitting.toUtf8(); label.Text.size() >= OVEL_GRAPH_TEXT_BYTES;
+         label.Text = fitting.toUtf8()) {
         fitting.chop(fitting.at(fitting.size() - 1).isLowSurrogate() ? 2 : 1);
-        label.Text = coded();
     }
     label.Width = LetterWidth;
+    fitting.remove(Nothing);
     for (const QChar letter : fitting) {
         label.Width += letter.unicode() < FirstWideLetter ? LetterWidth : WideLetterWidth;
     }
