@@ -1,0 +1,186 @@
+// Live sources as their users meet them: real senders on the loopback address, real programs that show them.
+#include "Harness.h"
+#include "Played.h"
+#include "Senders.h"
+
+#include <QDir>
+#include <QFile>
+
+#include <cstdlib>
+
+using namespace OvelTest;
+
+namespace
+{
+
+const QColor Plate(144, 32, 32); // behind the label of a lost source
+constexpr int WallWidth = 1200;
+constexpr int WallHeight = 693; // without the status line
+
+void WriteText(const QString& name, const QByteArray& text)
+{
+    QFile file(name);
+    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+    file.write(text);
+}
+
+QString UdpUrl(int port)
+{
+    return QString("udp://127.0.0.1:%1").arg(port);
+}
+
+QStringList OverUdp(int port)
+{
+    return {"-f", "mpegts", UdpUrl(port) + "?pkt_size=1316"};
+}
+
+bool IsPlaying(const QJsonObject& line)
+{
+    return line["state"] == "playing" && line["shown"].toInt() >= 10;
+}
+
+// A list with every kind of line; the picture that the wall leaves behind has each colour in its place.
+TEST(Wall, ListOfSourcesOfEveryKind)
+{
+    const QTemporaryDir directory;
+    ASSERT_TRUE(QDir(directory.path()).mkdir("lists"));
+    const int udp = FreePort(), http = FreePort() + 1, rtp = FreePort();
+    const QString httpUrl = QString("http://127.0.0.1:%1/camera.ts").arg(http);
+    const QString list = directory.filePath("lists/cameras.txt");
+    WriteText(list, "# the gate\n  " + UdpUrl(udp).toUtf8() + "  \n\n" + httpUrl.toUtf8() +
+                        "\r\n../yard.sdp\n../still.mkv\n");
+    MakeClip(directory.filePath("still.mkv"), "color=c=white:size=160x120,format=rgb24", "ffv1",
+             {OVEL_MATRIX_BT601, OVEL_RANGE_LIMITED, OVEL_SITING_LEFT});
+    WriteText(directory.filePath("yard.sdp"),
+              "v=0\no=- 0 0 IN IP4 127.0.0.1\ns=-\nc=IN IP4 127.0.0.1\nt=0 0\nm=video " +
+                  QByteArray::number(rtp) + " RTP/AVP 96\na=rtpmap:96 H264/90000\n");
+    const QString picture = directory.filePath("picture.png");
+    Watched wall(OVEL_WALL, {"--seconds", "6", "--picture", picture, list});
+    ASSERT_TRUE(WaitUntil([&] { return !wall.Lines(1).empty(); }));
+    const Sender first("red", "libx264", OverUdp(udp));
+    const Sender second("lime", "libx265", {"-f", "mpegts", "-listen", "1", httpUrl});
+    const Sender third("blue", "libx264", {"-f", "rtp", QString("rtp://127.0.0.1:%1").arg(rtp)});
+    EXPECT_EQ(wall.ExitCode(), 0);
+    const QImage shown(picture);
+    const QColor colors[] = {Qt::red, Qt::green, Qt::blue, Qt::white};
+    for (int tile = 0; tile < 4; ++tile) {
+        const QColor pixel = shown.pixelColor(WallWidth / 4 + tile % 2 * WallWidth / 2,
+                                              WallHeight / 4 + tile / 2 * WallHeight / 2);
+        EXPECT_TRUE(IsLike(pixel, colors[tile])) << tile << " " << pixel.name().toStdString();
+        const QJsonObject last = wall.Tile(tile + 1);
+        EXPECT_EQ(last["state"].toString(), tile < 3 ? "playing" : "file");
+        EXPECT_GT(last["received"].toInt(), 10);
+        EXPECT_EQ(last["delay"].isDouble(), tile == 2) << "only RTP tells";
+    }
+    const double delay = wall.Tile(3)["delay"].toDouble();
+    EXPECT_TRUE(delay > 0.0 && delay < 5.0) << delay;
+}
+
+// The sender dies and comes back; the other tile does not notice.
+TEST(Player, ALostSourceComesBack)
+{
+    const int steady = FreePort(), dying = FreePort() + 2;
+    const Sender other("blue", "libx264", OverUdp(steady));
+    auto sender = std::make_unique<Sender>("lime", "libx264", OverUdp(dying));
+    Watched player(OVEL_PLAYER,
+                   {"--bare", "--size", "640x320", "--timeout", "1", UdpUrl(steady), UdpUrl(dying)});
+    const auto isLabelled = [] { return IsLike(OnScreen(330, 160), Plate); };
+    const auto isShown = [](const QColor& color) {
+        return IsLike(OnScreen(480, 60), color) && IsLike(OnScreen(160, 160), Qt::blue);
+    };
+    ASSERT_TRUE(player.WaitFor(1, IsPlaying) && player.WaitFor(2, IsPlaying));
+    EXPECT_TRUE(WaitUntil([&] { return !isLabelled() && isShown(Qt::green); }));
+
+    sender.reset();
+    ASSERT_TRUE(player.WaitFor(2, [](const QJsonObject& line) { return line["state"] == "lost"; }));
+    EXPECT_TRUE(WaitUntil([&] { return isLabelled() && isShown(Qt::green); })) << "the last picture stays";
+    const auto atLoss = player.Lines(1).size();
+    ASSERT_TRUE(WaitUntil([&] { return player.Lines(1).size() >= atLoss + 3; }, 10000));
+    const int received = player.Tile(2)["received"].toInt();
+
+    sender = std::make_unique<Sender>("white", "libx264", OverUdp(dying));
+    ASSERT_TRUE(player.WaitFor(2, [&](const QJsonObject& line) {
+        return line["state"] == "playing" && line["received"].toInt() > received + 10;
+    }));
+    EXPECT_TRUE(WaitUntil([&] { return !isLabelled() && isShown(Qt::white); }));
+    EXPECT_EQ(player.Tile(2)["losses"].toInt(), 1);
+    EXPECT_EQ(player.Tile(1)["losses"].toInt(), 0);
+    const std::vector<QJsonObject> lines = player.Lines(1);
+    const int during = lines.back()["received"].toInt() - lines[atLoss]["received"].toInt();
+    EXPECT_GE(during, 8 * static_cast<int>(lines.size() - 1 - atLoss)) << "of 10 pictures a second";
+}
+
+// Whatever a source waits for, the wall says so and ends when it is to end.
+TEST(Wall, SourcesThatNobodyServes)
+{
+    const QTemporaryDir directory;
+    const QString picture = directory.filePath("picture.png");
+    Server closing({}, Server::Then::Close);
+    const Server silent({}, Server::Then::KeepSilent);
+    const QStringList sources{
+        UdpUrl(FreePort()), closing.Url(),      silent.Url("http"),    silent.Url("rtsp"),
+        "/dev/video63",     "nothing://at.all", "http://127.0.0.1:1/", directory.filePath("none.sdp"),
+        silent.Url()};
+    Watched wall(OVEL_WALL,
+                 QStringList{"--seconds", "4", "--timeout", "2.5", "--picture", picture} + sources);
+    EXPECT_EQ(wall.ExitCode(), 0);
+    const QImage shown(picture);
+    for (int tile = 0; tile < 9; ++tile) {
+        const QPoint left(tile % 3 * WallWidth / 3 + 20, WallHeight / 6 + tile / 3 * WallHeight / 3);
+        EXPECT_TRUE(IsLike(shown.pixelColor(left), Plate)) << sources[tile].toStdString();
+        EXPECT_EQ(wall.Tile(tile + 1)["received"].toInt(), 0);
+        EXPECT_EQ(wall.Tile(tile + 1)["losses"].toInt(), 0) << "there was nothing to lose";
+    }
+    const auto attempts = closing.Connections();
+    ASSERT_GE(attempts.size(), 2U);
+    EXPECT_LE(attempts.size(), 4U) << "at 0, 0.5, 1.5 and 3.5 s";
+    for (size_t i = 2; i < attempts.size(); ++i) {
+        const auto pause = attempts[i] - attempts[i - 1];
+        EXPECT_GT(pause, std::chrono::milliseconds(450) * (1U << (i - 1)));
+    }
+}
+
+TEST(Wall, ListsThatNameNothing)
+{
+    const QTemporaryDir directory;
+    const QString empty = directory.filePath("empty.txt");
+    WriteText(empty, "# nothing yet\n\n");
+    for (const QStringList& arguments : {QStringList{empty},
+                                         {directory.filePath("missing.txt")},
+                                         {"--timeout", "soon", UdpUrl(1)},
+                                         {"--longest-pause", "0", UdpUrl(1)},
+                                         {"--record-statistics", directory.path(), UdpUrl(1)}}) {
+        RunProgram(OVEL_WALL, arguments, 1);
+    }
+}
+
+// One decoder at a time, whatever the number of losses. OVEL_LOSSES sets it for a longer run by hand.
+TEST(Wall, MemoryStaysFlatOverLosses)
+{
+    const QByteArray wanted = qgetenv("OVEL_LOSSES");
+    const int losses = wanted.isEmpty() ? 24 : wanted.toInt();
+    const QTemporaryDir directory;
+    const QString clip = directory.filePath("clip.ts");
+    Ffmpeg({"-f", "lavfi", "-i", "testsrc2=size=640x480:rate=25:duration=0.4", "-c:v", "libx264", "-preset",
+            "ultrafast", clip});
+    QFile file(clip);
+    ASSERT_TRUE(file.open(QIODevice::ReadOnly));
+    const Server server(file.readAll(), Server::Then::Close);
+    const Watched wall(OVEL_WALL, {"--longest-pause", "0.05", server.Url()});
+    const auto hasLost = [&](int count) {
+        return wall.WaitFor(
+            1, [&](const QJsonObject& line) { return line["losses"].toInt() >= count; }, 120);
+    };
+    ASSERT_TRUE(hasLost(losses / 3));
+    const double before = wall.Mebibytes();
+    const int files = wall.Count("fd"), threads = wall.Count("task");
+    ASSERT_TRUE(hasLost(losses));
+    std::printf("%d losses: %.1f MiB at a third, %.1f MiB at the end\n", wall.Tile(1)["losses"].toInt(),
+                before, wall.Mebibytes());
+    EXPECT_LT(wall.Mebibytes() - before, 4.0) << "a decoder of this size takes more";
+    EXPECT_LE(wall.Count("fd"), files + 2);
+    EXPECT_LE(wall.Count("task"), threads + 1);
+    EXPECT_GE(wall.Tile(1)["received"].toInt(), 9 * losses) << "10 pictures each time";
+}
+
+} // namespace
