@@ -75,7 +75,8 @@ LiveFigures LiveStream::Figures() const
 }
 
 // What blocks, opening and reading, leaves the object alone: it may be gone when that returns.
-void LiveStream::Run(LiveStream* self, std::shared_ptr<LiveGuard> guard, std::string url, LiveOptions options)
+void LiveStream::Run(LiveStream* self, const std::shared_ptr<LiveGuard>& guard, const std::string& url,
+                     LiveOptions options)
 {
     Pause pause(options.LongestPauseSeconds);
     options.Source.Guard = guard;
@@ -162,8 +163,8 @@ void LiveStream::ShowBlack()
 {
     constexpr int side = 16;
     std::array<uint8_t, side * side * 3 / 2> planes{};
-    std::fill_n(planes.begin(), side * side, uint8_t{0});
-    std::fill(planes.begin() + side * side, planes.end(), uint8_t{128});
+    planes.fill(128);
+    std::fill_n(planes.begin(), side * side, uint8_t{0}); // the luma
     tagYuvFrameInfo frame{};
     frame.iWidth = side;
     frame.iHeight = side;

@@ -52,7 +52,8 @@ private:
     using Clock = std::chrono::steady_clock;
     class Pause;
 
-    static void Run(LiveStream* self, std::shared_ptr<LiveGuard> guard, std::string url, LiveOptions options);
+    static void Run(LiveStream* self, const std::shared_ptr<LiveGuard>& guard, const std::string& url,
+                    LiveOptions options);
     static std::string Play(LiveStream& self, VideoSource& source, LiveGuard& guard);
     void HandOver(const VideoSource& source);
     void SayLost(const VideoSource* source, const std::string& reason);

@@ -162,9 +162,12 @@ void WallWindow::SetBoxes(std::unique_ptr<BoxFeed> boxes, int tiles)
 
 void WallWindow::Begin(int threads, double seconds, const QString& picture)
 {
-    m_threads = threads;
+    const auto live =
+        std::count_if(m_tiles.begin(), m_tiles.end(), [](const Tile& tile) { return tile.Live != nullptr; });
+    const auto files = static_cast<int>(m_tiles.size()) - static_cast<int>(live);
+    m_threads = std::min(threads, files) + static_cast<int>(live);
     show();
-    m_pool.Start(threads);
+    m_pool.Start(std::min(threads, files));
     m_timer.start(StatisticsIntervalMs);
     UpdateStatistics();
     if (seconds > 0.0) {
