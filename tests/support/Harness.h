@@ -142,6 +142,22 @@ class BothRenderers : public ::testing::TestWithParam<int>
 {
 };
 
+// One of either kind that no window shows. Released at the end, if nobody did before.
+class HiddenRenderer : public BothRenderers
+{
+protected:
+    HiddenRenderer() { TakeLogLines(); }
+    ~HiddenRenderer() override { Ovel_Release(renderer); }
+
+    bool IsSubImage() const { return GetParam() == OVEL_RENDER_SUB_IMAGE; }
+    template <typename Payload> int Set(int command, const Payload& payload, int size = sizeof(Payload))
+    {
+        return Ovel_SetParam(renderer, command, const_cast<Payload*>(&payload), size);
+    }
+
+    CLS_ShaderBase* const renderer = CreateRenderer(GetParam());
+};
+
 // One of either kind in its window, and a source that may be attached.
 class ShownRenderer : public BothRenderers
 {
