@@ -10,6 +10,7 @@
 #include <QThread>
 #include <QVBoxLayout>
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <cstdio>
@@ -142,6 +143,14 @@ namespace OvelTest
 Lines qtWarnings;
 Lines qtDebugLines;
 Lines glErrors;
+
+std::vector<std::string> TakeErrorLines()
+{
+    std::vector<std::string> lines = TakeLogLines();
+    const auto isOther = [](const std::string& line) { return line.rfind("E ", 0) != 0; };
+    lines.erase(std::remove_if(lines.begin(), lines.end(), isOther), lines.end());
+    return lines;
+}
 
 BeforeApplication::BeforeApplication(void (*function)())
 {

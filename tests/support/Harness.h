@@ -58,6 +58,9 @@ extern Lines qtWarnings; // begin with their category
 extern Lines qtDebugLines;
 extern Lines glErrors;
 
+// Of the log's lines those of errors; the others are gone.
+std::vector<std::string> TakeErrorLines();
+
 // What a test defines to look at the library before there is a QApplication.
 struct BeforeApplication {
     explicit BeforeApplication(void (*function)());

@@ -49,6 +49,7 @@ TEST_P(CommandTest, RefusesWhatHasNoMeaning)
         EXPECT_EQ(Ovel_GetParam(renderer, code, answer, sizeof(answer)), -1);
         EXPECT_EQ(answer[0], 0x5A);
     }
+    updates = 0; // a zoom asks, refused or not
     for (const tagOvelColor& color : {tagOvelColor{4, 0, 0},
                                       {0, 3, 0},
                                       {0, 0, 3},
