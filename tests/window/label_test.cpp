@@ -299,6 +299,12 @@ TEST_P(LabelTest, NoLabelsWithoutAPicture)
             EXPECT_EQ(Texts(), fresh ? Strings{} : Strings{""});
         }
     }
+    ASSERT_TRUE(Show(Labels({"over black"})));
+    Frame black(picture, Yv12);
+    black.info.iDisplayType = -1;
+    ASSERT_TRUE(window.Show(std::move(black)));
+    RunEvents();
+    EXPECT_EQ(Texts(), Strings{""});
 }
 
 // A pass fills what the host emptied, and follows the application's font.

@@ -215,20 +215,26 @@ TEST_P(OverlayTest, FirstPaintIsTurned)
     EXPECT_TRUE(SameImage(screen, window.Framebuffer(), 1));
 }
 
+// Of what is kept, the view too.
 TEST_P(OverlayTest, ClearDrawTakesThemOffAtOnce)
 {
-    const int keep = 1;
+    const View view = Looking({0.25, 0.25, 0.75, 0.75});
     const auto clear = [this] { Ovel_ClearDraw(window.handle); };
-    for (const bool otherThread : {false, true}) {
-        source.Attach(window.handle);
-        window.Set(OVELCMD_SET_STOPDRAW_PARA, keep);
-        ExpectOverlays(Scene());
-        ASSERT_TRUE(window.Painted([&] { otherThread ? std::thread(clear).join() : clear(); }))
-            << "no repaint was scheduled";
-        EXPECT_TRUE(window.Shows(picture, Yv12));
-        EXPECT_EQ(window.renderer->m_pfnDrawCallback, nullptr);
-        EXPECT_EQ(window.renderer->m_pDrawCallbackUser, &source);
+    for (const int keep : {1, 0}) {
+        for (const bool otherThread : {false, true}) {
+            source.Attach(window.handle);
+            window.Set(OVELCMD_SET_STOPDRAW_PARA, keep);
+            ASSERT_TRUE(window.Look(view));
+            ExpectOverlays(Scene(), view);
+            ASSERT_TRUE(window.Painted([&] { otherThread ? std::thread(clear).join() : clear(); }))
+                << "no repaint was scheduled";
+            EXPECT_TRUE(keep != 0 ? window.Shows(picture, Yv12, view) : window.IsBlack());
+            EXPECT_EQ(window.renderer->m_pfnDrawCallback, nullptr);
+            EXPECT_EQ(window.renderer->m_pDrawCallbackUser, &source);
+        }
     }
+    ASSERT_TRUE(window.Show(picture, Yv12));
+    EXPECT_TRUE(window.Shows(picture, Yv12)) << "the zoom is reset";
 }
 
 // Records pushed after the callback are part of the next paint.
@@ -242,6 +248,9 @@ TEST_P(OverlayTest, LateRecordsShow)
     });
     ASSERT_TRUE(window.Repaint());
     EXPECT_TRUE(window.Shows(picture, Yv12, View(), {late}));
+    window.Set(OVELCMD_SET_DRAW_CALLBACK, tagOvelDrawCallback{});
+    ASSERT_TRUE(window.Show(picture, Yv12));
+    EXPECT_TRUE(window.Shows(picture, Yv12)) << "and of no later frame";
 }
 
 // Lines cover the same area in every context: their width times their longer extent.

@@ -94,11 +94,6 @@ TEST_P(PictureTest, RatioModesAndDestinations)
             EXPECT_TRUE(window.Shows(c.picture, Yv12, view)) << "case " << &c - cases;
         }
     }
-    const QImage before = window.Framebuffer();
-    EXPECT_EQ(window.Set(OVELCMD_SET_DRAW_DST_RECT, tagQRECT{10, 10, 10, 50}), -1)
-        << "too narrow: nothing moves";
-    ASSERT_TRUE(window.Repaint());
-    EXPECT_TRUE(SameImage(window.Framebuffer(), before));
 }
 
 // Grey where there is no chroma sample.
@@ -130,21 +125,6 @@ TEST_P(PictureTest, UnpaintedTypesShowTheClearColour)
         ASSERT_TRUE(window.Repaint());
         EXPECT_TRUE(window.Shows(picture, type, View(), {}, type == Yv12 ? 2 : 0));
     }
-}
-
-TEST_P(PictureTest, NoPictureAfterClearUnlessKept)
-{
-    const Picture picture = MakePicture(40, 30);
-    const View view = Looking({0.25, 0.25, 0.75, 0.75});
-    for (const int keep : {1, 0}) {
-        ASSERT_TRUE(window.Show(picture, Nv12));
-        window.Set(OVELCMD_SET_STOPDRAW_PARA, keep);
-        window.Set(OVELCMD_SET_EZOOM_AREA, view.zoom);
-        ASSERT_TRUE(window.Painted([&] { Ovel_ClearDraw(window.handle); }));
-        EXPECT_TRUE(keep != 0 ? window.Shows(picture, Nv12, view) : window.IsBlack());
-    }
-    ASSERT_TRUE(window.Show(picture, Yv12));
-    EXPECT_TRUE(window.Shows(picture, Yv12)) << "the zoom is reset";
 }
 
 // Frames whose signal somebody hears, frames that nobody hears, a signal of the host's own.

@@ -216,32 +216,6 @@ TEST_P(ReferenceTest, WhatLetsGo)
     EXPECT_EQ(answer, 0);
 }
 
-TEST_P(ReferenceTest, Ends)
-{
-    for (const bool shown : {true, false}) {
-        for (const int way : {0, 1, 2}) {
-            SCOPED_TRACE(testing::Message() << shown << " way " << way);
-            auto end = std::make_unique<RenderWindow>(GetParam());
-            void* const handle = end->handle;
-            ASSERT_EQ(lender.Lend(handle, Loan(small, Nv12, {20, 20, 0})), 0);
-            if (shown) {
-                RunEventsFor(20);
-            }
-            EXPECT_EQ(lender.Out(), 1);
-            if (way == 0) {
-                EXPECT_EQ(Ovel_Release(handle), 0);
-            } else if (way == 1) {
-                end->top.reset(); // Qt deletes the renderer with its parent
-            } else {
-                HostThread([&] { EXPECT_EQ(Ovel_Release(handle), 0); }).Finish();
-            }
-            EXPECT_EQ(lender.Out(), 0);
-            EXPECT_EQ(lender.Lend(handle, Loan(small, Nv12)), -1);
-            EXPECT_EQ(lender.Out(), 0) << "refused by a renderer that is gone";
-        }
-    }
-}
-
 // Overlays, and the two handles from inside the callback: its own refuses, another one works.
 TEST_P(ReferenceTest, DrawCallback)
 {
