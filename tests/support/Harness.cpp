@@ -13,19 +13,14 @@
 
 #include <algorithm>
 #include <atomic>
-#include <chrono>
 #include <cstdio>
 #include <dlfcn.h>
-#include <mutex>
-#include <thread>
+#include <unistd.h>
 
 namespace
 {
 
-std::atomic<int64_t> deadline{0};
 std::vector<void (*)()> beforeApplication;
-
-const auto Now = [] { return std::chrono::steady_clock::now().time_since_epoch().count(); };
 
 void OnQtMessage(QtMsgType type, const QMessageLogContext& context, const QString& text)
 {
@@ -78,19 +73,6 @@ void WatchContext(QOpenGLContext* context)
     }
 }
 
-// Aborts when one test takes longer than a minute, so that a deadlock names the test that has it.
-void Watch()
-{
-    for (;;) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(200));
-        const int64_t end = deadline.load();
-        if (end != 0 && Now() > end) {
-            std::fprintf(stderr, "watchdog: the test hangs\n");
-            std::abort();
-        }
-    }
-}
-
 void ExpectNone(const char* what, const std::vector<std::string>& lines)
 {
     EXPECT_TRUE(lines.empty()) << lines.size() << what << ", first: " << lines.front();
@@ -100,7 +82,7 @@ class Listener : public ::testing::EmptyTestEventListener
 {
     void OnTestStart(const ::testing::TestInfo&) override
     {
-        deadline = Now() + std::chrono::nanoseconds(std::chrono::seconds(60)).count();
+        alarm(60); // a deadlock ends the program while it names the test that has it
         TakeLogLines();
         OvelTest::qtDebugLines.Take();
     }
@@ -109,7 +91,7 @@ class Listener : public ::testing::EmptyTestEventListener
         OvelTest::RunEvents();
         ExpectNone(" Qt warnings", OvelTest::qtWarnings.Take());
         ExpectNone(" GL errors", OvelTest::glErrors.Take());
-        deadline = 0;
+        alarm(0);
     }
 };
 
@@ -158,6 +140,14 @@ Lines qtDebugLines;
 Lines glErrors;
 bool (*contextFails)(const QSurfaceFormat& asked) = nullptr;
 
+std::vector<std::string> TakeErrorLines()
+{
+    std::vector<std::string> lines = TakeLogLines();
+    const auto isOther = [](const std::string& line) { return line.rfind("E ", 0) != 0; };
+    lines.erase(std::remove_if(lines.begin(), lines.end(), isOther), lines.end());
+    return lines;
+}
+
 BeforeApplication::BeforeApplication(void (*function)())
 {
     beforeApplication.push_back(function);
@@ -197,6 +187,14 @@ bool IsFree(QMutex& mutex)
 void RunEventsFor(int milliseconds)
 {
     WaitUntil([] { return false; }, milliseconds);
+}
+
+::testing::AssertionResult Eventually(const std::function<::testing::AssertionResult()>& check,
+                                      int milliseconds)
+{
+    auto result = ::testing::AssertionFailure();
+    WaitUntil([&] { return bool(result = check()); }, milliseconds);
+    return result;
 }
 
 void MakeNativeIfAsked(QWidget& renderer)
@@ -250,6 +248,11 @@ int OverlaySource::Callback(int reserved, __tagQDrawCallbackInfo* info, int leng
     return 0;
 }
 
+CLS_ShaderBase* CreateRenderer(int typeCode)
+{
+    return static_cast<CLS_ShaderBase*>(Ovel_CreateEx(&typeCode, sizeof(typeCode)));
+}
+
 RenderWindow::RenderWindow(int typeCode, QSize size, bool translucent)
     : top(new QWidget), subImage(typeCode == OVEL_RENDER_SUB_IMAGE)
 {
@@ -258,13 +261,9 @@ RenderWindow::RenderWindow(int typeCode, QSize size, bool translucent)
     }
     auto* layout = new QVBoxLayout(top.get());
     layout->setContentsMargins(0, 0, 0, 0);
-    if (subImage) {
-        handle = Ovel_CreateEx(&typeCode, sizeof(typeCode));
-        layout->addWidget(static_cast<CLS_ShaderBase*>(handle));
-    } else {
-        handle = Ovel_Create(layout);
-    }
+    handle = subImage ? CreateRenderer(typeCode) : Ovel_Create(layout);
     renderer = static_cast<CLS_ShaderBase*>(handle);
+    layout->addWidget(renderer);
     MakeNativeIfAsked(*renderer);
     paints = std::make_unique<PaintCounter>(renderer);
     top->setGeometry(QRect(QPoint(40, 40), size));
@@ -311,12 +310,39 @@ QImage RenderWindow::Framebuffer()
     return image;
 }
 
-View RenderWindow::CurrentView()
+View RenderWindow::CurrentView(View view)
 {
-    View view;
     view.widget = renderer->size();
     view.device = Framebuffer().size();
+    if (subImage) {
+        view.destination = View().destination;
+        view.direction = view.angle = view.mirror = 0;
+    }
     return view;
+}
+
+bool RenderWindow::Look(const View& view)
+{
+    Set(OVELCMD_SET_VIDEO_ROTATE, tagOvelVideoRotate{view.direction, view.angle, view.mirror});
+    return Painted([&] { Set(OVELCMD_SET_EZOOM_AREA, view.zoom); });
+}
+
+::testing::AssertionResult RenderWindow::Shows(const Picture& picture, int displayType, const View& view,
+                                               const Records& records, int tolerance)
+{
+    const View seen = CurrentView(view);
+    Canvas canvas = RenderPicture(picture, displayType, seen);
+    DrawOverlays(canvas, records, seen, subImage);
+    auto result = ShowsCanvas(Framebuffer(), canvas, tolerance);
+    if (!result) {
+        result << "; " << picture.width << "x" << picture.height << " type " << displayType << " " << seen;
+    }
+    return result;
+}
+
+::testing::AssertionResult RenderWindow::IsBlack()
+{
+    return ShowsCanvas(Framebuffer(), Canvas(CurrentView().device), 0);
 }
 
 } // namespace OvelTest
@@ -353,7 +379,6 @@ int main(int argc, char** argv)
     }
     QApplication application(argc, argv);
     OvelTest::qtWarnings.Take();
-    std::thread(Watch).detach();
     ::testing::UnitTest::GetInstance()->listeners().Append(new Listener);
     return RUN_ALL_TESTS();
 }

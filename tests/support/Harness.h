@@ -26,6 +26,9 @@ void RunEvents();
 bool WaitUntil(const std::function<bool()>& condition, int milliseconds = 5000);
 void RunEventsFor(int milliseconds);
 bool IsFree(QMutex& mutex);
+// The check's last answer: the first that passes, or the one when the time is over.
+::testing::AssertionResult Eventually(const std::function<::testing::AssertionResult()>& check,
+                                      int milliseconds = 2000);
 
 // Makes a renderer a window of the display server inside its top-level window in the runs that are about such
 // tiles. Before it is shown.
@@ -60,6 +63,8 @@ extern Lines glErrors;
 
 // While it is set, GL contexts of which it says so cannot be made.
 extern bool (*contextFails)(const QSurfaceFormat& asked);
+// Of the log's lines those of errors; the others are gone.
+std::vector<std::string> TakeErrorLines();
 
 // What a test defines to look at the library before there is a QApplication.
 struct BeforeApplication {
@@ -88,10 +93,30 @@ public:
     int Attach(void* handle);
     static int Callback(int reserved, __tagQDrawCallbackInfo* info, int length, void* user);
 
-    std::vector<__tagQDrawGraphInfo> records;
+    Records records;
     std::vector<Call> calls;
     std::function<void()> inside;
 };
+
+CLS_ShaderBase* CreateRenderer(int typeCode);
+
+// Calls action(renderer) with the class that it is of.
+template <typename Action> void AsItsClass(CLS_ShaderBase* renderer, const Action& action)
+{
+    if (auto* full = qobject_cast<CLS_ShaderYuv*>(renderer)) {
+        action(full);
+    } else if (auto* sub = qobject_cast<CLS_ShaderYuvSubImage*>(renderer)) {
+        action(sub);
+    }
+}
+// Calls heard at every signalUpdate as long as the context lives.
+template <typename Heard> void HearUpdates(CLS_ShaderBase* renderer, QObject& context, const Heard& heard)
+{
+    AsItsClass(renderer, [&](auto* of) {
+        QObject::connect(of, &std::decay_t<decltype(*of)>::signalUpdate, &context, heard,
+                         Qt::DirectConnection);
+    });
+}
 
 // A top-level window that a renderer fills. Releases the renderer at the end.
 class RenderWindow
@@ -116,7 +141,14 @@ public:
 
     QImage Framebuffer(); // the renderer's own picture
     QImage Screen() { return ScreenOf(*renderer); }
-    View CurrentView(); // the view of a renderer with default parameters
+    // A view with the sizes of now, and of the rest what this kind of renderer honours.
+    View CurrentView(View view = View());
+    // Sends zoom and rotation of a view and waits for the paint.
+    bool Look(const View& view);
+    // Whether the framebuffer shows a picture, with overlays, as that view has it.
+    ::testing::AssertionResult Shows(const Picture& picture, int displayType, const View& view = View(),
+                                     const Records& records = {}, int tolerance = 2);
+    ::testing::AssertionResult IsBlack();
 
     bool IsSubImage() const { return subImage; }
     CLS_ShaderYuv* Full() const { return static_cast<CLS_ShaderYuv*>(renderer); }
@@ -134,6 +166,32 @@ private:
 // Tests for both renderers take the type code as their parameter.
 class BothRenderers : public ::testing::TestWithParam<int>
 {
+};
+
+// One of either kind that no window shows. Released at the end, if nobody did before.
+class HiddenRenderer : public BothRenderers
+{
+protected:
+    HiddenRenderer() { TakeLogLines(); }
+    ~HiddenRenderer() override { Ovel_Release(renderer); }
+
+    bool IsSubImage() const { return GetParam() == OVEL_RENDER_SUB_IMAGE; }
+    template <typename Payload> int Set(int command, const Payload& payload, int size = sizeof(Payload))
+    {
+        return Ovel_SetParam(renderer, command, const_cast<Payload*>(&payload), size);
+    }
+
+    CLS_ShaderBase* const renderer = CreateRenderer(GetParam());
+};
+
+// One of either kind in its window, and a source that may be attached.
+class ShownRenderer : public BothRenderers
+{
+protected:
+    explicit ShownRenderer(QSize size = QSize(96, 64)) : window(GetParam(), size) {}
+
+    OverlaySource source;
+    RenderWindow window;
 };
 
 } // namespace OvelTest
