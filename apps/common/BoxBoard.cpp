@@ -3,12 +3,13 @@
 #include "VideoSource.h"
 
 #include <algorithm>
+#include <cmath>
 #include <utility>
 
 namespace
 {
 
-constexpr int LineWidth = 3;
+constexpr double LineWidth = 3.0;
 constexpr size_t MostNewest = 256;
 // What a detector says about one picture comes in several lines.
 constexpr auto OneGoing = std::chrono::milliseconds(20);
@@ -79,7 +80,8 @@ void BoxBoard::DrawBox(const __tagQDrawCallbackInfo& info, const Box& box) const
         return;
     }
     const QRectF& place = *box.Place;
-    SendGraph(info, MakeGraph(OVEL_GRAPH_OUTLINE, box.LineColor, LineWidth, info,
+    const int lineWidth = static_cast<int>(std::lround(LineWidth * LegibleScale(m_view.Widget)));
+    SendGraph(info, MakeGraph(OVEL_GRAPH_OUTLINE, box.LineColor, lineWidth, info,
                               {place.topLeft(), place.topRight(), place.bottomRight(), place.bottomLeft()}));
 }
 

@@ -9,11 +9,14 @@
 namespace
 {
 
+// At a scale of 1.
 constexpr int FontPoints = 11;
 constexpr int LetterWidth = 8;
 constexpr int WideLetterWidth = 15;
 constexpr ushort FirstWideLetter = 0x1100; // Hangul, then Chinese and Japanese
+const QChar Nothing(0x200b);               // a space without width
 constexpr int PlateHeight = 20;
+constexpr int LabelMargin = 11; // that the renderer adds above and below
 
 int32_t Pixel(double position)
 {
@@ -59,19 +62,29 @@ void SendGraph(const __tagQDrawCallbackInfo& info, __tagQDrawGraphInfo graph)
     info.pfnDrawToRender(&graph, sizeof(graph), info.pRender);
 }
 
+// Labels take for HTML what Qt::mightBeRichText does. Escaped text would have to pass for it too, in order to
+// show without the escapes; a space without width in every tag and entity makes it plain.
+QString AsWritten(const QString& text)
+{
+    if (!Qt::mightBeRichText(text)) {
+        return text;
+    }
+    QString plain = text;
+    plain.replace(QLatin1Char('<'), QStringLiteral("<") + Nothing);
+    plain.replace(QStringLiteral("&lt;"), QStringLiteral("&") + Nothing + QStringLiteral("lt;"));
+    return plain;
+}
+
 OverlayLabel MakeLabel(const QString& text, uint32_t color)
 {
     OverlayLabel label;
-    QString fitting = QLatin1Char(' ') + text.left(OVEL_GRAPH_TEXT_BYTES);
-    const auto coded = [&fitting] {
-        return (Qt::mightBeRichText(fitting) ? fitting.toHtmlEscaped() : fitting).toUtf8();
-    };
-    label.Text = coded();
-    while (label.Text.size() >= OVEL_GRAPH_TEXT_BYTES) {
+    QString fitting = QLatin1Char(' ') + AsWritten(text.left(OVEL_GRAPH_TEXT_BYTES));
+    for (label.Text = fitting.toUtf8(); label.Text.size() >= OVEL_GRAPH_TEXT_BYTES;
+         label.Text = fitting.toUtf8()) {
         fitting.chop(fitting.at(fitting.size() - 1).isLowSurrogate() ? 2 : 1);
-        label.Text = coded();
     }
     label.Width = LetterWidth;
+    fitting.remove(Nothing);
     for (const QChar letter : fitting) {
         label.Width += letter.unicode() < FirstWideLetter ? LetterWidth : WideLetterWidth;
     }
@@ -91,17 +104,20 @@ void SendBoxLabel(const __tagQDrawCallbackInfo& info, const OverlayView& view, c
     };
     const QPoint one = shown(box.topLeft());
     const QPoint other = shown(box.bottomRight());
-    const int left =
-        std::clamp(std::min(one.x(), other.x()), 0, std::max(0, view.Widget.width() - label.Width));
-    const int middle = std::max(PlateHeight / 2, std::min(one.y(), other.y()) - PlateHeight / 2 - 2);
+    const double scale = LegibleScale(view.Widget);
+    const int width = Pixel(label.Width * scale);
+    const int height = Pixel(PlateHeight * scale);
+    const int left = std::clamp(std::min(one.x(), other.x()), 0, std::max(0, view.Widget.width() - width));
+    const int middle = std::max(height / 2, std::min(one.y(), other.y()) - height / 2 - 2);
     __tagQDrawGraphInfo record{};
     record.iGraphType = OVEL_GRAPH_TEXT;
     record.uiColor = label.Color;
-    record.iFontSize = FontPoints;
+    record.iFontSize = Pixel(FontPoints * scale);
     record.iTextCode = OVEL_TEXT_UTF8;
     record.iPointNum = 2;
-    record.stPoint[0] = {left, middle}; // the renderer adds 11 pixels above and below
-    record.stPoint[1] = {left + label.Width, middle};
+    const int reach = Pixel(LabelMargin * (scale - 1.0));
+    record.stPoint[0] = {left, middle - reach};
+    record.stPoint[1] = {left + width, middle + reach};
     const auto bytes = static_cast<size_t>(label.Text.size());
     std::memcpy(record.szText, label.Text.constData(), std::min(bytes, sizeof(record.szText) - 1));
     SendGraph(info, record);
@@ -110,8 +126,8 @@ void SendBoxLabel(const __tagQDrawCallbackInfo& info, const OverlayView& view, c
     __tagQDrawGraphInfo plate{};
     plate.iGraphType = OVEL_GRAPH_POLYLINE;
     plate.uiColor = GraphColor(QColor::fromRgbF(0.04, 0.06, 0.09));
-    plate.iFontSize = PlateHeight;
-    for (const int x : {left, left + label.Width}) {
+    plate.iFontSize = height;
+    for (const int x : {left, left + width}) {
         const QPointF place = view.View.ToUnzoomed({x / widget.width(), middle / widget.height()});
         plate.stPoint[plate.iPointNum++] = {Pixel(place.x() * widget.width()),
                                             Pixel(place.y() * widget.height())};

@@ -29,11 +29,14 @@ struct OverlayView {
 
 struct OverlayLabel {
     QByteArray Text; // UTF-8
-    int Width = 0;   // widget pixels
+    int Width = 0;   // widget pixels at a scale of 1
     uint32_t Color = 0;
 };
 
-// What fits a label, and shows as it is written even if it looks like HTML.
+// A text that shows in a label as it is written, whatever it looks like.
+QString AsWritten(const QString& text);
+
+// What fits a label, as it is written.
 OverlayLabel MakeLabel(const QString& text, uint32_t color);
 
 // Puts a label with a dark plate under it on the upper edge of a box as it is shown. To be sent last: opaque

@@ -1,19 +1,11 @@
-#include "VideoSource.h"
-
 #include "LentPicture.h"
 #include "LiveInput.h"
-#include "PictureConverter.h"
-#include "PictureRow.h"
+#include "VideoSourceParts.h"
 
-#include <algorithm>
 #include <cmath>
 #include <cstdio>
-#include <limits>
-#include <vector>
 
 extern "C" {
-#include <libavcodec/avcodec.h>
-#include <libavformat/avformat.h>
 #include <libavutil/imgutils.h>
 #include <libavutil/pixdesc.h>
 }
@@ -42,63 +34,7 @@ uint8_t* PackRows(uint8_t* target, const uint8_t* source, int pitch, int width, 
     return target + static_cast<size_t>(width) * static_cast<size_t>(rows);
 }
 
-struct FreeFormat {
-    void operator()(AVFormatContext* format) const { avformat_close_input(&format); }
-};
-struct FreeCodec {
-    void operator()(AVCodecContext* codec) const { avcodec_free_context(&codec); }
-};
-struct FreeFrame {
-    void operator()(AVFrame* frame) const { av_frame_free(&frame); }
-};
-struct FreePacket {
-    void operator()(AVPacket* packet) const { av_packet_free(&packet); }
-};
-
 } // namespace
-
-struct VideoSource::Parts {
-    SourceOptions Options; // before the format, which asks the guard until it is closed
-    std::unique_ptr<AVFormatContext, FreeFormat> Format;
-    std::unique_ptr<AVCodecContext, FreeCodec> Codec;
-    std::unique_ptr<AVFrame, FreeFrame> Incoming{av_frame_alloc()};
-    std::unique_ptr<AVFrame, FreeFrame> Decoded{av_frame_alloc()}; // the last picture, also at the file's end
-    std::unique_ptr<AVPacket, FreePacket> Packet{av_packet_alloc()};
-    PictureConverter Converter;
-    PictureRow Row; // of the last step back
-    AVStream* Stream = nullptr;
-    tagOvelColor Color{};
-    bool IsLent = false;
-    std::vector<uint8_t> Block; // planes without gaps, reused from frame to frame
-    tagYuvFrameInfo Info{};
-    VideoFacts Facts;
-    std::string Damage;
-    std::string Ending; // why nothing more could be read
-    double SentAt = std::numeric_limits<double>::quiet_NaN();
-    int64_t FirstTimeStamp = AV_NOPTS_VALUE;
-    double Time = 0.0;
-    bool Draining = false;
-    bool AwaitsKeyFrame = false; // after a seek: the pictures before it lack what they refer to
-    bool DamagedSinceFrame = false;
-    bool FirstHeld = false; // Open has decoded a picture that Next has not given yet
-    uint32_t Count = 0;
-
-    bool OpenFile(const std::string& path, std::string& reason);
-    bool OpenDecoder(std::string& reason);
-    Step Decode();
-    Step DecodeOnly();
-    bool GoToKeyFrame(double seconds);
-    bool GoBefore(double seconds);
-    double MeasureDuration() const;
-    int Read();
-    int Feed();
-    bool Begin(const std::string& path, std::string& reason);
-    void NoteDamage(int code);
-    bool Describe();
-    void DescribeYv12(const AVFrame& frame);
-    void DescribeNv12(const AVFrame& frame);
-    void TakeTime();
-};
 
 bool VideoSource::Parts::OpenFile(const std::string& path, std::string& reason)
 {
@@ -402,79 +338,6 @@ VideoSource::Step VideoSource::Next()
     }
     m_parts->Row.Clear();
     return m_parts->Decode();
-}
-
-VideoSource::Step VideoSource::Previous()
-{
-    Parts& parts = *m_parts;
-    const double present = parts.Time;
-    if (present <= 0.0) {
-        return Step::End;
-    }
-    parts.FirstHeld = false;
-    if (!parts.Row.TakeBefore(present, *parts.Decoded, parts.Time)) {
-        if (!parts.GoBefore(present - 0.5 / parts.Facts.FramesPerSecond)) {
-            return Step::End;
-        }
-        do {
-            parts.Row.Append(*parts.Decoded, parts.Time);
-        } while (PictureRow::IsBefore(parts.Time, present) && parts.DecodeOnly() == Step::Frame);
-        if (!parts.Row.TakeBefore(present, *parts.Decoded, parts.Time)) {
-            return parts.Describe() ? Step::End : Step::Broken; // the first one that can be decoded
-        }
-    }
-    return parts.Describe() ? Step::Frame : Step::Broken;
-}
-
-// To where the file thinks that a decoder may begin for the picture of that time.
-bool VideoSource::Parts::GoToKeyFrame(double seconds)
-{
-    const int64_t first = FirstTimeStamp == AV_NOPTS_VALUE ? 0 : FirstTimeStamp;
-    const auto stamp = first + static_cast<int64_t>(seconds / av_q2d(Stream->time_base));
-    if (avformat_seek_file(Format.get(), Stream->index, INT64_MIN, stamp, stamp, 0) < 0 &&
-        av_seek_frame(Format.get(), Stream->index, 0, AVSEEK_FLAG_BYTE) < 0) {
-        return false;
-    }
-    Row.Clear();
-    avcodec_flush_buffers(Codec.get());
-    Draining = false;
-    DamagedSinceFrame = false;
-    AwaitsKeyFrame = true;
-    Count = 0;
-    Time = 0.0;
-    return true;
-}
-
-// Decodes the first picture of a pass that begins at or before that time. Some files are wrong about where:
-// their key frame may show later, or lie further on; then an earlier one serves.
-bool VideoSource::Parts::GoBefore(double seconds)
-{
-    double from = std::max(0.0, seconds);
-    for (double reach = 1.0; GoToKeyFrame(from); reach *= 4.0) {
-        const bool hasPicture = DecodeOnly() == Step::Frame;
-        if (from < 0.0 || (hasPicture && Time <= seconds)) {
-            return hasPicture;
-        }
-        // Below 0 at last: what is sought by time of decoding begins before the first picture shows.
-        from = from > 0.0 ? std::max(0.0, seconds - reach) : -1.0;
-    }
-    return false;
-}
-
-bool VideoSource::SeekTo(double seconds)
-{
-    Parts& parts = *m_parts;
-    const double tolerance = 0.5 / parts.Facts.FramesPerSecond;
-    if (!parts.GoBefore(seconds + tolerance)) {
-        return false;
-    }
-    while (parts.Time + tolerance < seconds) {
-        if (parts.DecodeOnly() != Step::Frame) {
-            return false;
-        }
-    }
-    parts.FirstHeld = parts.Describe();
-    return parts.FirstHeld;
 }
 
 const tagYuvFrameInfo& VideoSource::Frame() const

@@ -18,6 +18,11 @@ void SetZoomArea(tagOvelZoomArea& zoom, QPointF topLeft, double size)
 
 } // namespace
 
+double LegibleScale(QSize widget)
+{
+    return std::max(1.0, widget.height() / 1080.0);
+}
+
 bool ViewState::IsZoomed() const
 {
     return Zoom.right - Zoom.left < 1.0;

@@ -8,6 +8,10 @@
 #include <QRectF>
 #include <QSize>
 
+// How much larger than usual lines and letters over a large widget are: 1 up to 1080 pixels, 2 in 4K without a
+// scale of the screen.
+double LegibleScale(QSize widget);
+
 struct ViewState {
     int QuarterTurns = 0; // clockwise, 0 to 3
     int Mirror = 0;       // 0 none, 1 left and right swapped, 2 upside down

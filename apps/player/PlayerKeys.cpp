@@ -1,6 +1,10 @@
 #include "PlayerKeys.h"
 
+#include "ViewState.h"
+
 #include <QPainter>
+
+#include <algorithm>
 
 const KeyHelp KeyHelpList[] = {
     {"Space", "pause and go on"},
@@ -29,10 +33,13 @@ const int KeyHelpCount = static_cast<int>(sizeof(KeyHelpList) / sizeof(KeyHelpLi
 namespace
 {
 
-constexpr int LineHeight = 24;
-constexpr int Padding = 22;
-constexpr int PanelWidth = 500;
-constexpr int KeyColumn = 150;
+constexpr double LargestLine = 1.6; // in the heights of the application's own
+constexpr double Margin = 0.8;      // in the heights of a line
+// In the heights of a letter.
+constexpr double LoosestLine = 1.65;
+constexpr double TightestLine = 1.2;
+constexpr double PanelWidth = 38.0;
+constexpr double KeyColumn = 11.0;
 
 } // namespace
 
@@ -49,19 +56,25 @@ QString KeyListAsText()
 KeyPanel::KeyPanel(QWidget* parent) : QWidget(parent)
 {
     setAttribute(Qt::WA_TransparentForMouseEvents);
-    resize(PanelWidth, KeyHelpCount * LineHeight + 2 * Padding);
     hide();
 }
 
 void KeyPanel::Toggle()
 {
     setVisible(isHidden());
-    Centre();
+    Fit();
     raise();
 }
 
-void KeyPanel::Centre()
+// As large as letters of the application's size make it; closer, then smaller in a small window.
+void KeyPanel::Fit()
 {
+    const QSizeF room = QSizeF(parentWidget()->size()) * 0.98;
+    const double lines = KeyHelpCount + 2.0 * Margin;
+    const double largest = LargestLine * fontMetrics().height() * LegibleScale(parentWidget()->size());
+    m_line = std::min(largest, room.height() / lines);
+    m_letter = std::min({largest / LoosestLine, m_line / TightestLine, room.width() / PanelWidth});
+    resize(QSizeF(PanelWidth * m_letter, lines * m_line).toSize());
     move((parentWidget()->width() - width()) / 2, (parentWidget()->height() - height()) / 2);
 }
 
@@ -71,20 +84,22 @@ void KeyPanel::paintEvent(QPaintEvent*)
     painter.setRenderHint(QPainter::Antialiasing);
     painter.setPen(QColor(255, 255, 255, 60));
     painter.setBrush(QColor(14, 18, 24, 225));
-    painter.drawRoundedRect(rect().adjusted(1, 1, -1, -1), 10, 10);
+    painter.drawRoundedRect(rect().adjusted(1, 1, -1, -1), m_line / 2, m_line / 2);
     QFont font = painter.font();
-    font.setPointSize(11);
+    font.setPixelSize(std::max(1, static_cast<int>(m_letter)));
     for (int line = 0; line < KeyHelpCount; ++line) {
-        const int top = Padding + line * LineHeight;
+        const double top = (Margin + line) * m_line;
+        const double left = m_letter;
+        const double meaning = left + KeyColumn * m_letter;
         font.setBold(true);
         painter.setFont(font);
         painter.setPen(QColor(255, 196, 64));
-        painter.drawText(QRect(Padding, top, KeyColumn, LineHeight), Qt::AlignVCenter,
+        painter.drawText(QRectF(left, top, meaning - left, m_line), Qt::AlignVCenter,
                          QLatin1String(KeyHelpList[line].Key));
         font.setBold(false);
         painter.setFont(font);
         painter.setPen(QColor(235, 238, 242));
-        painter.drawText(QRect(Padding + KeyColumn, top, width() - 2 * Padding - KeyColumn, LineHeight),
-                         Qt::AlignVCenter, QLatin1String(KeyHelpList[line].Meaning));
+        painter.drawText(QRectF(meaning, top, width() - meaning, m_line), Qt::AlignVCenter,
+                         QLatin1String(KeyHelpList[line].Meaning));
     }
 }

@@ -20,8 +20,13 @@ class KeyPanel : public QWidget
 public:
     explicit KeyPanel(QWidget* parent);
     void Toggle();
-    void Centre();
+    void Fit();
 
 protected:
     void paintEvent(QPaintEvent* event) override;
+
+private:
+    // Heights.
+    double m_line = 0.0;
+    double m_letter = 0.0;
 };

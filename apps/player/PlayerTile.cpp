@@ -160,6 +160,9 @@ void PlayerTile::SetAsleep(bool asleep)
 
 void PlayerTile::SeekBy(double seconds)
 {
+    if (m_isLive) {
+        return; // it is where it is
+    }
     m_broke = false;
     m_playback->SeekBy(seconds);
     m_seekBar->ShowBriefly();
@@ -170,13 +173,15 @@ void PlayerTile::Step(int pictures, bool isRepeat)
     if (!m_paused) {
         TogglePause();
     }
-    m_broke = false;
-    m_playback->Step(pictures, isRepeat);
+    if (!m_isLive) {
+        m_broke = false;
+        m_playback->Step(pictures, isRepeat);
+    }
 }
 
 void PlayerTile::ChangeSpeed(int rungs)
 {
-    m_speed = rungs == 0 ? NormalSpeed : std::clamp(m_speed + rungs, 0, SpeedCount - 1);
+    m_speed = rungs == 0 || m_isLive ? NormalSpeed : std::clamp(m_speed + rungs, 0, SpeedCount - 1);
     m_playback->SetSpeed(Speeds[m_speed]);
 }
 

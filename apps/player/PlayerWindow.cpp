@@ -371,7 +371,7 @@ void PlayerWindow::dropEvent(QDropEvent* event)
 void PlayerWindow::resizeEvent(QResizeEvent* event)
 {
     QWidget::resizeEvent(event);
-    m_keys->Centre();
+    m_keys->Fit();
 }
 
 void PlayerWindow::WriteStatistics()

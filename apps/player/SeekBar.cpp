@@ -1,5 +1,7 @@
 #include "SeekBar.h"
 
+#include "ViewState.h"
+
 #include <QFontMetrics>
 #include <QPainter>
 #include <QTimerEvent>
@@ -48,6 +50,9 @@ void SeekBar::SetDuration(double seconds)
 void SeekBar::FollowView()
 {
     const QSize view = parentWidget()->size();
+    QFont letters = parentWidget()->font();
+    letters.setPixelSize(qRound(parentWidget()->fontInfo().pixelSize() * LegibleScale(view)));
+    setFont(letters);
     const int height = fontMetrics().height() * 2;
     setGeometry(0, view.height() - height, view.width(), height);
 }
