@@ -25,6 +25,7 @@ namespace OvelTest
 void RunEvents();
 bool WaitUntil(const std::function<bool()>& condition, int milliseconds = 5000);
 void RunEventsFor(int milliseconds);
+bool IsFree(QMutex& mutex);
 
 // Makes a renderer a window of the display server inside its top-level window in the runs that are about such
 // tiles. Before it is shown.

@@ -180,7 +180,7 @@ TEST_P(ReferenceTest, RefusedFramesComeBackAtOnce)
             refused(
                 "size", [width](tagOvelFrameRef& f) { f.iWidth = width; }, whole);
             const std::string entry =
-                "E RendererSteps|Refer|ShowYuvFrameRef iWidth = " + std::to_string(width) +
+                "E RendererSteps|TakeReference|ShowYuvFrameRef iWidth = " + std::to_string(width) +
                 " iHeight = 32 is invalid param";
             EXPECT_EQ(TakeLogLines(), hasPicture ? std::vector{entry} : std::vector<std::string>{});
         }
@@ -339,6 +339,21 @@ TEST_P(ReferenceTest, SurvivesTheContext)
             ExpectShown(picture, type);
         }
     }
+}
+
+// A log that waits for the GUI thread keeps no paint from its picture.
+TEST_P(ReferenceTest, LogsUnderNoFrameLock)
+{
+    std::map<std::string, bool> lines;
+    WhenLogged([&](const std::string& line) {
+        lines[line.substr(0, line.find("ShowYuvFrame"))] = IsFree(window.renderer->m_mutexYuvBuf);
+    });
+    EXPECT_TRUE(ShowLoan(MakePicture(16, 16), Nv12));
+    Loan bad(MakePicture(16, 16), Yv12);
+    bad.info.iWidth = 0;
+    EXPECT_EQ(lender.Lend(window.handle, std::move(bad)), -1);
+    WhenLogged(nullptr);
+    EXPECT_EQ(lines, (std::map<std::string, bool>{{"", true}, {"E RendererSteps|TakeReference|", true}}));
 }
 
 TEST_P(ReferenceTest, ViewAndLogAsForCopies)
