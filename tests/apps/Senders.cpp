@@ -45,6 +45,12 @@ int FreePort()
     return port / 2 * 2; // RTP takes an even one and the next
 }
 
+QByteArray SessionDescription(int port)
+{
+    return "v=0\r\no=- 0 0 IN IP4 127.0.0.1\r\ns=-\r\nc=IN IP4 127.0.0.1\r\nt=0 0\r\nm=video " +
+           QByteArray::number(port) + " RTP/AVP 96\r\na=rtpmap:96 H264/90000\r\n";
+}
+
 Sender::Sender(const QString& color, const QString& codec, const QStringList& output)
 {
     QStringList arguments{
@@ -113,6 +119,72 @@ void Server::Serve(const QByteArray& bytes, Then then)
     for (const int connection : kept) {
         close(connection);
     }
+}
+
+Camera::Camera(const QString& color)
+    : m_socket(BoundSocket(SOCK_STREAM, m_port)), m_thread([this, color] { Serve(color); })
+{
+}
+
+Camera::~Camera()
+{
+    m_stop = true;
+    m_thread.join();
+    close(m_socket);
+}
+
+QByteArray Camera::Answer(const QByteArray& request, QByteArray& ports) const
+{
+    const auto field = [&request](const QByteArray& name) {
+        const int start = static_cast<int>(request.indexOf(name));
+        const int begin = start + static_cast<int>(name.size());
+        return start < 0 ? QByteArray()
+                         : request.mid(begin, static_cast<int>(request.indexOf("\r\n", begin)) - begin);
+    };
+    QByteArray head = "RTSP/1.0 200 OK\r\nCSeq:" + field("CSeq:") + "\r\nSession: 1\r\n";
+    QByteArray body;
+    if (request.startsWith("OPTIONS")) {
+        head += "Public: DESCRIBE, SETUP, PLAY, TEARDOWN\r\n";
+    } else if (request.startsWith("DESCRIBE")) {
+        body = SessionDescription(0);
+        head +=
+            "Content-Type: application/sdp\r\nContent-Length: " + QByteArray::number(body.size()) + "\r\n";
+    } else if (request.startsWith("SETUP")) {
+        ports = field("client_port=");
+        head += "Transport: RTP/AVP;unicast;client_port=" + ports + ";server_port=50002-50003\r\n";
+    }
+    return head + "\r\n" + body;
+}
+
+void Camera::Serve(const QString& color)
+{
+    listen(m_socket, 1);
+    int connection = -1;
+    QByteArray ports;
+    std::unique_ptr<Sender> sender; // on this thread
+    while (!m_stop) {
+        pollfd waiting{connection < 0 ? m_socket : connection, POLLIN, 0};
+        if (poll(&waiting, 1, 20) != 1) {
+            continue;
+        }
+        if (connection < 0) {
+            connection = accept(m_socket, nullptr, nullptr);
+            continue;
+        }
+        char bytes[4096];
+        const ssize_t length = recv(connection, bytes, sizeof(bytes), 0);
+        const QByteArray request(bytes, static_cast<int>(std::max<ssize_t>(length, 0)));
+        if (request.isEmpty()) {
+            break;
+        }
+        const QByteArray answer = Answer(request, ports);
+        send(connection, answer.constData(), static_cast<size_t>(answer.size()), MSG_NOSIGNAL);
+        if (request.startsWith("PLAY")) {
+            const QString target = QString("rtp://127.0.0.1:%1").arg(ports.split('-').value(0).toInt());
+            sender = std::make_unique<Sender>(color, "libx264", QStringList{"-f", "rtp", target});
+        }
+    }
+    close(connection);
 }
 
 Watched::Watched(const QString& program, const QStringList& arguments)

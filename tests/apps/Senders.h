@@ -20,6 +20,8 @@ namespace OvelTest
 {
 
 int FreePort();
+// What an RTP sender of H.264 would write to its .sdp.
+QByteArray SessionDescription(int port);
 
 // ffmpeg with pictures of one colour, 10 a second, until it is destroyed.
 class Sender
@@ -52,6 +54,25 @@ private:
     std::atomic<bool> m_stop{false};
     std::mutex m_mutex;
     std::vector<std::chrono::steady_clock::time_point> m_connections; // under m_mutex
+    std::thread m_thread;
+};
+
+// A camera: answers one connection's RTSP, and while that lasts sends to the ports that it asked for.
+class Camera
+{
+public:
+    explicit Camera(const QString& color);
+    ~Camera();
+
+    QString Url() const { return QString("rtsp://127.0.0.1:%1/stream").arg(m_port); }
+
+private:
+    void Serve(const QString& color);
+    QByteArray Answer(const QByteArray& request, QByteArray& ports) const;
+
+    int m_port = 0;
+    int m_socket;
+    std::atomic<bool> m_stop{false};
     std::thread m_thread;
 };
 

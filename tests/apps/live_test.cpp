@@ -46,14 +46,13 @@ TEST(Wall, ListOfSourcesOfEveryKind)
     ASSERT_TRUE(QDir(directory.path()).mkdir("lists"));
     const int udp = FreePort(), http = FreePort() + 1, rtp = FreePort();
     const QString httpUrl = QString("http://127.0.0.1:%1/camera.ts").arg(http);
+    const Camera camera("yellow");
     const QString list = directory.filePath("lists/cameras.txt");
     WriteText(list, "# the gate\n  " + UdpUrl(udp).toUtf8() + "  \n\n" + httpUrl.toUtf8() +
-                        "\r\n../yard.sdp\n../still.mkv\n");
+                        "\r\n../yard.sdp\n" + camera.Url().toUtf8() + "\n../still.mkv\n");
     MakeClip(directory.filePath("still.mkv"), "color=c=white:size=160x120,format=rgb24", "ffv1",
              {OVEL_MATRIX_BT601, OVEL_RANGE_LIMITED, OVEL_SITING_LEFT});
-    WriteText(directory.filePath("yard.sdp"),
-              "v=0\no=- 0 0 IN IP4 127.0.0.1\ns=-\nc=IN IP4 127.0.0.1\nt=0 0\nm=video " +
-                  QByteArray::number(rtp) + " RTP/AVP 96\na=rtpmap:96 H264/90000\n");
+    WriteText(directory.filePath("yard.sdp"), SessionDescription(rtp));
     const QString picture = directory.filePath("picture.png");
     Watched wall(OVEL_WALL, {"--seconds", "6", "--picture", picture, list});
     ASSERT_TRUE(WaitUntil([&] { return !wall.Lines(1).empty(); }));
@@ -62,15 +61,15 @@ TEST(Wall, ListOfSourcesOfEveryKind)
     const Sender third("blue", "libx264", {"-f", "rtp", QString("rtp://127.0.0.1:%1").arg(rtp)});
     EXPECT_EQ(wall.ExitCode(), 0);
     const QImage shown(picture);
-    const QColor colors[] = {Qt::red, Qt::green, Qt::blue, Qt::white};
-    for (int tile = 0; tile < 4; ++tile) {
-        const QColor pixel = shown.pixelColor(WallWidth / 4 + tile % 2 * WallWidth / 2,
-                                              WallHeight / 4 + tile / 2 * WallHeight / 2);
+    const QColor colors[] = {Qt::red, Qt::green, Qt::blue, Qt::yellow, Qt::white};
+    for (int tile = 0; tile < 5; ++tile) {
+        const QColor pixel = shown.pixelColor(WallWidth / 6 + tile % 3 * WallWidth / 3,
+                                              WallHeight / 4 + tile / 3 * WallHeight / 2);
         EXPECT_TRUE(IsLike(pixel, colors[tile])) << tile << " " << pixel.name().toStdString();
         const QJsonObject last = wall.Tile(tile + 1);
-        EXPECT_EQ(last["state"].toString(), tile < 3 ? "playing" : "file");
+        EXPECT_EQ(last["state"].toString(), tile < 4 ? "playing" : "file");
         EXPECT_GT(last["received"].toInt(), 10);
-        EXPECT_EQ(last["delay"].isDouble(), tile == 2) << "only RTP tells";
+        EXPECT_EQ(last["delay"].isDouble(), tile == 2 || tile == 3) << "only RTP tells";
     }
     const double delay = wall.Tile(3)["delay"].toDouble();
     EXPECT_TRUE(delay > 0.0 && delay < 5.0) << delay;
