@@ -57,10 +57,11 @@ if [ $kind = wayland ]; then
     exit $code
 fi
 
-# Without a reset the server lives on while it has no client, and picks a free number, which comes on standard output.
-exec {answer}< <(exec Xvfb -displayfd 1 -screen 0 "${size}x24" +extension GLX -nolisten tcp -noreset 2>"$scratch/log")
+# Without a reset the server lives on while it has no client. It picks a free number and says it through the pipe.
+mkfifo "$scratch/number"
+Xvfb -displayfd 1 -screen 0 "${size}x24" +extension GLX -nolisten tcp -noreset >"$scratch/number" 2>"$scratch/log" &
 server=$!
-read -r -t 30 display <&"$answer" || fail Xvfb
+read -r -t 30 display <"$scratch/number" || fail Xvfb
 [ -d "${XDG_RUNTIME_DIR:-}" ] || export XDG_RUNTIME_DIR=$scratch
 code=0
 env -u WAYLAND_DISPLAY DISPLAY=":$display" QT_QPA_PLATFORM=xcb "$@" || code=$?
