@@ -10,6 +10,7 @@
 #include <QThread>
 #include <QVBoxLayout>
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <cstdio>
@@ -143,6 +144,14 @@ Lines qtWarnings;
 Lines qtDebugLines;
 Lines glErrors;
 
+std::vector<std::string> TakeErrorLines()
+{
+    std::vector<std::string> lines = TakeLogLines();
+    const auto isOther = [](const std::string& line) { return line.rfind("E ", 0) != 0; };
+    lines.erase(std::remove_if(lines.begin(), lines.end(), isOther), lines.end());
+    return lines;
+}
+
 BeforeApplication::BeforeApplication(void (*function)())
 {
     beforeApplication.push_back(function);
@@ -173,6 +182,14 @@ bool WaitUntil(const std::function<bool()>& condition, int milliseconds)
 void RunEventsFor(int milliseconds)
 {
     WaitUntil([] { return false; }, milliseconds);
+}
+
+::testing::AssertionResult Eventually(const std::function<::testing::AssertionResult()>& check,
+                                      int milliseconds)
+{
+    auto result = ::testing::AssertionFailure();
+    WaitUntil([&] { return bool(result = check()); }, milliseconds);
+    return result;
 }
 
 void MakeNativeIfAsked(QWidget& renderer)
@@ -218,6 +235,11 @@ int OverlaySource::Callback(int reserved, __tagQDrawCallbackInfo* info, int leng
     return 0;
 }
 
+CLS_ShaderBase* CreateRenderer(int typeCode)
+{
+    return static_cast<CLS_ShaderBase*>(Ovel_CreateEx(&typeCode, sizeof(typeCode)));
+}
+
 RenderWindow::RenderWindow(int typeCode, QSize size, bool translucent)
     : top(new QWidget), subImage(typeCode == OVEL_RENDER_SUB_IMAGE)
 {
@@ -227,7 +249,7 @@ RenderWindow::RenderWindow(int typeCode, QSize size, bool translucent)
     auto* layout = new QVBoxLayout(top.get());
     layout->setContentsMargins(0, 0, 0, 0);
     if (subImage) {
-        handle = Ovel_CreateEx(&typeCode, sizeof(typeCode));
+        handle = CreateRenderer(typeCode);
         layout->addWidget(static_cast<CLS_ShaderBase*>(handle));
     } else {
         handle = Ovel_Create(layout);
@@ -279,12 +301,39 @@ QImage RenderWindow::Framebuffer()
     return image;
 }
 
-View RenderWindow::CurrentView()
+View RenderWindow::CurrentView(View view)
 {
-    View view;
     view.widget = renderer->size();
     view.device = Framebuffer().size();
+    if (subImage) {
+        view.destination = View().destination;
+        view.direction = view.angle = view.mirror = 0;
+    }
     return view;
+}
+
+bool RenderWindow::Look(const View& view)
+{
+    Set(OVELCMD_SET_VIDEO_ROTATE, tagOvelVideoRotate{view.direction, view.angle, view.mirror});
+    return Painted([&] { Set(OVELCMD_SET_EZOOM_AREA, view.zoom); });
+}
+
+::testing::AssertionResult RenderWindow::Shows(const Picture& picture, int displayType, const View& view,
+                                               const Records& records, int tolerance)
+{
+    const View seen = CurrentView(view);
+    Canvas canvas = RenderPicture(picture, displayType, seen);
+    DrawOverlays(canvas, records, seen, subImage);
+    auto result = ShowsCanvas(Framebuffer(), canvas, tolerance);
+    if (!result) {
+        result << "; " << picture.width << "x" << picture.height << " type " << displayType << " " << seen;
+    }
+    return result;
+}
+
+::testing::AssertionResult RenderWindow::IsBlack()
+{
+    return ShowsCanvas(Framebuffer(), Canvas(CurrentView().device), 0);
 }
 
 } // namespace OvelTest

@@ -25,6 +25,9 @@ namespace OvelTest
 void RunEvents();
 bool WaitUntil(const std::function<bool()>& condition, int milliseconds = 5000);
 void RunEventsFor(int milliseconds);
+// The check's last answer: the first that passes, or the one when the time is over.
+::testing::AssertionResult Eventually(const std::function<::testing::AssertionResult()>& check,
+                                      int milliseconds = 2000);
 
 // Makes a renderer a window of the display server inside its top-level window in the runs that are about such
 // tiles. Before it is shown.
@@ -55,6 +58,9 @@ extern Lines qtWarnings; // begin with their category
 extern Lines qtDebugLines;
 extern Lines glErrors;
 
+// Of the log's lines those of errors; the others are gone.
+std::vector<std::string> TakeErrorLines();
+
 // What a test defines to look at the library before there is a QApplication.
 struct BeforeApplication {
     explicit BeforeApplication(void (*function)());
@@ -82,10 +88,12 @@ public:
     int Attach(void* handle);
     static int Callback(int reserved, __tagQDrawCallbackInfo* info, int length, void* user);
 
-    std::vector<__tagQDrawGraphInfo> records;
+    Records records;
     std::vector<Call> calls;
     std::function<void()> inside;
 };
+
+CLS_ShaderBase* CreateRenderer(int typeCode);
 
 // A top-level window that a renderer fills. Releases the renderer at the end.
 class RenderWindow
@@ -110,7 +118,14 @@ public:
 
     QImage Framebuffer(); // the renderer's own picture
     QImage Screen() { return ScreenOf(*renderer); }
-    View CurrentView(); // the view of a renderer with default parameters
+    // A view with the sizes of now, and of the rest what this kind of renderer honours.
+    View CurrentView(View view = View());
+    // Sends zoom and rotation of a view and waits for the paint.
+    bool Look(const View& view);
+    // Whether the framebuffer shows a picture, with overlays, as that view has it.
+    ::testing::AssertionResult Shows(const Picture& picture, int displayType, const View& view = View(),
+                                     const Records& records = {}, int tolerance = 2);
+    ::testing::AssertionResult IsBlack();
 
     bool IsSubImage() const { return subImage; }
     CLS_ShaderYuv* Full() const { return static_cast<CLS_ShaderYuv*>(renderer); }
@@ -128,6 +143,32 @@ private:
 // Tests for both renderers take the type code as their parameter.
 class BothRenderers : public ::testing::TestWithParam<int>
 {
+};
+
+// One of either kind that no window shows. Released at the end, if nobody did before.
+class HiddenRenderer : public BothRenderers
+{
+protected:
+    HiddenRenderer() { TakeLogLines(); }
+    ~HiddenRenderer() override { Ovel_Release(renderer); }
+
+    bool IsSubImage() const { return GetParam() == OVEL_RENDER_SUB_IMAGE; }
+    template <typename Payload> int Set(int command, const Payload& payload, int size = sizeof(Payload))
+    {
+        return Ovel_SetParam(renderer, command, const_cast<Payload*>(&payload), size);
+    }
+
+    CLS_ShaderBase* const renderer = CreateRenderer(GetParam());
+};
+
+// One of either kind in its window, and a source that may be attached.
+class ShownRenderer : public BothRenderers
+{
+protected:
+    explicit ShownRenderer(QSize size = QSize(96, 64)) : window(GetParam(), size) {}
+
+    OverlaySource source;
+    RenderWindow window;
 };
 
 } // namespace OvelTest

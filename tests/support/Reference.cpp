@@ -76,7 +76,7 @@ std::array<double, 3> FromDifferences(double y, double cb, double cr, double red
 
 std::array<double, 3> ConvertSamples(int displayType, const tagOvelColor& color, double y, double u, double v)
 {
-    double luma = displayType == OVEL_DISPLAY_NV12 ? y - 0.0625 : y;
+    double luma = displayType == Nv12 ? y - 0.0625 : y;
     double cb = u - 0.5;
     double cr = v - 0.5;
     if (color.iRange == OVEL_RANGE_LIMITED) {
@@ -98,7 +98,7 @@ std::array<double, 3> ConvertSamples(int displayType, const tagOvelColor& color,
     default:
         break;
     }
-    if (displayType == OVEL_DISPLAY_NV12) {
+    if (displayType == Nv12) {
         return {luma + 1.13983 * cr, luma - 0.39465 * cb - 0.58060 * cr, luma + 2.03211 * cb};
     }
     return {luma + 1.4075 * cr, luma - 0.3455 * cb - 0.7169 * cr, luma + 1.779 * cb};
@@ -270,7 +270,7 @@ std::vector<uint8_t> BufferBytes(const Picture& picture, int displayType)
 {
     std::vector<uint8_t> bytes = picture.luma.data;
     const size_t area = bytes.size();
-    if (displayType == OVEL_DISPLAY_NV12) {
+    if (displayType == Nv12) {
         const Plane chroma = InterleavedChroma(picture);
         bytes.insert(bytes.end(), chroma.data.begin(), chroma.data.end());
         return bytes;
@@ -288,7 +288,7 @@ Frame::Frame(const Picture& picture, int displayType, int pitch, Source source)
     info.iDisplayType = displayType;
     info.iPitch = pitch;
     const int stride = pitch != 0 ? pitch : picture.width;
-    if (displayType == OVEL_DISPLAY_NV12 && source == Planes) {
+    if (displayType == Nv12 && source == Planes) {
         lumaPlane.assign(Plane::Count(stride, picture.height), PaddingMarker);
         chromaPlane.assign(Plane::Count(stride, picture.height) / 2 + 1, PaddingMarker);
         PutRows(lumaPlane, 0, picture.luma, stride);
@@ -297,7 +297,7 @@ Frame::Frame(const Picture& picture, int displayType, int pitch, Source source)
         info.pPlaneUV = chromaPlane.data();
         return;
     }
-    if (displayType == OVEL_DISPLAY_NV12 && pitch != 0) {
+    if (displayType == Nv12 && pitch != 0) {
         const int alignedRows = (picture.height + 15) / 16 * 16;
         block.assign(Plane::Count(pitch, alignedRows + picture.height / 2), PaddingMarker);
         PutRows(block, 0, picture.luma, pitch);
@@ -309,17 +309,38 @@ Frame::Frame(const Picture& picture, int displayType, int pitch, Source source)
     info.pYuvData = block.data();
 }
 
+View Looking(const tagOvelZoomArea& zoom, int angle, int mirror, int direction)
+{
+    View view;
+    view.zoom = zoom;
+    view.angle = angle;
+    view.mirror = mirror;
+    view.direction = direction;
+    return view;
+}
+
+std::ostream& operator<<(std::ostream& stream, const View& view)
+{
+    const tagOvelZoomArea& z = view.zoom;
+    return stream << "zoom " << z.left << " " << z.top << " " << z.right << " " << z.bottom << " angle "
+                  << view.angle << "/" << view.direction << " mirror " << view.mirror << " color "
+                  << view.color.iMatrix << " " << view.color.iRange << " " << view.color.iChromaSiting;
+}
+
 Canvas::Canvas(QSize size)
     : width(size.width()), height(size.height()), colour(Plane::Count(width, height)),
       certain(Plane::Count(width, height), true)
 {
 }
 
-Canvas RenderPicture(const Picture& picture, int displayType, const View& view)
+Canvas RenderPicture(Picture picture, int displayType, const View& view)
 {
     Canvas canvas(view.device);
-    if (displayType != OVEL_DISPLAY_YV12 && displayType != OVEL_DISPLAY_NV12) {
+    if (displayType != Yv12 && displayType != Nv12) {
         return canvas;
+    }
+    if (picture.u.data.empty()) {
+        picture.u = picture.v = Plane{1, 1, {128}};
     }
     for (int y = 0; y < canvas.height; ++y) {
         for (int x = 0; x < canvas.width; ++x) {
@@ -363,10 +384,9 @@ Point MapRecordPoint(const View& view, tagQPOINT point)
     return {(ndc.x + 1) / 2 * view.device.width(), (1 - ndc.y) / 2 * view.device.height()};
 }
 
-void DrawOverlays(Canvas& canvas, const std::vector<__tagQDrawGraphInfo>& records, const View& view,
-                  bool linesOnly)
+void DrawOverlays(Canvas& canvas, const Records& records, const View& view, bool linesOnly)
 {
-    std::vector<__tagQDrawGraphInfo> translucent; // the first-arrived comes last
+    Records translucent; // the first-arrived comes last
     for (const auto& record : records) {
         const bool filled = record.iGraphType == OVEL_GRAPH_FILLED;
         if (filled && record.fAlpha != 0.0f) {

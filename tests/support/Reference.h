@@ -17,6 +17,11 @@
 namespace OvelTest
 {
 
+constexpr int Yv12 = OVEL_DISPLAY_YV12;
+constexpr int Nv12 = OVEL_DISPLAY_NV12;
+constexpr int Layouts[] = {Yv12, Nv12}; // those that are painted
+using Records = std::vector<__tagQDrawGraphInfo>;
+
 struct Plane {
     int width = 0;
     int height = 0;
@@ -91,6 +96,9 @@ struct View {
     }
 };
 
+View Looking(const tagOvelZoomArea& zoom, int angle = 0, int mirror = 0, int direction = 0);
+std::ostream& operator<<(std::ostream& stream, const View& view);
+
 struct Canvas {
     explicit Canvas(QSize size);
     size_t At(int x, int y) const
@@ -104,11 +112,10 @@ struct Canvas {
     std::vector<bool> certain;                 // false next to an edge, where rounding decides
 };
 
-// Black with the picture of a painted display type in it.
-Canvas RenderPicture(const Picture& picture, int displayType, const View& view);
+// Black with the picture of a painted display type in it; grey where it is too small to have chroma.
+Canvas RenderPicture(Picture picture, int displayType, const View& view);
 // Overlays in both passes, or only the lines for the renderer that knows nothing else.
-void DrawOverlays(Canvas& canvas, const std::vector<__tagQDrawGraphInfo>& records, const View& view,
-                  bool linesOnly);
+void DrawOverlays(Canvas& canvas, const Records& records, const View& view, bool linesOnly);
 // A record's point in framebuffer pixels.
 Point MapRecordPoint(const View& view, tagQPOINT point);
 

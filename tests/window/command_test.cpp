@@ -11,30 +11,15 @@ namespace
 
 using Lines = std::vector<std::string>;
 
-class CommandTest : public BothRenderers
+class CommandTest : public HiddenRenderer
 {
 protected:
     CommandTest()
     {
-        int type = GetParam();
-        handle = Ovel_CreateEx(&type, sizeof(type));
-        renderer = static_cast<CLS_ShaderBase*>(handle);
         renderer->resize(640, 480);
-        TakeLogLines();
-    }
-    ~CommandTest() override { Ovel_Release(handle); }
-
-    int Set(int command, const void* payload, int size)
-    {
-        return Ovel_SetParam(handle, command, const_cast<void*>(payload), size);
-    }
-    // From here on, in `updates`.
-    void CountUpdates()
-    {
         if (auto* full = dynamic_cast<CLS_ShaderYuv*>(renderer)) {
             QObject::connect(full, &CLS_ShaderYuv::signalUpdate, &scope, [this] { ++updates; });
-        }
-        if (auto* sub = dynamic_cast<CLS_ShaderYuvSubImage*>(renderer)) {
+        } else if (auto* sub = dynamic_cast<CLS_ShaderYuvSubImage*>(renderer)) {
             QObject::connect(sub, &CLS_ShaderYuvSubImage::signalUpdate, &scope, [this] { ++updates; });
         }
     }
@@ -44,8 +29,6 @@ protected:
         return {r.left(), r.top(), r.right(), r.bottom()};
     }
 
-    void* handle;
-    CLS_ShaderBase* renderer;
     int updates = 0;
     QObject scope;
 };
@@ -53,75 +36,61 @@ OVEL_FOR_BOTH_RENDERERS(CommandTest);
 
 TEST_P(CommandTest, RefusesWhatHasNoMeaning)
 {
+    constexpr int Most = std::numeric_limits<int>::max();
     uint8_t payload[64] = {};
-    for (const int code : {3, 8, 0xFFF, 0x1000, 0x1002, -1, std::numeric_limits<int>::max(),
-                           std::numeric_limits<int>::min()}) {
-        EXPECT_EQ(Set(code, payload, 32), -1) << code;
+    for (const int code : {3, 8, 0xFFF, 0x1000, 0x1002, -1, Most, ~Most}) {
+        EXPECT_EQ(Set(code, payload), -1) << code;
     }
-    for (int code = 0; code < 8; ++code) {
-        EXPECT_EQ(Set(code, nullptr, 16), -1) << code;
+    for (const int code : {0, 1, 2, 3, 4, 5, 6, 7, int(OVELCMD_SET_COLOR)}) {
+        EXPECT_EQ(Ovel_SetParam(renderer, code, nullptr, 16), -1) << code;
         EXPECT_EQ(Set(code, payload, 0), -1) << code;
         EXPECT_EQ(Set(code, payload, -4), -1) << code;
-    }
-    EXPECT_TRUE(TakeLogLines().empty());
-    for (int code = -1; code < 9; ++code) {
         uint8_t answer[32] = {0x5A};
-        EXPECT_EQ(Ovel_GetParam(handle, code, answer, sizeof(answer)), -1);
+        EXPECT_EQ(Ovel_GetParam(renderer, code, answer, sizeof(answer)), -1);
         EXPECT_EQ(answer[0], 0x5A);
     }
-}
-
-TEST_P(CommandTest, ColorDescriptions)
-{
-    CountUpdates();
-    uint8_t payload[64] = {};
-    EXPECT_EQ(Set(OVELCMD_SET_COLOR, nullptr, 12), -1);
-    EXPECT_EQ(Set(OVELCMD_SET_COLOR, payload, 0), -1);
-    EXPECT_EQ(Set(OVELCMD_SET_COLOR, payload, -12), -1);
-    struct Case {
-        tagOvelColor color;
-        int result;
-    };
-    constexpr int Most = std::numeric_limits<int>::max();
-    const Case cases[] = {{{0, 0, 0}, 0},     {{3, 2, 2}, 0},     {{1, 1, 1}, 0},      {{4, 0, 0}, -1},
-                          {{0, 3, 0}, -1},    {{0, 0, 3}, -1},    {{-1, 0, 0}, -1},    {{0, -1, 0}, -1},
-                          {{0, 0, -1}, -1},   {{Most, 1, 1}, -1}, {{1, ~Most, 1}, -1}, {{256, 0, 0}, -1},
-                          {{1, 0x100, 0}, -1}};
-    int expected = 0;
-    for (const Case& c : cases) {
+    updates = 0; // a zoom asks, refused or not
+    for (const tagOvelColor& color : {tagOvelColor{4, 0, 0},
+                                      {0, 3, 0},
+                                      {0, 0, 3},
+                                      {-1, 0, 0},
+                                      {0, -1, 0},
+                                      {0, 0, -1},
+                                      {Most, 1, 1},
+                                      {1, ~Most, 1},
+                                      {256, 0, 0},
+                                      {1, 0x100, 0}}) {
+        std::memcpy(payload, &color, sizeof(color));
         for (const int size : {12, 13, 64}) {
-            std::memcpy(payload, &c.color, sizeof(c.color));
-            expected += c.result == 0;
-            EXPECT_EQ(Set(OVELCMD_SET_COLOR, payload, size), c.result)
-                << "case " << &c - cases << " " << size;
-            EXPECT_EQ(updates, expected) << "each that is taken asks for one repaint";
+            EXPECT_EQ(Set(OVELCMD_SET_COLOR, payload, size), -1)
+                << color.iMatrix << " " << color.iRange << " " << color.iChromaSiting;
         }
     }
+    EXPECT_EQ(updates, 0);
+    for (const tagOvelColor& color : {tagOvelColor{0, 0, 0}, {3, 2, 2}, {1, 1, 1}}) {
+        EXPECT_EQ(Set(OVELCMD_SET_COLOR, color), 0);
+    }
+    EXPECT_EQ(updates, 3) << "each that is taken asks for one repaint";
     EXPECT_TRUE(TakeLogLines().empty());
-}
-
-TEST_P(CommandTest, ZoomArea)
-{
-    CountUpdates();
-    const tagOvelZoomArea area{0.25, 0.5, 0.75, 1};
-    EXPECT_EQ(Set(OVELCMD_SET_EZOOM_AREA, &area, 100), 0);
-    EXPECT_TRUE(renderer->m_stEZoomArea == area);
-    EXPECT_EQ(TakeLogLines(),
-              Lines{"[OvelRender::SetParam]OVELCMD_SET_EZOOM_AREA left = 0.250000 top = 0.500000 right = "
-                    "0.750000 bottom = 1.000000"});
-    const tagOvelZoomArea other{0.125, 9, 9, 9};
-    EXPECT_EQ(Set(OVELCMD_SET_EZOOM_AREA, &other, 8), 0);
-    EXPECT_TRUE(renderer->m_stEZoomArea == (tagOvelZoomArea{0.125, 0.5, 0.75, 1})) << "only what came";
-    EXPECT_EQ(TakeLogLines().size(), 1u);
-    EXPECT_EQ(updates, 2) << "each asks for one repaint";
 }
 
 TEST_P(CommandTest, PayloadsOverwriteOnlyWhatTheyHold)
 {
+    const tagOvelZoomArea areas[] = {{0.25, 0.5, 0.75, 1}, {0.125, 9, 9, 9}};
+    EXPECT_EQ(Set(OVELCMD_SET_EZOOM_AREA, areas, 100), 0);
+    EXPECT_TRUE(renderer->m_stEZoomArea == areas[0]);
+    EXPECT_EQ(TakeLogLines(),
+              Lines{"[OvelRender::SetParam]OVELCMD_SET_EZOOM_AREA left = 0.250000 top = 0.500000 right = "
+                    "0.750000 bottom = 1.000000"});
+    EXPECT_EQ(Set(OVELCMD_SET_EZOOM_AREA, areas[1], 8), 0);
+    EXPECT_TRUE(renderer->m_stEZoomArea == (tagOvelZoomArea{0.125, 0.5, 0.75, 1}));
+    EXPECT_EQ(TakeLogLines().size(), 1u);
+    EXPECT_EQ(updates, 2) << "each asks for one repaint";
+
     const int keep[] = {0x01020304, 0x05060708};
     EXPECT_EQ(Set(OVELCMD_SET_STOPDRAW_PARA, keep, 100), 0);
     EXPECT_EQ(renderer->blReserveLastFrm, 0x01020304);
-    EXPECT_EQ(Set(OVELCMD_SET_STOPDRAW_PARA, &keep[1], 1), 0);
+    EXPECT_EQ(Set(OVELCMD_SET_STOPDRAW_PARA, keep[1], 1), 0);
     EXPECT_EQ(renderer->blReserveLastFrm, 0x01020308);
     EXPECT_EQ(TakeLogLines(),
               (Lines{"CLS_ShaderBase::SetParam-OVELCMD_SET_STOPDRAW_PARA blReserveLastFrm=16909060",
@@ -141,16 +110,14 @@ TEST_P(CommandTest, PayloadsOverwriteOnlyWhatTheyHold)
               "m_nVideoRotateDirection=1, mirrorType: 2");
 
     OverlaySource source;
-    source.Attach(handle);
-    const tagOvelDrawCallback before{renderer->m_pfnDrawCallback, renderer->m_pDrawCallbackUser};
-    EXPECT_EQ(before.pUser, &source);
-    const tagOvelDrawCallback none{nullptr, nullptr};
-    EXPECT_EQ(Set(OVELCMD_SET_DRAW_CALLBACK, &none, 8), 0);
+    source.Attach(renderer);
+    EXPECT_EQ(renderer->m_pDrawCallbackUser, &source);
+    EXPECT_EQ(Set(OVELCMD_SET_DRAW_CALLBACK, tagOvelDrawCallback{}, 8), 0);
     EXPECT_EQ(renderer->m_pfnDrawCallback, nullptr);
     EXPECT_EQ(renderer->m_pDrawCallbackUser, &source);
 
     QWidget parent;
-    EXPECT_EQ(Set(OVELCMD_SET_LABEL_PARENT, &parent, 1), 0);
+    EXPECT_EQ(Set(OVELCMD_SET_LABEL_PARENT, parent, 1), 0);
     EXPECT_EQ(renderer->m_pLabelParent.load(), &parent);
     EXPECT_TRUE(TakeLogLines().empty());
 }
@@ -168,38 +135,27 @@ TEST_P(CommandTest, RatioModes)
     for (const Case& c : cases) {
         SCOPED_TRACE(testing::Message() << c.mode << " " << c.width << "x" << c.height);
         if (c.width > 0) {
-            Frame frame(PlainPicture(c.width, c.height, 1, 2, 3), OVEL_DISPLAY_YV12);
-            EXPECT_EQ(frame.Feed(handle), 0);
+            EXPECT_EQ(Frame(PlainPicture(c.width, c.height, 1, 2, 3), Yv12).Feed(renderer), 0);
         }
         TakeLogLines();
-        EXPECT_EQ(Set(OVELCMD_SET_DRAW_RATIO_MODE, &c.mode, 4), 0);
-        EXPECT_TRUE(Destination() == c.fitted) << Destination().left << " " << Destination().top << " "
-                                               << Destination().right << " " << Destination().bottom;
-        const std::string prefix = "[CLS_ShaderBase::SetDrawRatioMode]";
+        EXPECT_EQ(Set(OVELCMD_SET_DRAW_RATIO_MODE, c.mode), 0);
         const tagQRECT& f = c.fitted;
+        EXPECT_TRUE(Destination() == f);
+        const std::string prefix = "[CLS_ShaderBase::SetDrawRatioMode]";
         EXPECT_EQ(TakeLogLines(),
                   (Lines{prefix + " before l=0, t=0, r=639, b=479",
                          prefix + "after l=" + std::to_string(f.left) + ", t=" + std::to_string(f.top) +
                              ", r=" + std::to_string(f.right) + ", b=" + std::to_string(f.bottom)}));
-        const auto single = [](int value, int size) {
-            return static_cast<double>(static_cast<float>(value) / static_cast<float>(size));
-        };
+        const auto single = [](int value, float size) { return double(float(value) / size); };
         EXPECT_TRUE(renderer->m_stDrawDstNorm ==
                     (tagOvelZoomArea{single(f.left, 640), single(f.top, 480), single(f.right, 640),
                                      single(f.bottom, 480)}));
-        if (c.mode != 0 || c.width == 0) {
-            continue;
-        }
         tagQRECT copy{0, 0, 639, 479};
-        EXPECT_EQ(DrawAdjustDstSurfaceRect(&copy, c.width, c.height), 0);
-        EXPECT_TRUE(copy == c.fitted) << "the exported fit is the same one";
+        EXPECT_TRUE(c.mode != 0 || DrawAdjustDstSurfaceRect(&copy, c.width, c.height) == 0);
+        EXPECT_TRUE(c.mode != 0 || copy == f) << "the exported fit is the same one";
     }
     EXPECT_EQ(DrawAdjustDstSurfaceRect(nullptr, 1, 1), -1);
-    tagQRECT untouched{1, 2, 3, 4};
-    DrawAdjustDstSurfaceRect(&untouched, 0, 5);
-    EXPECT_TRUE(untouched == (tagQRECT{1, 2, 3, 4}));
-    const uint8_t shortMode = 0;
-    EXPECT_EQ(Set(OVELCMD_SET_DRAW_RATIO_MODE, &shortMode, 1), 0) << "zero-padded";
+    EXPECT_EQ(Set(OVELCMD_SET_DRAW_RATIO_MODE, uint8_t{0}), 0) << "zero-padded";
     EXPECT_TRUE(Destination() == (tagQRECT{185, 0, 454, 479}));
 }
 
@@ -207,7 +163,7 @@ TEST_P(CommandTest, DestinationRectangles)
 {
     EXPECT_EQ(renderer->GetDrawDstRect(), QRect(QPoint(0, 0), QPoint(-2, -2)));
     const tagQRECT good{10, 20, 110, 219};
-    EXPECT_EQ(Set(OVELCMD_SET_DRAW_DST_RECT, &good, 16), 0);
+    EXPECT_EQ(Set(OVELCMD_SET_DRAW_DST_RECT, good), 0);
     EXPECT_EQ(TakeLogLines(),
               (Lines{"[CLS_ShaderBase::SetDrawDstRect] width=640, height=480",
                      "[CLS_ShaderBase::SetDrawDstRect] left=10, top=20 , right =110 ,bottom = 219",
@@ -216,49 +172,48 @@ TEST_P(CommandTest, DestinationRectangles)
     EXPECT_EQ(placed.left, static_cast<double>(10.0f / 640.0f));
     for (const tagQRECT& small : {tagQRECT{10, 10, 10, 100}, tagQRECT{0, 5, 99, 5}, tagQRECT{50, 50, 20, 90},
                                   tagQRECT{INT32_MIN, 0, INT32_MAX, -1}}) {
-        EXPECT_EQ(Set(OVELCMD_SET_DRAW_DST_RECT, &small, 16), -1);
+        EXPECT_EQ(Set(OVELCMD_SET_DRAW_DST_RECT, small), -1);
         EXPECT_TRUE(Destination() == small);
         EXPECT_TRUE(renderer->m_stDrawDstNorm == placed) << "the picture stays where it was";
     }
-    const tagQRECT least{0, 0, 1, 1};
-    EXPECT_EQ(Set(OVELCMD_SET_DRAW_DST_RECT, &least, 16), 0);
-    const tagQRECT extreme{INT32_MIN, INT32_MIN, INT32_MAX, INT32_MAX};
-    EXPECT_EQ(Set(OVELCMD_SET_DRAW_DST_RECT, &extreme, 16), 0) << "wide, however large";
-    const tagQRECT odd{-3, 7, 100, 101};
-    EXPECT_EQ(Set(OVELCMD_SET_DRAW_DST_RECT, &odd, 16), 0);
-    EXPECT_EQ(renderer->GetDrawDstRect(), QRect(QPoint(-4, 6), QPoint(100, 100)));
-    const tagQRECT zero{};
-    EXPECT_EQ(Set(OVELCMD_SET_DRAW_DST_RECT, &zero, 16), -1);
-    EXPECT_EQ(renderer->GetDrawDstRect(), QRect(QPoint(0, 0), QPoint(638, 478)));
-    EXPECT_EQ(Set(OVELCMD_SET_DRAW_DST_RECT, &good, 12), -1) << "bottom reads as 0";
-    EXPECT_TRUE(Destination() == (tagQRECT{10, 20, 110, 0}));
+    struct Case {
+        tagQRECT sent;
+        int size, result;
+        QRect stored;
+    };
+    const Case cases[] = {
+        {{0, 0, 1, 1}, 16, 0, {QPoint(0, 0), QPoint(0, 0)}},
+        {{-3, 7, 100, 101}, 16, 0, {QPoint(-4, 6), QPoint(100, 100)}},
+        {{0, 0, 0, 0}, 16, -1, {QPoint(0, 0), QPoint(638, 478)}},
+        {{10, 20, 110, 219}, 12, -1, {QPoint(10, 20), QPoint(110, 0)}}}; // bottom reads as 0
+    for (const Case& c : cases) {
+        EXPECT_EQ(Set(OVELCMD_SET_DRAW_DST_RECT, c.sent, c.size), c.result);
+        EXPECT_EQ(renderer->GetDrawDstRect(), c.stored) << "case " << &c - cases;
+    }
     EXPECT_TRUE(IsRectEmpty(QRect(QPoint(0, 0), QPoint(0, 0))));
     EXPECT_FALSE(IsRectEmpty(QRect()));
 }
 
 TEST_P(CommandTest, ClearDrawResetsAndLogs)
 {
+    const tagOvelZoomArea whole{0, 0, 1, 1};
     const tagOvelZoomArea zoom{0.1, 0.2, 0.3, 0.4};
-    const int keep = 1;
-    Frame(MakePicture(8, 4), OVEL_DISPLAY_NV12).Feed(handle);
-    Set(OVELCMD_SET_EZOOM_AREA, &zoom, 32);
-    const tagQRECT rectangle{0, 0, 99, 99};
-    Set(OVELCMD_SET_DRAW_DST_RECT, &rectangle, 16);
+    Frame(MakePicture(8, 4), Nv12).Feed(renderer);
+    Set(OVELCMD_SET_EZOOM_AREA, zoom);
+    Set(OVELCMD_SET_DRAW_DST_RECT, tagQRECT{0, 0, 99, 99});
     const tagOvelZoomArea placed = renderer->m_stDrawDstNorm;
-    const std::string name = GetParam() == 0 ? "CLS_ShaderYuv" : "CLS_ShaderYuvSubImage";
-    Set(OVELCMD_SET_STOPDRAW_PARA, &keep, 4);
-    TakeLogLines();
-    Ovel_ClearDraw(handle);
-    EXPECT_EQ(TakeLogLines(), Lines{name + "::ClearDraw, blReserveLastFrm=1"});
-    EXPECT_NE(renderer->m_pYuvBuf, nullptr);
-    EXPECT_TRUE(renderer->m_stEZoomArea == zoom);
-    const int drop = 0;
-    Set(OVELCMD_SET_STOPDRAW_PARA, &drop, 4);
-    Ovel_ClearDraw(handle);
-    EXPECT_EQ(renderer->m_pYuvBuf, nullptr);
-    EXPECT_EQ(renderer->m_nDisplayType, -1);
-    EXPECT_TRUE(renderer->m_stEZoomArea == (tagOvelZoomArea{0, 0, 1, 1}));
-    EXPECT_TRUE(renderer->m_stDrawDstNorm == (GetParam() == 0 ? tagOvelZoomArea{0, 0, 1, 1} : placed));
+    for (const int keep : {1, 0}) {
+        Set(OVELCMD_SET_STOPDRAW_PARA, keep);
+        TakeLogLines();
+        Ovel_ClearDraw(renderer);
+        EXPECT_EQ(TakeLogLines(),
+                  Lines{std::string(IsSubImage() ? "CLS_ShaderYuvSubImage" : "CLS_ShaderYuv") +
+                        "::ClearDraw, blReserveLastFrm=" + std::to_string(keep)});
+        EXPECT_EQ(renderer->m_pYuvBuf != nullptr, keep == 1);
+        EXPECT_EQ(renderer->m_nDisplayType, keep == 1 ? Nv12 : -1);
+        EXPECT_TRUE(renderer->m_stEZoomArea == (keep == 1 ? zoom : whole));
+        EXPECT_TRUE(renderer->m_stDrawDstNorm == (keep == 1 || IsSubImage() ? placed : whole));
+    }
 }
 
 } // namespace

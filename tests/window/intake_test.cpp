@@ -4,7 +4,6 @@
 
 #include <QMutexLocker>
 
-#include <array>
 #include <cstdlib>
 #include <cstring>
 #include <limits>
@@ -15,34 +14,17 @@ using namespace OvelTest;
 namespace
 {
 
-constexpr int Yv12 = OVEL_DISPLAY_YV12;
-constexpr int Nv12 = OVEL_DISPLAY_NV12;
-const std::string SoftwareLine =
-    "ShowYuvFrame Display type is VIDEO_DISPLAY_YV12,The Player is SoftWare Player";
-const std::string Nv12Line = "ShowYuvFrame Display type is VIDEO_DISPLAY_NV12,The Player is DxvaPlayer";
-const std::string VtbLine =
-    "ShowYuvFrame Display type is VIDEO_DISPLAY_VTB,The Player is HW VIDEOTOOLBOX Player";
-const std::string DxglLine = "ShowYuvFrame Display type is VIDEO_DISPLAY_DXGL,The Player is D3D11Player";
+using Strings = std::vector<std::string>;
 
-class IntakeTest : public BothRenderers
+class IntakeTest : public HiddenRenderer
 {
 protected:
-    IntakeTest()
-    {
-        int type = GetParam();
-        renderer = static_cast<CLS_ShaderBase*>(Ovel_CreateEx(&type, sizeof(type)));
-        TakeLogLines();
-    }
-    ~IntakeTest() override { Ovel_Release(renderer); }
-
-    bool IsSubImage() const { return GetParam() == OVEL_RENDER_SUB_IMAGE; }
-    bool BlockFrame() const { return static_cast<CLS_ShaderYuvSubImage*>(renderer)->m_blBlockFrame; }
-    std::vector<uint8_t> Buffer(size_t size) const
+    std::vector<uint8_t> Buffer(size_t size = 48) const
     {
         return {renderer->m_pYuvBuf, renderer->m_pYuvBuf + size};
     }
 
-    CLS_ShaderBase* renderer;
+    const Picture small = MakePicture(8, 4);
 };
 OVEL_FOR_BOTH_RENDERERS(IntakeTest);
 
@@ -68,7 +50,7 @@ TEST_P(IntakeTest, CopyRules)
         const Picture picture = MakePicture(c.width, c.height);
         Frame frame(picture, c.type, c.pitch, c.source);
         EXPECT_EQ(frame.Feed(renderer), 0);
-        std::vector<uint8_t> expected = BufferBytes(picture, c.type);
+        const std::vector<uint8_t> expected = BufferBytes(picture, c.type);
         EXPECT_EQ(Buffer(expected.size()), expected);
         EXPECT_EQ(renderer->m_nVideoWidth, c.width);
         EXPECT_EQ(renderer->m_nVideoHeight, c.height);
@@ -81,34 +63,31 @@ TEST_P(IntakeTest, CopyRules)
         const uint8_t* first = renderer->m_pYuvBuf;
         std::fill(frame.block.begin(), frame.block.end(), uint8_t{7});
         EXPECT_EQ(Buffer(expected.size()), expected) << "the caller's memory is his own again";
-        EXPECT_EQ(frame.Feed(renderer), 0);
-        EXPECT_EQ(renderer->m_pYuvBuf, first) << "the same size reuses the buffer";
         static_cast<void>(renderer->grabFramebuffer());
         const Picture next = MakePicture(c.width, c.height, 9);
         EXPECT_EQ(Frame(next, c.type, c.pitch, c.source).Feed(renderer), 0);
         EXPECT_EQ(Buffer(expected.size()), BufferBytes(next, c.type)) << "over a picture that was painted";
+        EXPECT_EQ(renderer->m_pYuvBuf, first) << "the same size reuses the buffer";
     }
 }
 
 TEST_P(IntakeTest, ShortDescriptorsReadAsZeroPadded)
 {
-    const Picture picture = MakePicture(8, 4);
-    Frame frame(picture, Nv12, 16, Frame::Planes);
+    Frame frame(small, Nv12, 16, Frame::Planes);
     frame.block = std::vector<uint8_t>(48, 0x55);
     frame.info.pYuvData = frame.block.data();
     frame.info.iDataSize = 1000;
     EXPECT_EQ(Ovel_ShowYuvFrame(renderer, &frame.info, 48), 0) << "planes, pitch and data size cut away";
     EXPECT_EQ(renderer->m_nDisplayType, Nv12);
-    EXPECT_EQ(Buffer(48), frame.block);
+    EXPECT_EQ(Buffer(), frame.block);
     EXPECT_EQ(Ovel_ShowYuvFrame(renderer, &frame.info, 24), 0) << "the type too";
     EXPECT_EQ(renderer->m_nDisplayType, Yv12);
     frame.info.iDataSize = 0;
     EXPECT_EQ(Ovel_ShowYuvFrame(renderer, &frame.info, 200), 0) << "a longer one counts up to its record";
-    EXPECT_EQ(Buffer(48), BufferBytes(picture, Nv12));
-    EXPECT_EQ(Ovel_ShowYuvFrame(renderer, &frame.info, 16), -1) << "no size";
-    EXPECT_EQ(Buffer(48), BufferBytes(picture, Nv12));
-    for (const int size : {0, -1, std::numeric_limits<int>::min()}) {
+    EXPECT_EQ(Buffer(), BufferBytes(small, Nv12));
+    for (const int size : {16, 0, -1, std::numeric_limits<int>::min()}) { // 16: no size in it
         EXPECT_EQ(Ovel_ShowYuvFrame(renderer, &frame.info, size), -1);
+        EXPECT_EQ(Buffer(), BufferBytes(small, Nv12));
     }
     EXPECT_EQ(Ovel_ShowYuvFrame(renderer, nullptr, 112), -1);
 }
@@ -116,80 +95,80 @@ TEST_P(IntakeTest, ShortDescriptorsReadAsZeroPadded)
 // Whatever a frame declares, the buffer holds its picture, and only what was declared is read.
 TEST_P(IntakeTest, DeclaredDataSizes)
 {
-    const Picture picture = MakePicture(8, 4);
-    const std::vector<uint8_t> whole = BufferBytes(picture, Yv12);
-    Frame frame(picture, Yv12);
-    for (const int declared : {48, 10, 0, 1, 47, 49, 100, 0, 100, -5}) {
+    const std::vector<uint8_t> whole = BufferBytes(small, Yv12);
+    Frame frame(small, Yv12);
+    for (const int declared : {48, 10, 0, 1, 47, 49, 100, 0, 100, -5, 5}) {
         SCOPED_TRACE(declared);
         const size_t given = declared > 0 ? static_cast<size_t>(declared) : 48;
         std::vector<uint8_t> source(given, 0x77); // to the byte, so that a read beyond it is seen
         std::copy_n(whole.begin(), std::min<size_t>(given, 48), source.begin());
         frame.info.pYuvData = source.data();
         frame.info.iDataSize = declared;
-        const bool fresh = declared > 0 && declared != renderer->m_nYuvBufSize;
-        EXPECT_EQ(frame.Feed(renderer), 0);
         std::vector<uint8_t> expected = whole;
-        if (fresh && given < 48) {
-            std::fill(expected.begin() + declared, expected.end(), uint8_t(0));
+        if (declared > 0 && declared < 48 && declared != renderer->m_nYuvBufSize) {
+            std::fill(expected.begin() + declared, expected.end(), uint8_t(0)); // a new buffer
         }
-        EXPECT_EQ(Buffer(48), expected);
+        EXPECT_EQ(frame.Feed(renderer), 0);
+        EXPECT_EQ(Buffer(), expected);
         EXPECT_TRUE(declared <= 0 || renderer->m_nYuvBufSize == declared);
-        EXPECT_TRUE(!IsSubImage() || BlockFrame() == (declared > 0));
+        if (IsSubImage()) {
+            EXPECT_EQ(static_cast<CLS_ShaderYuvSubImage*>(renderer)->m_blBlockFrame, declared > 0);
+        }
     }
-    // NV12 after a small declared size: both planes need room.
-    std::vector<uint8_t> five(5);
-    frame.info.pYuvData = five.data();
-    frame.info.iDataSize = 5;
-    EXPECT_EQ(frame.Feed(renderer), 0);
-    for (const int declared : {5, 0, 7}) {
-        Frame nv12(picture, Nv12, 20, Frame::Planes);
+    for (const int declared : {5, 0, 7}) { // after a small one: both planes of NV12 need room
+        Frame nv12(small, Nv12, 20, Frame::Planes);
         nv12.info.iDataSize = declared;
         EXPECT_EQ(nv12.Feed(renderer), 0);
-        EXPECT_EQ(Buffer(48), BufferBytes(picture, Nv12));
+        EXPECT_EQ(Buffer(), BufferBytes(small, Nv12));
     }
 }
 
 TEST_P(IntakeTest, MissingSourcesKeepTheBuffer)
 {
-    const Picture picture = MakePicture(8, 4);
-    for (const int type : {Yv12, Nv12}) {
+    for (const int type : Layouts) {
         for (const int pitch : {0, 16}) {
-            Frame empty(picture, type, pitch);
+            Frame empty(small, type, pitch);
             empty.info.pYuvData = nullptr;
             Ovel_ClearDraw(renderer);
             EXPECT_EQ(empty.Feed(renderer), 0);
-            EXPECT_EQ(Buffer(48), std::vector<uint8_t>(48, 0)) << "first: zeros";
-            EXPECT_EQ(Frame(picture, type, pitch).Feed(renderer), 0);
-            EXPECT_EQ(empty.Feed(renderer), 0);
-            EXPECT_EQ(Buffer(48), BufferBytes(picture, type));
-            Frame half(picture, Nv12, pitch, Frame::Planes);
+            EXPECT_EQ(Buffer(), std::vector<uint8_t>(48, 0)) << "first: zeros";
+            EXPECT_EQ(Frame(small, type, pitch).Feed(renderer), 0);
+            Frame half(small, Nv12, pitch, Frame::Planes);
             half.info.pPlaneUV = nullptr;
-            EXPECT_EQ(half.Feed(renderer), 0) << "one plane is no source";
-            EXPECT_EQ(Buffer(48), BufferBytes(picture, type));
+            for (Frame* frame : {&empty, &half}) { // one plane is no source
+                EXPECT_EQ(frame->Feed(renderer), 0);
+                EXPECT_EQ(Buffer(), BufferBytes(small, type));
+            }
         }
     }
 }
 
 TEST_P(IntakeTest, ImpossibleSizesAreRefused)
 {
-    const Picture picture = MakePicture(8, 4);
-    Frame frame(picture, Nv12);
-    EXPECT_EQ(frame.Feed(renderer), 0);
     constexpr int Most = std::numeric_limits<int>::max();
-    const int sizes[][2] = {{0, 4},    {8, 0},         {-8, 4},
-                            {8, -4},   {65536, 21846}, {Most, Most},
-                            {Most, 2}, {46341, 46341}, {INT32_MIN, INT32_MIN}};
-    for (const auto& size : sizes) {
+    Frame frame(small, Nv12);
+    const auto refuse = [&](const QSize& size) {
+        frame.info.iWidth = size.width();
+        frame.info.iHeight = size.height();
+        TakeLogLines();
+        EXPECT_EQ(frame.Feed(renderer), -1) << size.width() << "x" << size.height();
+        return TakeErrorLines();
+    };
+    EXPECT_EQ(refuse(QSize(0, 4)), Strings{});
+    EXPECT_EQ(renderer->m_pYuvBuf, nullptr);
+    EXPECT_EQ(Frame(small, Nv12).Feed(renderer), 0);
+    for (const QSize& size : {QSize(0, 4), QSize(8, 0), QSize(-8, 4), QSize(8, -4), QSize(65536, 21846),
+                              QSize(Most, Most), QSize(Most, 2), QSize(46341, 46341), QSize(~Most, ~Most)}) {
+        const Strings entry{
+            "E CLS_ShaderYuv|ShowYuvFrame|ShowYuvFrame iWidth = " + std::to_string(size.width()) +
+            " iHeight = " + std::to_string(size.height()) + " is invalid param"};
         for (const int type : {Nv12, Yv12, 6}) {
             for (const int declared : {0, 48, 12}) {
-                frame.info.iWidth = size[0];
-                frame.info.iHeight = size[1];
                 frame.info.iDisplayType = type;
                 frame.info.iDataSize = declared;
-                EXPECT_EQ(frame.Feed(renderer), -1)
-                    << size[0] << "x" << size[1] << " " << type << " " << declared;
+                EXPECT_EQ(refuse(size), IsSubImage() ? Strings{} : entry) << "each one, not only the first";
                 EXPECT_EQ(renderer->m_nDisplayType, Nv12);
-                ASSERT_EQ(Buffer(48), BufferBytes(picture, Nv12));
+                ASSERT_EQ(Buffer(), BufferBytes(small, Nv12));
                 EXPECT_EQ(renderer->m_pNV12UV, renderer->m_pYuvBuf + 32);
             }
         }
@@ -199,78 +178,54 @@ TEST_P(IntakeTest, ImpossibleSizesAreRefused)
 
 TEST_P(IntakeTest, DisplayTypeLogLines)
 {
+    const std::string software = "YV12,The Player is SoftWare Player";
+    const std::string nv12 = "NV12,The Player is DxvaPlayer";
+    const std::string dxgl = "DXGL,The Player is D3D11Player";
+    const std::string vtb = "VTB,The Player is HW VIDEOTOOLBOX Player";
     struct Case {
         int type;
         std::string fullLine;
         int fullStored;
         std::string subLine;
     };
-    const Case cases[] = {{0, SoftwareLine, 0, SoftwareLine}, {3, Nv12Line, 3, Nv12Line},
-                          {0, SoftwareLine, 0, SoftwareLine}, {0, "", 0, ""},
-                          {4, SoftwareLine, 5, SoftwareLine}, {4, SoftwareLine, 5, ""},
-                          {5, "", 5, SoftwareLine},           {6, DxglLine, 6, DxglLine},
-                          {8, VtbLine, 8, SoftwareLine},      {5, VtbLine, 5, SoftwareLine},
-                          {1, SoftwareLine, 1, SoftwareLine}, {-9, SoftwareLine, -9, SoftwareLine}};
+    const Case cases[] = {{0, software, 0, software}, {3, nv12, 3, nv12},
+                          {0, software, 0, software}, {0, "", 0, ""},
+                          {4, software, 5, software}, {4, software, 5, ""},
+                          {5, "", 5, software},       {6, dxgl, 6, dxgl},
+                          {8, vtb, 8, software},      {5, vtb, 5, software},
+                          {1, software, 1, software}, {-9, software, -9, software}};
     for (const Case& c : cases) {
-        Frame frame(MakePicture(8, 4), Yv12);
+        Frame frame(small, Yv12);
         frame.info.iDisplayType = c.type;
         EXPECT_EQ(frame.Feed(renderer), 0);
         const std::string line = IsSubImage() ? c.subLine : c.fullLine;
-        EXPECT_EQ(TakeLogLines(), line.empty() ? std::vector<std::string>{} : std::vector<std::string>{line})
-            << c.type;
+        const std::string prefix = "ShowYuvFrame Display type is VIDEO_DISPLAY_";
+        EXPECT_EQ(TakeLogLines(), line.empty() ? Strings{} : Strings{prefix + line}) << c.type;
         EXPECT_EQ(renderer->m_nDisplayType, IsSubImage() ? c.type : c.fullStored);
-    }
-}
-
-TEST_P(IntakeTest, EveryRefusalIsLogged)
-{
-    Frame bad(MakePicture(8, 4), Yv12);
-    bad.info.iWidth = 0;
-    EXPECT_EQ(bad.Feed(renderer), -1);
-    EXPECT_EQ(renderer->m_pYuvBuf, nullptr);
-    for (int run = 0; run < 2; ++run) {
-        EXPECT_EQ(Frame(MakePicture(8, 4), Yv12).Feed(renderer), 0);
-        for (const std::array<int, 2> size : {std::array{0, 4}, std::array{8, -1}, std::array{8, -1}}) {
-            bad.info.iWidth = size[0];
-            bad.info.iHeight = size[1];
-            TakeLogLines();
-            EXPECT_EQ(bad.Feed(renderer), -1);
-            const std::string entry =
-                "E CLS_ShaderYuv|ShowYuvFrame|ShowYuvFrame iWidth = " + std::to_string(size[0]) +
-                " iHeight = " + std::to_string(size[1]) + " is invalid param";
-            EXPECT_EQ(TakeLogLines(),
-                      IsSubImage() ? std::vector<std::string>{} : std::vector<std::string>{entry});
-        }
     }
 }
 
 // The buffer is the heap's own: a host may hand it to free and put one of its own there.
 TEST_P(IntakeTest, TheBufferIsAHeapBlock)
 {
+    RenderWindow window(GetParam());
+    CLS_ShaderBase& shown = *window.renderer;
     const Picture own = MakePicture(32, 24, 7);
-    renderer->resize(96, 64);
-    static_cast<void>(renderer->grabFramebuffer()); // the context is there before the frames
-    for (const int type : {Yv12, Nv12}) {
-        EXPECT_EQ(Frame(MakePicture(32, 24), type).Feed(renderer), 0);
+    for (const int type : Layouts) {
+        EXPECT_TRUE(window.Show(MakePicture(32, 24), type));
         const std::vector<uint8_t> bytes = BufferBytes(own, type);
-        EXPECT_GE(malloc_usable_size(renderer->m_pYuvBuf), bytes.size());
+        EXPECT_GE(malloc_usable_size(shown.m_pYuvBuf), bytes.size());
         {
-            const QMutexLocker lock(&renderer->m_mutexYuvBuf);
-            std::free(renderer->m_pYuvBuf);
-            renderer->m_pYuvBuf = static_cast<uint8_t*>(std::malloc(bytes.size()));
-            std::memcpy(renderer->m_pYuvBuf, bytes.data(), bytes.size());
+            const QMutexLocker lock(&shown.m_mutexYuvBuf);
+            std::free(shown.m_pYuvBuf);
+            shown.m_pYuvBuf = static_cast<uint8_t*>(std::malloc(bytes.size()));
+            std::memcpy(shown.m_pYuvBuf, bytes.data(), bytes.size());
         }
         Frame nothing(own, type);
         nothing.info.pYuvData = nullptr;
-        EXPECT_EQ(nothing.Feed(renderer), 0);
-        EXPECT_EQ(Buffer(bytes.size()), bytes);
-        QImage shown = renderer->grabFramebuffer();
-        shown.setDevicePixelRatio(1);
-        View view;
-        view.widget = renderer->size();
-        view.device = shown.size();
-        EXPECT_TRUE(ShowsCanvas(shown, RenderPicture(own, type, view)));
-        EXPECT_EQ(Frame(MakePicture(40, 30), type).Feed(renderer), 0) << "the library frees the host's block";
+        EXPECT_TRUE(window.Show(std::move(nothing)));
+        EXPECT_TRUE(window.Shows(own, type));
+        EXPECT_TRUE(window.Show(MakePicture(40, 30), type)) << "the library frees the host's block";
     }
 }
 
@@ -279,7 +234,7 @@ TEST_P(IntakeTest, TheBufferIsAHeapBlock)
 TEST_P(IntakeTest, Release)
 {
     for (const int declared : {300, 0}) {
-        Frame nv12(MakePicture(8, 4), Nv12);
+        Frame nv12(small, Nv12);
         EXPECT_EQ(nv12.Feed(renderer), 0);
         Frame block(MakePicture(20, 10), Yv12);
         block.info.iDisplayType = 6;
@@ -296,9 +251,8 @@ TEST_P(IntakeTest, Release)
     }
 }
 
-TEST(IntakeBuffer, Reset)
+TEST_P(IntakeTest, BufferReset)
 {
-    auto* renderer = static_cast<CLS_ShaderBase*>(Ovel_Create(nullptr));
     EXPECT_EQ(renderer->InnerResetYuvBuf(640, 480, 1000), 0);
     EXPECT_EQ(renderer->m_nYuvBufSize, 1000);
     const uint8_t* buffer = renderer->m_pYuvBuf;
@@ -306,28 +260,26 @@ TEST(IntakeBuffer, Reset)
     EXPECT_EQ(renderer->m_pYuvBuf, buffer);
     EXPECT_EQ(renderer->InnerResetYuvBuf(640, 480, 0), 0);
     EXPECT_EQ(renderer->m_nYuvBufSize, 0);
-    EXPECT_EQ(std::vector<uint8_t>(renderer->m_pYuvBuf, renderer->m_pYuvBuf + 460800),
-              std::vector<uint8_t>(460800, 0));
+    EXPECT_EQ(Buffer(460800), std::vector<uint8_t>(460800, 0));
     EXPECT_EQ(renderer->InnerResetYuvBuf(65536, 21846, 0), -1);
     EXPECT_EQ(renderer->m_pYuvBuf, nullptr);
-    Ovel_Release(renderer);
 }
 
 TEST(CheckGreen, LooksAtFourCorners)
 {
     std::vector<uint8_t> luma(40 * 30, 0);
-    EXPECT_TRUE(CheckGreen(luma.data(), 40, 30));
     EXPECT_TRUE(CheckGreen(nullptr, 40, 30));
-    const int corners[][2] = {{0, 0}, {9, 9}, {30, 0}, {39, 29}, {0, 20}, {9, 29}, {30, 20}};
-    for (const auto& corner : corners) {
-        uint8_t& sample = luma[static_cast<size_t>(corner[1] * 40 + corner[0])];
-        sample = 1;
-        EXPECT_FALSE(CheckGreen(luma.data(), 40, 30)) << corner[0] << ", " << corner[1];
-        sample = 0;
+    EXPECT_TRUE(CheckGreen(luma.data(), 40, 30));
+    const auto sample = [&](const QPoint& at) -> uint8_t& { return luma[size_t(at.y() * 40 + at.x())]; };
+    for (const QPoint& corner : {QPoint(0, 0), QPoint(9, 9), QPoint(30, 0), QPoint(39, 29), QPoint(0, 20),
+                                 QPoint(9, 29), QPoint(30, 20)}) {
+        sample(corner) = 1;
+        EXPECT_FALSE(CheckGreen(luma.data(), 40, 30)) << corner.x() << ", " << corner.y();
+        sample(corner) = 0;
     }
-    const int elsewhere[][2] = {{10, 0}, {0, 10}, {29, 29}, {39, 19}, {20, 15}};
-    for (const auto& place : elsewhere) {
-        luma[static_cast<size_t>(place[1] * 40 + place[0])] = 200;
+    for (const QPoint& place :
+         {QPoint(10, 0), QPoint(0, 10), QPoint(29, 29), QPoint(39, 19), QPoint(20, 15)}) {
+        sample(place) = 200;
     }
     EXPECT_TRUE(CheckGreen(luma.data(), 40, 30));
 }

@@ -1,6 +1,6 @@
 // What happens to a widget in its life: every event with frames running, the picture compared before and
 // after.
-#include "Harness.h"
+#include "ScriptedHost.h"
 
 #include <QDockWidget>
 #include <QHBoxLayout>
@@ -8,46 +8,12 @@
 #include <QOpenGLFunctions>
 #include <QScreen>
 
-#include <atomic>
 #include <fstream>
-#include <thread>
 
 using namespace OvelTest;
 
 namespace
 {
-
-// Feeds a renderer from its own thread until it is stopped.
-class Feeder
-{
-public:
-    explicit Feeder(void* handle)
-        : thread([this, handle] {
-              Frame frames[] = {Frame(MakePicture(32, 24, 9), OVEL_DISPLAY_YV12),
-                                Frame(MakePicture(48, 20, 5), OVEL_DISPLAY_NV12)};
-              for (unsigned i = 0; !stop; ++i) {
-                  refused += frames[i / 8 % 2].Feed(handle) != 0;
-                  ++fed;
-                  std::this_thread::sleep_for(std::chrono::milliseconds(2));
-              }
-          })
-    {
-    }
-    ~Feeder() { Stop(); }
-    void Stop()
-    {
-        stop = true;
-        if (thread.joinable()) {
-            thread.join();
-        }
-    }
-    std::atomic<bool> stop{false};
-    std::atomic<int> fed{0};
-    std::atomic<int> refused{0};
-
-private:
-    std::thread thread;
-};
 
 // Moves the renderer into another top-level window.
 void MoveInto(RenderWindow& window, QWidget& host)
@@ -133,69 +99,60 @@ protected:
     {
         return Graph(OVEL_GRAPH_OUTLINE, 0xFFFFFF, 5, {{10, 10}, {80, 14}, {60, 50}});
     }
-
-    // A known frame with an overlay, whole again after whatever happened.
-    static void ExpectWhole(RenderWindow& window, OverlaySource& source, int layout)
+    static void Restore(RenderWindow& window)
     {
-        const Picture picture = MakePicture(40, 30, layout);
-        source.records = {Overlay()};
         window.top->showNormal();
         window.top->setGeometry(40, 40, 96, 64);
+        window.renderer->show();
+    }
+    // A known frame with an overlay, whole whatever happened before.
+    static void ExpectWhole(RenderWindow& window, OverlaySource& source, int layout)
+    {
+        source.records = {Overlay()};
+        Restore(window);
         ASSERT_TRUE(WaitUntil(
             [&] { return window.renderer->size() == QSize(96, 64) && window.renderer->isVisible(); }));
+        const Picture picture = MakePicture(40, 30, layout);
         ASSERT_TRUE(window.Show(picture, layout));
-        const View view = window.CurrentView();
-        Canvas canvas = RenderPicture(picture, layout, view);
-        DrawOverlays(canvas, source.records, view, window.IsSubImage());
-        EXPECT_TRUE(ShowsCanvas(window.Framebuffer(), canvas));
-        EXPECT_TRUE(WaitUntil([&] { return bool(ShowsCanvas(window.Screen(), canvas)); }, 1500))
-            << "on the screen: " << ShowsCanvas(window.Screen(), canvas).message();
+        EXPECT_TRUE(window.Shows(picture, layout, View(), source.records));
+        const QImage framebuffer = window.Framebuffer();
+        EXPECT_TRUE(Eventually([&] { return SameImage(window.Screen(), framebuffer, 1); }));
     }
 };
 OVEL_FOR_BOTH_RENDERERS(LifeTest);
 
-TEST_P(LifeTest, EventsWithFramesRunning)
+// With frames running, and without a single new frame: what was there comes back by itself. The sub-image
+// renderer waits for the next frame when its context is a new one.
+TEST_P(LifeTest, EventsWithAndWithoutFrames)
 {
     RenderWindow window(GetParam());
     OverlaySource source;
     source.Attach(window.handle);
-    int layout = OVEL_DISPLAY_YV12;
+    int layout = Yv12;
     for (const Event& event : Events) {
         SCOPED_TRACE(event.name);
         ASSERT_NO_FATAL_FAILURE(ExpectWhole(window, source, layout));
-        {
-            Feeder feeder(window.handle);
-            RunEventsFor(20);
-            event.run(window);
-            RunEventsFor(20);
-            feeder.Stop();
-            EXPECT_EQ(feeder.refused, 0) << "of " << feeder.fed;
-        }
-        ASSERT_NO_FATAL_FAILURE(ExpectWhole(window, source, layout));
-        layout = 3 - layout;
-    }
-}
-
-// The same without a single new frame: what was there comes back by itself. The sub-image renderer waits for
-// the next frame when its context is a new one.
-TEST_P(LifeTest, ThePictureSurvivesEvents)
-{
-    RenderWindow window(GetParam());
-    OverlaySource source;
-    source.Attach(window.handle);
-    for (const Event& event : Events) {
-        if (event.otherWindow && window.IsSubImage()) {
-            continue;
-        }
-        SCOPED_TRACE(event.name);
-        ASSERT_NO_FATAL_FAILURE(ExpectWhole(window, source, OVEL_DISPLAY_NV12));
         const QImage before = window.Screen();
         event.run(window);
-        window.top->showNormal();
-        window.top->setGeometry(40, 40, 96, 64);
-        window.renderer->show();
-        EXPECT_TRUE(WaitUntil([&] { return bool(SameImage(window.Screen(), before)); }, 2000))
-            << SameImage(window.Screen(), before).message();
+        Restore(window);
+        if (!event.otherWindow || !window.IsSubImage()) {
+            EXPECT_TRUE(Eventually([&] { return SameImage(window.Screen(), before); }));
+        }
+        std::atomic<bool> stop{false};
+        HostThread feeder([&] {
+            Frame frames[] = {Frame(MakePicture(32, 24, 9), Yv12), Frame(MakePicture(48, 20, 5), Nv12)};
+            for (unsigned i = 0; !stop; ++i) {
+                EXPECT_EQ(frames[i / 8 % 2].Feed(window.handle), 0);
+                std::this_thread::sleep_for(std::chrono::milliseconds(2));
+            }
+        });
+        RunEventsFor(20);
+        event.run(window);
+        RunEventsFor(20);
+        stop = true;
+        feeder.Finish();
+        layout = Nv12 - layout;
+        ASSERT_NO_FATAL_FAILURE(ExpectWhole(window, source, layout));
     }
 }
 
@@ -233,60 +190,62 @@ TEST(LifeTogether, SeveralRenderersAndTheHostsGl)
     auto* grid = new QHBoxLayout(&window);
     grid->setContentsMargins(0, 0, 0, 0);
     grid->setSpacing(0);
-    std::vector<CLS_ShaderBase*> renderers;
-    for (int type : {0, 7, 0, 7}) {
-        renderers.push_back(static_cast<CLS_ShaderBase*>(Ovel_CreateEx(&type, 4)));
-        grid->addWidget(renderers.back());
-        MakeNativeIfAsked(*renderers.back());
+    struct Tile {
+        int kind, layout;
+        Picture picture;
+        CLS_ShaderBase* renderer = nullptr;
+    };
+    Tile tiles[] = {{0, Yv12, MakePicture(20, 20)},
+                    {7, Yv12, MakePicture(30, 20, 50)},
+                    {0, Nv12, MakePicture(10, 30, 90)},
+                    {7, Nv12, MakePicture(18, 10, 130)}};
+    for (Tile& tile : tiles) {
+        tile.renderer = CreateRenderer(tile.kind);
+        grid->addWidget(tile.renderer);
+        MakeNativeIfAsked(*tile.renderer);
     }
     HostGl host;
     host.setMinimumSize(40, 40);
     grid->addWidget(&host);
     window.setGeometry(40, 40, 300, 80);
     window.show();
-    const Picture pictures[] = {MakePicture(20, 20), MakePicture(30, 20, 50), MakePicture(10, 30, 90),
-                                MakePicture(18, 10, 130)};
-    const auto type = [](size_t i) { return i < 2 ? OVEL_DISPLAY_YV12 : OVEL_DISPLAY_NV12; };
     const auto expect = [&](const char* when) {
+        SCOPED_TRACE(when);
         RunEventsFor(60);
-        for (size_t i = 0; i < renderers.size(); ++i) {
-            if (!renderers[i]) {
+        for (const Tile& tile : tiles) {
+            if (!tile.renderer) {
                 continue;
             }
-            QImage image = renderers[i]->grabFramebuffer();
+            QImage image = tile.renderer->grabFramebuffer();
             image.setDevicePixelRatio(1);
             View view;
-            view.widget = renderers[i]->size();
+            view.widget = tile.renderer->size();
             view.device = image.size();
-            const Canvas canvas = RenderPicture(pictures[i], type(i), view);
-            EXPECT_TRUE(ShowsCanvas(image, canvas)) << when << ", renderer " << i;
-            const auto shown = [&] { return ShowsCanvas(ScreenOf(*renderers[i]), canvas); };
-            EXPECT_TRUE(WaitUntil([&] { return bool(shown()); }, 1500))
-                << "on the screen " << when << ", renderer " << i << ": " << shown().message();
+            const Canvas canvas = RenderPicture(tile.picture, tile.layout, view);
+            EXPECT_TRUE(ShowsCanvas(image, canvas)) << "renderer " << &tile - tiles;
+            EXPECT_TRUE(Eventually([&] { return ShowsCanvas(ScreenOf(*tile.renderer), canvas); }))
+                << "on the screen, renderer " << &tile - tiles;
         }
-        EXPECT_EQ(host.grabFramebuffer().pixelColor(5, 5), QColor(Qt::red)) << when;
+        EXPECT_EQ(host.grabFramebuffer().pixelColor(5, 5), QColor(Qt::red));
     };
     RunEventsFor(30);
-    for (size_t i = 0; i < renderers.size(); ++i) {
-        EXPECT_EQ(Frame(pictures[i], type(i)).Feed(renderers[i]), 0);
+    for (const Tile& tile : tiles) {
+        EXPECT_EQ(Frame(tile.picture, tile.layout).Feed(tile.renderer), 0);
     }
     host.update();
     expect("together");
-    renderers[3]->hide();
+    tiles[3].renderer->hide();
     RunEventsFor(30);
-    renderers[3]->show();
+    tiles[3].renderer->show();
     expect("one hidden and shown");
-    Ovel_Release(renderers[1]);
-    renderers[1] = nullptr;
+    Ovel_Release(std::exchange(tiles[1].renderer, nullptr));
     expect("one released");
-    renderers[2]->setParent(nullptr);
-    renderers[2]->move(400, 300); // beside the others
-    renderers[2]->show();
+    tiles[2].renderer->setParent(nullptr);
+    tiles[2].renderer->move(400, 300); // beside the others
+    tiles[2].renderer->show();
     expect("one in a window of its own");
-    for (auto* renderer : renderers) {
-        if (renderer) {
-            Ovel_Release(renderer);
-        }
+    for (const Tile& tile : tiles) {
+        Ovel_Release(tile.renderer);
     }
     RunEvents();
 }
@@ -307,16 +266,14 @@ TEST_P(LifeTest, CreateShowFeedReleaseCycles)
         OverlaySource source;
         source.Attach(window.handle);
         source.records = {Overlay(), Label("text", {0, 20, 50, 40})};
-        ASSERT_TRUE(window.Show(MakePicture(640, 480), i % 2 ? OVEL_DISPLAY_NV12 : OVEL_DISPLAY_YV12));
+        ASSERT_TRUE(window.Show(MakePicture(640, 480), Layouts[i % 2]));
         if (i % 3 == 0) {
             Ovel_ClearDraw(window.handle);
         }
     };
-    for (int i = 0; i < 15; ++i) {
-        cycle(i);
-    }
-    const long before = ResidentKiB();
-    for (int i = 0; i < 30; ++i) {
+    long before = 0;
+    for (int i = 0; i < 45; ++i) {
+        before = i == 15 ? ResidentKiB() : before;
         cycle(i);
     }
     // Each cycle holds more than 900 KiB in the buffer and the textures. A sanitizer keeps what was freed.
@@ -326,7 +283,7 @@ TEST_P(LifeTest, CreateShowFeedReleaseCycles)
 TEST_P(LifeTest, GrabsAgreeAlsoOnTranslucentWindows)
 {
     for (const bool translucent : {false, true}) {
-        for (const int type : {int(OVEL_DISPLAY_YV12), int(OVEL_DISPLAY_NV12), 5, -1}) {
+        for (const int type : {Yv12, Nv12, 5, -1}) {
             SCOPED_TRACE(testing::Message() << "translucent " << translucent << " type " << type);
             RenderWindow window(GetParam(), QSize(96, 64), translucent);
             OverlaySource source;
@@ -336,23 +293,20 @@ TEST_P(LifeTest, GrabsAgreeAlsoOnTranslucentWindows)
                               Graph(OVEL_GRAPH_FILLED, 0xFF00, 0, {{2, 40}, {20, 42}, {5, 60}})};
             window.Set(OVELCMD_SET_DRAW_DST_RECT, tagQRECT{20, 10, 79, 53}); // leaves bars
             if (type >= 0) {
-                Frame frame(MakePicture(40, 30),
-                            type == OVEL_DISPLAY_NV12 ? OVEL_DISPLAY_NV12 : OVEL_DISPLAY_YV12);
+                Frame frame(MakePicture(40, 30), type == Nv12 ? Nv12 : Yv12);
                 frame.info.iDisplayType = type;
                 ASSERT_TRUE(window.Show(std::move(frame)));
             }
             RunEventsFor(20);
             const QImage framebuffer = window.Framebuffer();
-            for (int y = 0; y < framebuffer.height(); ++y) {
-                for (int x = 0; x < framebuffer.width(); ++x) {
-                    ASSERT_EQ(framebuffer.pixelColor(x, y).alpha(), 255) << x << ", " << y;
-                }
+            for (int i = 0; i < framebuffer.width() * framebuffer.height(); ++i) {
+                const QPoint at(i % framebuffer.width(), i / framebuffer.width());
+                ASSERT_EQ(framebuffer.pixelColor(at).alpha(), 255) << at.x() << ", " << at.y();
             }
             QImage grab = window.top->grab().toImage();
             grab.setDevicePixelRatio(1);
             EXPECT_TRUE(SameImage(grab, framebuffer, 1)) << "grab of the window";
-            EXPECT_TRUE(WaitUntil([&] { return bool(SameImage(window.Screen(), framebuffer, 1)); }, 1500))
-                << "screen shot: " << SameImage(window.Screen(), framebuffer, 1).message();
+            EXPECT_TRUE(Eventually([&] { return SameImage(window.Screen(), framebuffer, 1); }));
         }
     }
 }

@@ -27,7 +27,7 @@ bool IsRequest(const QEvent* event)
 
 void FeedElsewhere(void* handle, const Picture& picture)
 {
-    std::thread([&] { EXPECT_EQ(Frame(picture, OVEL_DISPLAY_YV12).Feed(handle), 0); }).join();
+    std::thread([&] { EXPECT_EQ(Frame(picture, Yv12).Feed(handle), 0); }).join();
 }
 
 // Nobody asks for a paint but the frame itself.
@@ -36,8 +36,7 @@ void ExpectShownByItself(RenderWindow& window, const Picture& picture)
     FeedElsewhere(window.handle, picture);
     const int before = window.paints->count;
     EXPECT_TRUE(WaitUntil([&] { return window.paints->count > before; }, 1000)) << "the window is frozen";
-    EXPECT_TRUE(
-        ShowsCanvas(window.Framebuffer(), RenderPicture(picture, OVEL_DISPLAY_YV12, window.CurrentView())));
+    EXPECT_TRUE(window.Shows(picture, Yv12));
 }
 
 class RequestTest : public BothRenderers
@@ -81,6 +80,7 @@ TEST_P(RequestTest, LostRequestsFreezeNothing)
          }}};
     OverlaySource source;
     source.records = {Label("text", {500, 20, 590, 40})};
+    const Picture picture = MakePicture(32, 24, 2);
     for (const Case& c : cases) {
         for (const int variant : {0, 1, 2, 3}) {
             const bool texts = variant & 1;
@@ -95,9 +95,11 @@ TEST_P(RequestTest, LostRequestsFreezeNothing)
             }
             ExpectShownByItself(window, MakePicture(32, 24, 1));
             RunEventsFor(20);
-            const auto feed = [&] { FeedElsewhere(window.handle, MakePicture(32, 24, 2)); };
-            fromGui ? static_cast<void>(Frame(MakePicture(32, 24, 2), OVEL_DISPLAY_YV12).Feed(window.handle))
-                    : feed();
+            if (fromGui) {
+                EXPECT_EQ(Frame(picture, Yv12).Feed(window.handle), 0);
+            } else {
+                FeedElsewhere(window.handle, picture);
+            }
             c.lose(window);
             RunEventsFor(20);
             ExpectShownByItself(window, MakePicture(32, 24, 3));
@@ -110,12 +112,12 @@ TEST_P(RequestTest, BlockedSignalsAskForNoRepaint)
 {
     RenderWindow window(GetParam());
     const Picture pictures[] = {MakePicture(32, 24, 1), MakePicture(32, 24, 2)};
-    ASSERT_TRUE(window.Show(pictures[0], OVEL_DISPLAY_YV12));
+    ASSERT_TRUE(window.Show(pictures[0], Yv12));
     RunEventsFor(30);
     window.paints->count = 0;
     window.renderer->blockSignals(true);
     FeedElsewhere(window.handle, pictures[1]);
-    EXPECT_EQ(Frame(pictures[1], OVEL_DISPLAY_YV12).Feed(window.handle), 0);
+    EXPECT_EQ(Frame(pictures[1], Yv12).Feed(window.handle), 0);
     window.Set(OVELCMD_SET_EZOOM_AREA, tagOvelZoomArea{0, 0, 1, 1});
     RunEventsFor(100);
     EXPECT_EQ(window.paints->count, 0);
