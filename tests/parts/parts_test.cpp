@@ -96,32 +96,6 @@ TEST(FrameStorePart, SizesThatWrap)
     }
 }
 
-TEST(FrameStorePart, WhatNeedsAnotherBuffer)
-{
-    struct Case {
-        int declaredBefore, width, height, declared;
-        bool needs;
-        int room;
-    };
-    for (const Case& c :
-         {Case{0, 6, 4, 0, false, 36}, Case{0, 6, 4, 36, true, 36}, Case{36, 6, 4, 36, false, 36},
-          Case{36, 6, 4, 0, false, 36}, Case{36, 6, 4, -5, false, 36}, Case{36, 6, 4, 99, true, 99},
-          Case{36, 4, 6, 36, true, 36}, Case{9, 6, 4, 9, false, 36}}) {
-        StoreWithFields s;
-        tagYuvFrameInfo frame{};
-        frame.iWidth = c.width;
-        frame.iHeight = c.height;
-        frame.iDataSize = c.declared;
-        EXPECT_TRUE(s.store.NeedsReset(frame));
-        ASSERT_EQ(s.store.Reset(6, 4, 0), 0);
-        tagYuvFrameInfo last{};
-        last.iDataSize = c.declaredBefore;
-        s.store.NoteDeclared(last);
-        EXPECT_EQ(s.store.NeedsReset(frame), c.needs) << c.declaredBefore << ", then " << c.declared;
-        EXPECT_EQ(FrameStore::RoomFor(frame), c.room);
-    }
-}
-
 // However short the block is that a host put there: what fits is copied, and nothing is shown that is not
 // there.
 TEST(FrameStorePart, ShortAndForeignBlocks)
@@ -307,26 +281,6 @@ TEST(OverlayListPart, RunsThatWereOvertaken)
     EXPECT_TRUE(l.list.HasTexts());
 }
 
-TEST(OverlayListPart, LengthsOfRecords)
-{
-    const __tagQDrawGraphInfo full = Graph(OVEL_GRAPH_FILLED, 0xABCDEF, 3, {{1, 2}, {3, 4}, {5, 6}}, 0.5f);
-    ListWithFields l;
-    EXPECT_EQ(l.list.Store(nullptr, 416, std::nullopt), -1);
-    for (const int length : {0, -1, std::numeric_limits<int>::min()}) {
-        EXPECT_EQ(l.list.Store(&full, length, std::nullopt), -1);
-    }
-    EXPECT_TRUE(l.records.isEmpty());
-    for (const size_t length : {size_t{1}, size_t{16}, size_t{415}, size_t{416}, size_t{500}}) {
-        const auto source = std::make_unique<char[]>(length); // to the byte
-        const size_t used = std::min(length, sizeof(full));
-        std::memcpy(source.get(), &full, used);
-        ASSERT_EQ(l.list.Store(source.get(), static_cast<int>(length), std::nullopt), 0);
-        __tagQDrawGraphInfo padded{};
-        std::memcpy(&padded, &full, used);
-        EXPECT_EQ(std::memcmp(&l.records.last(), &padded, sizeof(padded)), 0) << length;
-    }
-}
-
 struct ViewWithFields {
     tagOvelZoomArea zoom{0, 0, 1, 1};
     QRect pixels;
@@ -369,28 +323,9 @@ TEST(ViewStorePart, HandsOverWhole)
     commands.join();
 }
 
-TEST(ViewStorePart, Rules)
+TEST(ViewStorePart, VisibleSizes)
 {
     ViewWithFields v;
-    const double none = std::nan("");
-    const tagOvelZoomArea odd{none, -0.0, 1, none};
-    EXPECT_TRUE(std::isnan(v.view.SetZoom(&odd, sizeof(odd)).left));
-    EXPECT_TRUE(v.view.Get() == v.view.Get()) << "or every paint would take it for a change";
-    v.view.ResetZoom();
-    EXPECT_EQ(v.view.Get().zoom, (tagOvelZoomArea{0, 0, 1, 1}));
-
-    v.view.SetDestination({10, 20, 59, 69}, QSize(100, 100));
-    const tagOvelZoomArea stored = v.view.Get().destination;
-    EXPECT_EQ(v.view.SetDestination({1, 2, 3, 4}, QSize()), stored) << "without a widget's size";
-    EXPECT_EQ(v.view.DestinationPixels(), QRect(QPoint(1, 2), QPoint(3, 4)));
-
-    const tagOvelColor known{OVEL_MATRIX_BT709, OVEL_RANGE_FULL, 0};
-    const tagOvelColor unknown{OVEL_MATRIX_BT709, 77, 0};
-    EXPECT_TRUE(v.view.SetColor(&known, sizeof(known)));
-    EXPECT_FALSE(v.view.SetColor(&unknown, sizeof(unknown)));
-    const tagOvelColor kept = v.view.Get().color;
-    EXPECT_EQ(std::memcmp(&kept, &known, sizeof(known)), 0);
-
     for (const QSize& size : {QSize(0, 0), QSize(1, 0), QSize(640, 480), QSize(16777215, 16777215)}) {
         v.view.NoteWidget(true, size);
         EXPECT_TRUE(v.view.IsVisible());
