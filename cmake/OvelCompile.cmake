@@ -12,5 +12,5 @@ if(OVEL_SANITIZE)
     target_compile_options(ovel_compile INTERFACE -fsanitize=${OVEL_SANITIZE} -fno-omit-frame-pointer)
     target_link_options(ovel_compile INTERFACE -fsanitize=${OVEL_SANITIZE})
     target_sources(ovel_compile INTERFACE
-        $<$<STREQUAL:$<TARGET_PROPERTY:TYPE>,EXECUTABLE>:${PROJECT_SOURCE_DIR}/tests/support/SanitizerOptions.cpp>)
+        $<$<STREQUAL:$<TARGET_PROPERTY:TYPE>,EXECUTABLE>:${PROJECT_SOURCE_DIR}/cmake/SanitizerOptions.cpp>)
 endif()

@@ -11,20 +11,14 @@
 #include <QVBoxLayout>
 
 #include <algorithm>
-#include <atomic>
-#include <chrono>
 #include <cstdio>
 #include <dlfcn.h>
-#include <mutex>
-#include <thread>
+#include <unistd.h>
 
 namespace
 {
 
-std::atomic<int64_t> deadline{0};
 std::vector<void (*)()> beforeApplication;
-
-const auto Now = [] { return std::chrono::steady_clock::now().time_since_epoch().count(); };
 
 void OnQtMessage(QtMsgType type, const QMessageLogContext& context, const QString& text)
 {
@@ -74,19 +68,6 @@ void WatchContext(QOpenGLContext* context)
     }
 }
 
-// Aborts when one test takes longer than a minute, so that a deadlock names the test that has it.
-void Watch()
-{
-    for (;;) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(200));
-        const int64_t end = deadline.load();
-        if (end != 0 && Now() > end) {
-            std::fprintf(stderr, "watchdog: the test hangs\n");
-            std::abort();
-        }
-    }
-}
-
 void ExpectNone(const char* what, const std::vector<std::string>& lines)
 {
     EXPECT_TRUE(lines.empty()) << lines.size() << what << ", first: " << lines.front();
@@ -96,7 +77,7 @@ class Listener : public ::testing::EmptyTestEventListener
 {
     void OnTestStart(const ::testing::TestInfo&) override
     {
-        deadline = Now() + std::chrono::nanoseconds(std::chrono::seconds(60)).count();
+        alarm(60); // a deadlock ends the program while it names the test that has it
         TakeLogLines();
         OvelTest::qtDebugLines.Take();
     }
@@ -105,7 +86,7 @@ class Listener : public ::testing::EmptyTestEventListener
         OvelTest::RunEvents();
         ExpectNone(" Qt warnings", OvelTest::qtWarnings.Take());
         ExpectNone(" GL errors", OvelTest::glErrors.Take());
-        deadline = 0;
+        alarm(0);
     }
 };
 
@@ -248,13 +229,9 @@ RenderWindow::RenderWindow(int typeCode, QSize size, bool translucent)
     }
     auto* layout = new QVBoxLayout(top.get());
     layout->setContentsMargins(0, 0, 0, 0);
-    if (subImage) {
-        handle = CreateRenderer(typeCode);
-        layout->addWidget(static_cast<CLS_ShaderBase*>(handle));
-    } else {
-        handle = Ovel_Create(layout);
-    }
+    handle = subImage ? CreateRenderer(typeCode) : Ovel_Create(layout);
     renderer = static_cast<CLS_ShaderBase*>(handle);
+    layout->addWidget(renderer);
     MakeNativeIfAsked(*renderer);
     paints = std::make_unique<PaintCounter>(renderer);
     top->setGeometry(QRect(QPoint(40, 40), size));
@@ -368,7 +345,6 @@ int main(int argc, char** argv)
     }
     QApplication application(argc, argv);
     OvelTest::qtWarnings.Take();
-    std::thread(Watch).detach();
     ::testing::UnitTest::GetInstance()->listeners().Append(new Listener);
     return RUN_ALL_TESTS();
 }

@@ -95,6 +95,24 @@ public:
 
 CLS_ShaderBase* CreateRenderer(int typeCode);
 
+// Calls action(renderer) with the class that it is of.
+template <typename Action> void AsItsClass(CLS_ShaderBase* renderer, const Action& action)
+{
+    if (auto* full = qobject_cast<CLS_ShaderYuv*>(renderer)) {
+        action(full);
+    } else if (auto* sub = qobject_cast<CLS_ShaderYuvSubImage*>(renderer)) {
+        action(sub);
+    }
+}
+// Calls heard at every signalUpdate as long as the context lives.
+template <typename Heard> void HearUpdates(CLS_ShaderBase* renderer, QObject& context, const Heard& heard)
+{
+    AsItsClass(renderer, [&](auto* of) {
+        QObject::connect(of, &std::decay_t<decltype(*of)>::signalUpdate, &context, heard,
+                         Qt::DirectConnection);
+    });
+}
+
 // A top-level window that a renderer fills. Releases the renderer at the end.
 class RenderWindow
 {

@@ -411,7 +411,7 @@ void DrawOverlays(Canvas& canvas, const Records& records, const View& view, bool
     size_t certain = 0;
     size_t beyond = 0;
     double worst = 0;
-    std::string where;
+    std::ostringstream where;
     for (int y = 0; y < expected.height; ++y) {
         for (int x = 0; x < expected.width; ++x) {
             const size_t at = expected.At(x, y);
@@ -425,24 +425,19 @@ void DrawOverlays(Canvas& canvas, const Records& records, const View& view, bool
                 std::max({std::abs(shown.red() - wanted[0]), std::abs(shown.green() - wanted[1]),
                           std::abs(shown.blue() - wanted[2])});
             beyond += difference > tolerance;
-            if (difference <= worst) {
-                continue;
+            if (difference > std::max<double>(worst, tolerance)) {
+                worst = difference;
+                where.str("");
+                where << worst << " at (" << x << ", " << y << "): shown " << shown.name().toStdString()
+                      << ", expected " << wanted[0] << " " << wanted[1] << " " << wanted[2];
             }
-            worst = difference;
-            std::ostringstream text;
-            text << worst << " at (" << x << ", " << y << "): shown " << shown.red() << " " << shown.green()
-                 << " " << shown.blue() << ", expected " << wanted[0] << " " << wanted[1] << " " << wanted[2];
-            where = text.str();
         }
     }
     if (certain * 10 < expected.certain.size() * 3) {
         return ::testing::AssertionFailure() << "only " << certain << " pixels decide";
     }
-    if (beyond == 0) {
-        return ::testing::AssertionSuccess();
-    }
-    return ::testing::AssertionFailure()
-           << beyond << " of " << certain << " pixels differ, most by " << where;
+    auto result = beyond == 0 ? ::testing::AssertionSuccess() : ::testing::AssertionFailure();
+    return result << beyond << " of " << certain << " pixels differ, most by " << where.str();
 }
 
 ::testing::AssertionResult SameImage(const QImage& left, const QImage& right, int tolerance)

@@ -67,37 +67,6 @@ TEST_P(ColorTest, EveryDescription)
     }
 }
 
-// Samples that the standards give for colours everyone knows.
-TEST_P(ColorTest, KnownColors)
-{
-    struct Case {
-        tagOvelColor color;
-        std::array<uint8_t, 3> yuv;
-        QColor shown;
-    };
-    const Case cases[] = {
-        {{OVEL_MATRIX_BT601, OVEL_RANGE_LIMITED, 0}, {81, 90, 240}, {255, 0, 0}},
-        {{OVEL_MATRIX_BT601, OVEL_RANGE_LIMITED, 0}, {145, 54, 34}, {0, 255, 0}},
-        {{OVEL_MATRIX_BT709, OVEL_RANGE_LIMITED, 0}, {63, 102, 240}, {255, 0, 0}},
-        {{OVEL_MATRIX_BT709, OVEL_RANGE_LIMITED, 0}, {32, 240, 118}, {0, 0, 255}},
-        {{OVEL_MATRIX_BT2020, OVEL_RANGE_LIMITED, 0}, {164, 40, 25}, {0, 255, 0}},
-        {{OVEL_MATRIX_BT709, OVEL_RANGE_LIMITED, 0}, {235, 128, 128}, {255, 255, 255}},
-        {{OVEL_MATRIX_BT709, OVEL_RANGE_LIMITED, 0}, {16, 128, 128}, {0, 0, 0}},
-        {{OVEL_MATRIX_BT601, OVEL_RANGE_FULL, 0}, {76, 85, 255}, {255, 0, 0}},
-        {{OVEL_MATRIX_BT601, OVEL_RANGE_FULL, 0}, {128, 128, 128}, {128, 128, 128}},
-    };
-    for (const Case& c : cases) {
-        for (const int layout : Layouts) {
-            ASSERT_TRUE(Describe(c.color));
-            ASSERT_TRUE(window.Show(Plain(c.yuv), layout));
-            const QColor shown = window.Framebuffer().pixelColor(40, 30);
-            for (const auto component : {&QColor::red, &QColor::green, &QColor::blue}) {
-                EXPECT_NEAR((shown.*component)(), (c.shown.*component)(), 2) << "case " << &c - cases;
-            }
-        }
-    }
-}
-
 TEST_P(ColorTest, SizesAndViews)
 {
     const View views[] = {View(), Looking({0.25, 0.25, 0.75, 0.75}), Looking({0, 0, 1, 1}, 90, 1),

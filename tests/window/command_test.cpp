@@ -17,11 +17,7 @@ protected:
     CommandTest()
     {
         renderer->resize(640, 480);
-        if (auto* full = dynamic_cast<CLS_ShaderYuv*>(renderer)) {
-            QObject::connect(full, &CLS_ShaderYuv::signalUpdate, &scope, [this] { ++updates; });
-        } else if (auto* sub = dynamic_cast<CLS_ShaderYuvSubImage*>(renderer)) {
-            QObject::connect(sub, &CLS_ShaderYuvSubImage::signalUpdate, &scope, [this] { ++updates; });
-        }
+        HearUpdates(renderer, scope, [this] { ++updates; });
     }
     tagQRECT Destination() const
     {

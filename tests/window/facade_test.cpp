@@ -237,37 +237,6 @@ TEST_P(FacadeLife, QueuedCallDeletesTheRenderer)
     }
 }
 
-TEST_P(FacadeLife, ReleaseWhileFourThreadsFeed)
-{
-    for (int round = 0; round < 4; ++round) {
-        auto* const victim = CreateRenderer(GetParam());
-        QWidget window;
-        victim->setParent(&window);
-        window.resize(60, 60);
-        victim->resize(60, 60);
-        window.show();
-        std::atomic<int> shown{0};
-        std::vector<std::unique_ptr<HostThread>> feeders;
-        for (int t = 0; t < 4; ++t) {
-            feeders.push_back(std::make_unique<HostThread>([&, t] {
-                Frame frame(MakePicture(16 + 2 * t, 16), Layouts[t % 2]);
-                while (frame.Feed(victim) == 0) {
-                    ++shown;
-                }
-            }));
-        }
-        EXPECT_TRUE(WaitUntil([&] { return shown > 200; }));
-        if (round % 2 == 0) {
-            EXPECT_EQ(Ovel_Release(victim), 0);
-        } else { // off the GUI thread it works too, the widget goes a little later
-            bool gone = false;
-            QObject::connect(victim, &QObject::destroyed, [&] { gone = true; });
-            std::thread([&] { EXPECT_EQ(Ovel_Release(victim), 0); }).join();
-            EXPECT_TRUE(WaitUntil([&] { return gone; }));
-        }
-    }
-}
-
 // A decoder must not stall on a window that nobody sees.
 TEST_P(FacadeLife, HiddenRenderersTakeFramesAtOnce)
 {

@@ -1,5 +1,6 @@
 // What happens to a widget in its life: every event with frames running, the picture compared before and
 // after.
+#include "Lender.h"
 #include "ScriptedHost.h"
 
 #include <QDockWidget>
@@ -105,19 +106,27 @@ protected:
         window.top->setGeometry(40, 40, 96, 64);
         window.renderer->show();
     }
-    // A known frame with an overlay, whole whatever happened before.
-    static void ExpectWhole(RenderWindow& window, OverlaySource& source, int layout)
+    // A known frame with an overlay, copied or lent, whole whatever happened before.
+    void ExpectWhole(RenderWindow& window, int layout)
     {
         source.records = {Overlay()};
         Restore(window);
         ASSERT_TRUE(WaitUntil(
             [&] { return window.renderer->size() == QSize(96, 64) && window.renderer->isVisible(); }));
         const Picture picture = MakePicture(40, 30, layout);
-        ASSERT_TRUE(window.Show(picture, layout));
+        ASSERT_TRUE(window.Painted([&] {
+            EXPECT_EQ(layout == Nv12 ? lender.Lend(window.handle, Loan(picture, layout, {53, 64, 0}))
+                                     : Frame(picture, layout).Feed(window.handle),
+                      0);
+        }));
+        EXPECT_EQ(lender.Out(), layout == Nv12 ? 1 : 0);
         EXPECT_TRUE(window.Shows(picture, layout, View(), source.records));
         const QImage framebuffer = window.Framebuffer();
         EXPECT_TRUE(Eventually([&] { return SameImage(window.Screen(), framebuffer, 1); }));
     }
+
+    Lender lender; // outlives the windows
+    OverlaySource source;
 };
 OVEL_FOR_BOTH_RENDERERS(LifeTest);
 
@@ -126,12 +135,11 @@ OVEL_FOR_BOTH_RENDERERS(LifeTest);
 TEST_P(LifeTest, EventsWithAndWithoutFrames)
 {
     RenderWindow window(GetParam());
-    OverlaySource source;
     source.Attach(window.handle);
     int layout = Yv12;
     for (const Event& event : Events) {
         SCOPED_TRACE(event.name);
-        ASSERT_NO_FATAL_FAILURE(ExpectWhole(window, source, layout));
+        ASSERT_NO_FATAL_FAILURE(ExpectWhole(window, layout));
         const QImage before = window.Screen();
         event.run(window);
         Restore(window);
@@ -152,7 +160,7 @@ TEST_P(LifeTest, EventsWithAndWithoutFrames)
         stop = true;
         feeder.Finish();
         layout = Nv12 - layout;
-        ASSERT_NO_FATAL_FAILURE(ExpectWhole(window, source, layout));
+        ASSERT_NO_FATAL_FAILURE(ExpectWhole(window, layout));
     }
 }
 
@@ -261,9 +269,8 @@ long ResidentKiB()
 // Nothing is left behind: no Qt warning (the harness sees to it), no memory.
 TEST_P(LifeTest, CreateShowFeedReleaseCycles)
 {
-    const auto cycle = [](int i) {
+    const auto cycle = [this](int i) {
         RenderWindow window(GetParam(), QSize(60, 60));
-        OverlaySource source;
         source.Attach(window.handle);
         source.records = {Overlay(), Label("text", {0, 20, 50, 40})};
         ASSERT_TRUE(window.Show(MakePicture(640, 480), Layouts[i % 2]));
@@ -286,7 +293,6 @@ TEST_P(LifeTest, GrabsAgreeAlsoOnTranslucentWindows)
         for (const int type : {Yv12, Nv12, 5, -1}) {
             SCOPED_TRACE(testing::Message() << "translucent " << translucent << " type " << type);
             RenderWindow window(GetParam(), QSize(96, 64), translucent);
-            OverlaySource source;
             source.Attach(window.handle);
             source.records = {Overlay(),
                               Graph(OVEL_GRAPH_FILLED, 0xFF, 0, {{50, 5}, {90, 20}, {55, 60}}, 0.5f),

@@ -236,12 +236,10 @@ TEST_P(OverlayTest, LateRecordsShow)
 {
     ExpectOverlays({});
     auto late = Graph(OVEL_GRAPH_POLYLINE, White, 9, {{10, 30}, {150, 50}});
-    const auto push = [&](int length) {
-        return window.IsSubImage() ? window.Sub()->SaveDrawGrapInfo(&late, length)
-                                   : window.Full()->SaveDrawGrapInfo(&late, length);
-    };
-    EXPECT_EQ(push(0), -1);
-    EXPECT_EQ(push(sizeof(late)), 0);
+    AsItsClass(window.renderer, [&](auto* renderer) {
+        EXPECT_EQ(renderer->SaveDrawGrapInfo(&late, 0), -1);
+        EXPECT_EQ(renderer->SaveDrawGrapInfo(&late, sizeof(late)), 0);
+    });
     ASSERT_TRUE(window.Repaint());
     EXPECT_TRUE(window.Shows(picture, Yv12, View(), {late}));
 }
@@ -360,29 +358,27 @@ TEST_P(OverlayTest, ThinAndWideKeepTheirOrder)
 
 TEST_P(OverlayTest, LineTriangulation)
 {
-    const auto triangulate = [&](double width, std::vector<Point2F> points) -> std::vector<RectMesh>& {
-        if (window.IsSubImage()) {
-            window.Sub()->LineTriangulation(width, points);
-            return window.Sub()->m_vecRectMesh;
-        }
-        window.Full()->LineTriangulation(width, points);
-        return window.Full()->m_vecRectMesh;
-    };
-    const auto flat = [](const RectMesh& mesh) {
-        std::vector<float> values;
-        for (const Point2F& point : mesh.vecVertex) {
-            values.insert(values.end(), {point.x, point.y});
-        }
-        return values;
-    };
-    const auto& meshes = triangulate(2, {{0, 0}, {10, 0}, {10, -5}, {10, -5}});
-    ASSERT_EQ(meshes.size(), 3u);
-    EXPECT_EQ(flat(meshes[0]), (std::vector<float>{0, 1, 0, -1, 10, 1, 10, -1}));
-    EXPECT_EQ(flat(meshes[1]), (std::vector<float>{11, 0, 9, 0, 11, -5, 9, -5}));
-    EXPECT_EQ(flat(meshes[2]), (std::vector<float>{10, -5, 10, -5, 10, -5, 10, -5}));
-    EXPECT_EQ(meshes[1].vecIndex, (std::vector<int>{0, 1, 2, 1, 3, 2}));
-    EXPECT_TRUE(triangulate(2, {{1, 1}}).empty());
-    EXPECT_TRUE(triangulate(2, {}).empty());
+    AsItsClass(window.renderer, [](auto* renderer) {
+        const auto triangulate = [&](std::vector<Point2F> points) {
+            renderer->LineTriangulation(2, points);
+            std::vector<std::vector<float>> quads;
+            for (const RectMesh& mesh : renderer->m_vecRectMesh) {
+                EXPECT_EQ(mesh.vecIndex, (std::vector<int>{0, 1, 2, 1, 3, 2}));
+                quads.emplace_back();
+                for (const Point2F& point : mesh.vecVertex) {
+                    quads.back().insert(quads.back().end(), {point.x, point.y});
+                }
+            }
+            return quads;
+        };
+        using Quads = std::vector<std::vector<float>>;
+        EXPECT_EQ(triangulate({{0, 0}, {10, 0}, {10, -5}, {10, -5}}),
+                  (Quads{{0, 1, 0, -1, 10, 1, 10, -1},
+                         {11, 0, 9, 0, 11, -5, 9, -5},
+                         {10, -5, 10, -5, 10, -5, 10, -5}}));
+        EXPECT_EQ(triangulate({{1, 1}}), Quads{});
+        EXPECT_EQ(triangulate({}), Quads{});
+    });
 }
 
 } // namespace

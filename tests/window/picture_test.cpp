@@ -120,23 +120,6 @@ TEST_P(PictureTest, SizesAndPitches)
     }
 }
 
-TEST_P(PictureTest, RefusedFramesChangeNothing)
-{
-    for (const int layout : Layouts) {
-        const Picture picture = MakePicture(40, 30, layout);
-        ASSERT_TRUE(window.Show(picture, layout));
-        for (const int type : {layout, 3 - layout, 5}) {
-            Frame frame(picture, Yv12);
-            frame.info.iWidth = type == layout ? 65536 : -40;
-            frame.info.iHeight = 21846;
-            frame.info.iDisplayType = type;
-            EXPECT_EQ(frame.Feed(window.handle), -1);
-            ASSERT_TRUE(window.Repaint());
-            EXPECT_TRUE(window.Shows(picture, layout)) << "refused of type " << type;
-        }
-    }
-}
-
 TEST_P(PictureTest, UnpaintedTypesShowTheClearColour)
 {
     const Picture picture = MakePicture(40, 30);
@@ -164,40 +147,27 @@ TEST_P(PictureTest, NoPictureAfterClearUnlessKept)
     EXPECT_TRUE(window.Shows(picture, Yv12)) << "the zoom is reset";
 }
 
-// Calls action(renderer, &itsClass::signalUpdate).
-template <typename Action> void WithUpdateSignal(CLS_ShaderBase* renderer, const Action& action)
-{
-    if (auto* full = qobject_cast<CLS_ShaderYuv*>(renderer)) {
-        action(full, &CLS_ShaderYuv::signalUpdate);
-    } else if (auto* sub = qobject_cast<CLS_ShaderYuvSubImage*>(renderer)) {
-        action(sub, &CLS_ShaderYuvSubImage::signalUpdate);
-    }
-}
-
 // Frames whose signal somebody hears, frames that nobody hears, a signal of the host's own.
 TEST_P(PictureTest, UpdatesFromOtherThreads)
 {
     ASSERT_TRUE(window.Show(MakePicture(32, 24), Yv12));
     Frame frame(MakePicture(32, 24, 7), Yv12);
     const auto feed = [&] { frame.Feed(window.handle); };
-    const auto emitSignal = [&] {
-        WithUpdateSignal(window.renderer, [](auto* renderer, auto signal) { (renderer->*signal)(); });
-    };
+    const auto emitSignal = [&] { AsItsClass(window.renderer, [](auto* of) { Q_EMIT of->signalUpdate(); }); };
     const auto paintedFromAThread = [&](const std::function<void()>& action) {
         return window.Painted([&] { std::thread(action).join(); });
     };
     EXPECT_TRUE(paintedFromAThread(emitSignal));
     std::atomic<int> heard{0};
-    QMetaObject::Connection connection;
-    WithUpdateSignal(window.renderer, [&](auto* renderer, auto signal) {
-        connection = QObject::connect(renderer, signal, [&] { ++heard; });
-    });
-    EXPECT_TRUE(paintedFromAThread(feed));
-    feed();
-    EXPECT_EQ(heard, 2);
-    EXPECT_TRUE(paintedFromAThread(emitSignal));
-    EXPECT_EQ(heard, 3);
-    QObject::disconnect(connection);
+    {
+        QObject listener;
+        HearUpdates(window.renderer, listener, [&] { ++heard; });
+        EXPECT_TRUE(paintedFromAThread(feed));
+        feed();
+        EXPECT_EQ(heard, 2);
+        EXPECT_TRUE(paintedFromAThread(emitSignal));
+        EXPECT_EQ(heard, 3);
+    }
     EXPECT_TRUE(paintedFromAThread(feed));
     EXPECT_EQ(heard, 3);
 }

@@ -283,28 +283,6 @@ TEST_P(ReferenceTest, ThrowingHosts)
     EXPECT_EQ(lender.Out(), 0);
 }
 
-// The picture is built anew from where it lies. The sub-image renderer waits for the next frame when its
-// context is a new one, as for copied frames.
-TEST_P(ReferenceTest, SurvivesTheContext)
-{
-    for (const int type : Layouts) {
-        ASSERT_TRUE(ShowLoan(detailed, type, {53, 64, 29}));
-        QWidget other;
-        for (QWidget* parent : {&other, window.top.get()}) {
-            parent->show();
-            window.renderer->setParent(parent);
-            window.renderer->setGeometry(0, 0, 96, 64);
-            window.renderer->show();
-            RunEventsFor(40);
-            if (window.IsSubImage()) {
-                ASSERT_TRUE(ShowLoan(detailed, type, {53, 64, 29}));
-            }
-            EXPECT_EQ(lender.Out(), 1);
-            EXPECT_TRUE(window.Shows(detailed, type));
-        }
-    }
-}
-
 TEST_P(ReferenceTest, ViewAndLogAsForCopies)
 {
     TakeLogLines();
