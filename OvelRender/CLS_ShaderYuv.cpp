@@ -51,9 +51,11 @@ CLS_ShaderYuv::~CLS_ShaderYuv()
 void CLS_ShaderYuv::initializeGL()
 {
     Guarded([&] {
-        const FrameLock lock = FrameLock::ForContext(m_pState->gate);
-        initializeOpenGLFunctions();
-        RendererSteps(*this).EnterContext();
+        {
+            const FrameLock lock = FrameLock::ForContext(m_pState->gate);
+            initializeOpenGLFunctions();
+            RendererSteps(*this).EnterContext();
+        }
         RendererSteps(*this).LogContext("CLS_ShaderYuv");
     });
 }

@@ -24,7 +24,10 @@ RendererSteps::Taken RendererSteps::TakeFrame(const void* pFrame, int iSize, tag
             return Taken::BadSize;
         }
         if (frame.iDisplayType != m_renderer.m_nDisplayType) {
-            ChangeDisplayType(frame.iDisplayType);
+            LogDisplayType(frame.iDisplayType);
+            if (ChangeDisplayType(frame.iDisplayType)) {
+                Traits().emitUpdate();
+            }
         }
         if (!canBeHeld) {
             return Taken::NoBuffer;
@@ -53,39 +56,49 @@ int RendererSteps::TakeReference(const void* pFrame, int iSize, FrameReference& 
     if (!frame) {
         return -1;
     }
+    Taken taken = Taken::NoBuffer;
+    bool isNewType = false;
     {
         const FrameLock lock = FrameLock::ForFrame(m_parts.gate);
-        if (!Refer(*frame, reference)) {
-            return -1;
+        isNewType = frame->iDisplayType != m_renderer.m_nDisplayType;
+        taken = Refer(*frame, reference);
+        if (taken == Taken::Yes) {
+            m_renderer.InnerClearDrawInfo();
+            // Whatever a callback throws, the frame is taken: the host must not think that it has it back.
+            Guarded(0, [&] { return AskPlayer(OverlayList::Start::Emptied, frame->uiFrameParam); });
         }
-        m_renderer.InnerClearDrawInfo();
-        // Whatever a callback throws, the frame is taken: the host must not think that it has it back.
-        Guarded(0, [&] { return AskPlayer(OverlayList::Start::Emptied, frame->uiFrameParam); });
     }
-    Guarded([&] { AnnounceFrame(); });
+    if (taken == Taken::BadSize) {
+        LogError("RendererSteps", __func__, __LINE__,
+                 "ShowYuvFrameRef iWidth = %d iHeight = %d is invalid param", frame->iWidth, frame->iHeight);
+    }
+    if (taken != Taken::Yes) {
+        return -1;
+    }
+    Guarded([&] {
+        AnnounceFrame();
+        if (isNewType) {
+            LogDisplayType(frame->iDisplayType);
+        }
+    });
     return 0;
 }
 
-bool RendererSteps::Refer(const tagOvelFrameRef& frame, FrameReference& reference)
+RendererSteps::Taken RendererSteps::Refer(const tagOvelFrameRef& frame, FrameReference& reference)
 {
     if (!FrameStore::CanHold(frame.iWidth, frame.iHeight)) {
-        if (m_parts.frames.HasPicture()) {
-            LogError("RendererSteps", __func__, __LINE__,
-                     "ShowYuvFrameRef iWidth = %d iHeight = %d is invalid param", frame.iWidth,
-                     frame.iHeight);
-        }
-        return false;
+        return m_parts.frames.HasPicture() ? Taken::BadSize : Taken::NoBuffer;
     }
     const std::optional<PicturePlanes> planes = PlanesInPlace(LayoutOf(frame.iDisplayType), frame);
     if (!planes || (frame.iHasColor && !IsKnownColor(frame.stColor))) {
-        return false;
+        return Taken::NoDescriptor;
     }
     if (frame.iDisplayType != m_renderer.m_nDisplayType) {
-        ChangeDisplayType(frame.iDisplayType);
+        ChangeDisplayType(frame.iDisplayType); // what is due follows with the frame
     }
     m_parts.frames.Refer(frame, *planes, std::move(reference));
     NoteTaken(frame.iDisplayType, CopiedFrame::Picture);
-    return true;
+    return Taken::Yes;
 }
 
 int RendererSteps::AskPlayer(OverlayList::Start start, std::optional<unsigned int> frameParam)
@@ -185,7 +198,12 @@ void RendererSteps::LeaveContext()
     m_renderer.doneCurrent();
 }
 
-void RendererSteps::ChangeDisplayType(int displayType)
+void RendererSteps::LogDisplayType(int displayType) const
+{
+    api_sdk_log_msg("%s", LayoutOf(displayType).*Traits().changeMessage);
+}
+
+bool RendererSteps::ChangeDisplayType(int displayType)
 {
     bool* const blockFrame = Traits().blockFrame;
     const bool wasBlock = !blockFrame || *blockFrame;
@@ -198,11 +216,8 @@ void RendererSteps::ChangeDisplayType(int displayType)
         m_renderer.InnerFreeSource();
         *blockFrame = wasBlock;
     }
-    api_sdk_log_msg("%s", LayoutOf(displayType).*Traits().changeMessage);
     m_renderer.m_nDisplayType = displayType == 4 ? Traits().typeFor4 : displayType;
-    if (!wasBlock) {
-        Traits().emitUpdate();
-    }
+    return !wasBlock;
 }
 
 void RendererSteps::NoteTaken(int displayType, CopiedFrame copied)
@@ -308,6 +323,7 @@ void RendererSteps::Compose(FrameLock& lock, int displayType)
         painter.SetShown(view);
     }
     lock.Unlock();
+    painter.LogFailures();
     m_parts.labels.FinishPass(labelsChange);
     m_parts.repaintRequest.Forget();
 }

@@ -21,9 +21,9 @@ public:
     // What became of a frame.
     enum class Taken {
         Yes,
-        NoDescriptor,
-        BadSize, // a picture of this size cannot be taken; the previous one is still there
-        NoBuffer // nothing to copy into
+        NoDescriptor, // none, or one that describes no picture
+        BadSize,      // a picture of this size cannot be taken; the previous one is still there
+        NoBuffer      // nothing to copy into
     };
     // Any thread. Reads the descriptor into `frame`.
     Taken TakeFrame(const void* pFrame, int iSize, tagYuvFrameInfo& frame);
@@ -53,9 +53,11 @@ public:
     void LeaveContext();
 
 private:
-    bool Refer(const tagOvelFrameRef& frame, FrameReference& reference);
+    Taken Refer(const tagOvelFrameRef& frame, FrameReference& reference);
     const RendererTraits& Traits() const { return *m_parts.traits; }
-    void ChangeDisplayType(int displayType);
+    void LogDisplayType(int displayType) const;
+    // True when signalUpdate is due.
+    bool ChangeDisplayType(int displayType);
     void NoteTaken(int displayType, CopiedFrame copied);
     tagQRECT PictureRect() const;
     void AnnounceFrame();

@@ -8,6 +8,7 @@
 #include <QOpenGLShaderProgram>
 
 #include <algorithm>
+#include <utility>
 
 bool PaintedView::operator==(const PaintedView& other) const
 {
@@ -65,13 +66,19 @@ void ContextPainter::FillFramebuffer(const Surface& surface)
     m_functions->glViewport(0, 0, pixels.width(), pixels.height());
 }
 
+void ContextPainter::LogFailures()
+{
+    for (const Failure& failure : std::exchange(m_failures, {})) {
+        LogError("ContextPainter", failure.function, failure.line, "%s", qPrintable(failure.text));
+    }
+}
+
 QOpenGLShaderProgram* ContextPainter::BuildProgram(const PictureLayout& layout, PictureProgramKind kind,
                                                    const PictureUniforms& uniforms)
 {
     ShaderProgram built = BuildPictureProgram(m_profile, layout, kind);
     if (!built.failure.isEmpty() && !m_programFailed) {
-        LogError("ContextPainter", __func__, __LINE__, "picture program failed, %s",
-                 qPrintable(built.failure));
+        m_failures.push_back({__func__, __LINE__, QLatin1String("picture program failed, ") + built.failure});
         m_programFailed = true;
     }
     QOpenGLShaderProgram& program = *built.program;
@@ -100,9 +107,10 @@ bool ContextPainter::FitsContext(int width, int height)
 {
     const bool fits = m_profile.planes && std::max(width, height) <= m_profile.maxTextureSize;
     if (!fits && !m_refusedSize) {
-        LogError("ContextPainter", __func__, __LINE__,
-                 "a picture of %d x %d cannot be shown here, largest texture %d", width, height,
-                 m_profile.planes ? m_profile.maxTextureSize : 0);
+        m_failures.push_back(
+            {__func__, __LINE__,
+             QString::asprintf("a picture of %d x %d cannot be shown here, largest texture %d", width, height,
+                               m_profile.planes ? m_profile.maxTextureSize : 0)});
     }
     m_refusedSize = !fits;
     return fits;
@@ -130,7 +138,7 @@ ContextPainter::Drawn ContextPainter::DrawPicture(const PictureTarget& target, c
                           target.rotate);
     const QString failure = m_picturePainter.TakeFailure();
     if (!failure.isEmpty()) {
-        LogError("ContextPainter", __func__, __LINE__, "color program failed, %s", qPrintable(failure));
+        m_failures.push_back({__func__, __LINE__, QLatin1String("color program failed, ") + failure});
     }
     return isUploaded ? Drawn::Uploaded : Drawn::Again;
 }
@@ -164,7 +172,7 @@ void ContextPainter::LoadMesh()
     m_meshIsLoaded = true;
     const QString failure = m_overlayPainter.TakeFailure();
     if (!failure.isEmpty()) {
-        LogError("ContextPainter", __func__, __LINE__, "overlay program failed, %s", qPrintable(failure));
+        m_failures.push_back({__func__, __LINE__, QLatin1String("overlay program failed, ") + failure});
     }
 }
 

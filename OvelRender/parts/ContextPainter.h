@@ -9,6 +9,8 @@
 
 #include <QVector>
 
+#include <vector>
+
 class QOpenGLFunctions;
 class QOpenGLShaderProgram;
 
@@ -75,13 +77,16 @@ public:
     // black.
     void FillFramebuffer(const Surface& surface);
 
-    // Builds a program, with the samplers at the units of their planes and no overlay colour. An error says
-    // why it failed, once per context; the program then draws nothing.
+    // Writes what failed since the last time to the log. Not under a lock: the log is another's code.
+    void LogFailures();
+
+    // Builds a program, with the samplers at the units of their planes and no overlay colour. Where that fails,
+    // which is said once per context, the program draws nothing.
     QOpenGLShaderProgram* BuildProgram(const PictureLayout& layout, PictureProgramKind kind,
                                        const PictureUniforms& uniforms);
     // Hands the rotation to the program, which must be bound, if there is one and it has a matrix.
     void SetMatrix(QOpenGLShaderProgram* program, const tagOvelVideoRotate& rotate);
-    // Whether the context can show a picture of this size; logs it once when it cannot.
+    // Whether the context can show a picture of this size; that it cannot is said once.
     bool FitsContext(int width, int height);
     // What became of a picture: it is in the textures from now on, was there already, or cannot be shown.
     enum class Drawn { Uploaded, Again, Nothing };
@@ -99,6 +104,11 @@ public:
     void PaintTranslucentOverlays();
 
 private:
+    struct Failure {
+        const char* function;
+        int line;
+        QString text;
+    };
     void LoadMesh();
 
     QOpenGLFunctions* m_functions = nullptr; // the context's
@@ -113,4 +123,5 @@ private:
     bool m_refusedSize = false;   // said that the picture is too large
     bool m_programFailed = false; // said that a program cannot be built
     int m_matrixLocation = -1;
+    std::vector<Failure> m_failures; // not in the log yet
 };

@@ -1,8 +1,17 @@
 #include "ColoredFrames.h"
 
+#include "LentPicture.h"
 #include "StreamTags.h"
+#include "VideoSource.h"
 
 ColoredFrames::ColoredFrames(void* renderer) : m_renderer(renderer) {}
+
+int ColoredFrames::Show(const VideoSource& source)
+{
+    const AVFrame* const lent = source.Lent();
+    return lent != nullptr ? Lend(m_renderer, *lent, source.Frame().uiFrameParam, source.Color())
+                           : Show(source.Frame(), source.Color());
+}
 
 int ColoredFrames::Show(const tagYuvFrameInfo& frame, const tagOvelColor& color)
 {

@@ -1,5 +1,5 @@
 // Hands frames to a renderer, each with the description of its colours, so that no paint ever shows a picture
-// in the colours of another one.
+// in the colours of another one. A frame by reference carries its own; for copied ones it takes more.
 #pragma once
 
 #include <OvelInterface.h>
@@ -9,6 +9,8 @@
 #include <condition_variable>
 #include <mutex>
 
+class VideoSource;
+
 // Lives on the GUI thread. The description is a command of its own and repaints: given apart from its frame,
 // a paint in between would show the old picture by the new description. Paints happen on the GUI thread only,
 // so a change is given there, together with the first frame that has it; all other frames go straight in.
@@ -17,6 +19,8 @@ class ColoredFrames : public QObject
 public:
     explicit ColoredFrames(void* renderer);
 
+    // The source's picture, by reference or copied as the source says; as below.
+    int Show(const VideoSource& source);
     // As Ovel_ShowYuvFrame, on one decoder thread at a time. Waits for the GUI thread when the description
     // changes; -1 once stopped.
     int Show(const tagYuvFrameInfo& frame, const tagOvelColor& color);

@@ -1,5 +1,6 @@
 #include "VideoSource.h"
 
+#include "LentPicture.h"
 #include "PictureConverter.h"
 
 #include <cmath>
@@ -55,13 +56,14 @@ struct FreePacket {
 struct VideoSource::Parts {
     std::unique_ptr<AVFormatContext, FreeFormat> Format;
     std::unique_ptr<AVCodecContext, FreeCodec> Codec;
-    std::unique_ptr<AVFrame, FreeFrame> Decoded{av_frame_alloc()};
+    std::unique_ptr<AVFrame, FreeFrame> Incoming{av_frame_alloc()};
+    std::unique_ptr<AVFrame, FreeFrame> Decoded{av_frame_alloc()}; // the last picture, also at the file's end
     std::unique_ptr<AVPacket, FreePacket> Packet{av_packet_alloc()};
     PictureConverter Converter;
     AVStream* Stream = nullptr;
-    FrameLayout Layout = FrameLayout::AsDecoded;
-    ColorChoice Colors = ColorChoice::Tagged;
+    SourceOptions Options;
     tagOvelColor Color{};
+    bool IsLent = false;
     std::vector<uint8_t> Block; // planes without gaps, reused from frame to frame
     tagYuvFrameInfo Info{};
     VideoFacts Facts;
@@ -82,7 +84,6 @@ struct VideoSource::Parts {
     void DescribeYv12(const AVFrame& frame);
     void DescribeNv12(const AVFrame& frame);
     void TakeTime();
-    void LetGoOfPicture();
 };
 
 bool VideoSource::Parts::OpenFile(const std::string& path, std::string& reason)
@@ -171,8 +172,10 @@ int VideoSource::Parts::Feed()
 VideoSource::Step VideoSource::Parts::Decode()
 {
     for (;;) {
-        const int code = avcodec_receive_frame(Codec.get(), Decoded.get());
+        const int code = avcodec_receive_frame(Codec.get(), Incoming.get());
         if (code >= 0) {
+            av_frame_unref(Decoded.get());
+            av_frame_move_ref(Decoded.get(), Incoming.get());
             if (!Describe()) {
                 NoteDamage(AVERROR(ENOSYS));
                 return Step::Broken;
@@ -181,7 +184,6 @@ VideoSource::Step VideoSource::Parts::Decode()
             ++Count;
             return Step::Frame;
         }
-        LetGoOfPicture();
         if (code == AVERROR_EOF || Draining) {
             return DamagedSinceFrame ? Step::Broken : Step::End;
         }
@@ -192,14 +194,6 @@ VideoSource::Step VideoSource::Parts::Decode()
             return Step::Broken;
         }
     }
-}
-
-// The decoder's planes are gone; a descriptor without them keeps the picture that the renderer has.
-void VideoSource::Parts::LetGoOfPicture()
-{
-    av_frame_unref(Decoded.get());
-    Info.pPlaneY = nullptr;
-    Info.pPlaneUV = nullptr;
 }
 
 void VideoSource::Parts::TakeTime()
@@ -215,14 +209,14 @@ void VideoSource::Parts::TakeTime()
     Time = static_cast<double>(stamp - FirstTimeStamp) * av_q2d(Stream->time_base);
 }
 
-// Makes the frame descriptor of the decoded picture.
+// Says how the decoded picture goes to the renderer.
 bool VideoSource::Parts::Describe()
 {
     TakeTime();
     const auto format = static_cast<AVPixelFormat>(Decoded->format);
     const bool isYv12 = format == AV_PIX_FMT_YUV420P || format == AV_PIX_FMT_YUVJ420P;
-    const bool wantNv12 =
-        Layout == FrameLayout::Nv12 || (Layout == FrameLayout::AsDecoded && format == AV_PIX_FMT_NV12);
+    const bool wantNv12 = Options.Layout == FrameLayout::Nv12 ||
+                          (Options.Layout == FrameLayout::AsDecoded && format == AV_PIX_FMT_NV12);
     const bool direct = wantNv12 ? format == AV_PIX_FMT_NV12 : isYv12;
     const AVPixelFormat target = wantNv12 ? AV_PIX_FMT_NV12 : AV_PIX_FMT_YUV420P;
     const AVFrame* picture = direct ? Decoded.get() : Converter.Convert(*Decoded, target);
@@ -234,12 +228,15 @@ bool VideoSource::Parts::Describe()
     Info.iWidth = frame.width;
     Info.iHeight = frame.height;
     Info.uiFrameParam = static_cast<uint32_t>(std::lround(Time * Facts.FramesPerSecond));
-    if (wantNv12) {
+    IsLent = direct && Options.Way == Handover::Reference && CanLend(frame);
+    if (IsLent) {
+        Block = {};
+    } else if (wantNv12) {
         DescribeNv12(frame);
     } else {
         DescribeYv12(frame);
     }
-    if (Colors == ColorChoice::Tagged) {
+    if (Options.Colors == ColorChoice::Tagged) {
         Color = ColorOf(*Decoded);
     }
     ReadUprightView(*Decoded, Facts.View);
@@ -253,11 +250,14 @@ bool VideoSource::Parts::Describe()
         if (!direct) {
             Facts.Delivered += std::string(" from ") + (name != nullptr ? name : "an unnamed format");
         }
+        if (IsLent) {
+            Facts.Delivered += " by reference";
+        }
     }
     return true;
 }
 
-// The renderer takes three planes as one block without gaps; the decoder's rows have a pitch.
+// The renderer copies three planes as one block without gaps; the decoder's rows have a pitch.
 void VideoSource::Parts::DescribeYv12(const AVFrame& frame)
 {
     const auto width = static_cast<size_t>(frame.width);
@@ -298,13 +298,12 @@ VideoSource::VideoSource(std::unique_ptr<Parts> parts) : m_parts(std::move(parts
 
 VideoSource::~VideoSource() = default;
 
-std::unique_ptr<VideoSource> VideoSource::Open(const std::string& path, FrameLayout layout,
-                                               ColorChoice colors, std::string& reason)
+std::unique_ptr<VideoSource> VideoSource::Open(const std::string& path, const SourceOptions& options,
+                                               std::string& reason)
 {
     av_log_set_level(AV_LOG_QUIET); // the host says in one line what is wrong
     auto parts = std::make_unique<Parts>();
-    parts->Layout = layout;
-    parts->Colors = colors;
+    parts->Options = options;
     if (!parts->OpenFile(path, reason) || !parts->OpenDecoder(reason)) {
         return nullptr;
     }
@@ -335,7 +334,6 @@ bool VideoSource::SeekTo(double seconds)
         av_seek_frame(parts.Format.get(), parts.Stream->index, 0, AVSEEK_FLAG_BYTE) < 0) {
         return false;
     }
-    parts.LetGoOfPicture();
     avcodec_flush_buffers(parts.Codec.get());
     parts.Draining = false;
     parts.DamagedSinceFrame = false;
@@ -355,6 +353,11 @@ bool VideoSource::SeekTo(double seconds)
 const tagYuvFrameInfo& VideoSource::Frame() const
 {
     return m_parts->Info;
+}
+
+const AVFrame* VideoSource::Lent() const
+{
+    return m_parts->IsLent ? m_parts->Decoded.get() : nullptr;
 }
 
 const tagOvelColor& VideoSource::Color() const

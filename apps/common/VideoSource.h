@@ -1,4 +1,4 @@
-// A video file as a row of frame descriptors: demuxing, decoding and, where the renderer does not take what
+// A video file as a row of pictures for a renderer: demuxing, decoding and, where the renderer does not take what
 // the decoder gives, conversion. Used by one thread at a time.
 #pragma once
 
@@ -12,6 +12,13 @@
 
 enum class FrameLayout { AsDecoded, Yv12, Nv12 };
 enum class ColorChoice { Tagged, Plain }; // as the tags say, or by the renderer's own formulas
+enum class Handover { Reference, Copy };  // what can be lent is lent, or all is copied
+
+struct SourceOptions {
+    FrameLayout Layout = FrameLayout::AsDecoded;
+    ColorChoice Colors = ColorChoice::Tagged;
+    Handover Way = Handover::Reference;
+};
 
 // What the status line and the overlays want to know about a file.
 struct VideoFacts {
@@ -24,6 +31,8 @@ struct VideoFacts {
     std::string Delivered; // how the pictures reach the renderer
 };
 
+struct AVFrame;
+
 class VideoSource
 {
 public:
@@ -31,7 +40,7 @@ public:
 
     // Opens a file and decodes its first picture, so that a file without any is refused here. Null with a
     // one-line reason when there is nothing to show.
-    static std::unique_ptr<VideoSource> Open(const std::string& path, FrameLayout layout, ColorChoice colors,
+    static std::unique_ptr<VideoSource> Open(const std::string& path, const SourceOptions& options,
                                              std::string& reason);
     ~VideoSource();
     VideoSource(const VideoSource&) = delete;
@@ -43,8 +52,10 @@ public:
     // seek.
     bool SeekTo(double seconds);
 
-    // The picture of the last Next that gave a frame; its memory stays until the following call.
+    // The picture of the last Next that gave a frame; its memory stays until the following one that does. One
+    // that is to be lent has a description without planes.
     const tagYuvFrameInfo& Frame() const;
+    const AVFrame* Lent() const; // null: to be copied
     const tagOvelColor& Color() const;
     double Time() const; // of that picture, seconds after the first one
     const VideoFacts& Facts() const;

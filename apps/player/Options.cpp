@@ -45,6 +45,17 @@ std::vector<ColorChoice> ColorsNamed(const QString& name)
     return {ColorChoice::Tagged};
 }
 
+Handover WayNamed(const QString& name)
+{
+    if (name == QLatin1String("copy")) {
+        return Handover::Copy;
+    }
+    if (name != QLatin1String("reference")) {
+        Refuse(QStringLiteral("unknown handover '%1'").arg(name));
+    }
+    return Handover::Reference;
+}
+
 RendererChoice RendererNamed(const QString& name)
 {
     if (name == QLatin1String("sub")) {
@@ -92,6 +103,10 @@ Options ReadOptions()
                                     QStringLiteral("Colors as 'tagged' in the file (default), 'plain': by "
                                                    "the renderer's own formulas, or 'mixed' (both in turn)."),
                                     QStringLiteral("colors"), QStringLiteral("tagged"));
+    const QCommandLineOption handover(
+        QStringLiteral("handover"),
+        QStringLiteral("Hand pictures over by 'reference' where they can be (default), or 'copy' all."),
+        QStringLiteral("handover"), QStringLiteral("reference"));
     const QCommandLineOption renderer(
         QStringLiteral("renderer"),
         QStringLiteral("'full', 'sub' (sub-image renderer) or 'mixed' (both in turn)."),
@@ -126,8 +141,8 @@ Options ReadOptions()
                                  QStringLiteral("Files that FFmpeg's libraries can read."));
     parser.addHelpOption();
     parser.addVersionOption();
-    parser.addOptions(
-        {layout, colors, bare, renderer, overlay, log, once, keys, fullScreen, seconds, picture, size});
+    parser.addOptions({layout, handover, colors, bare, renderer, overlay, log, once, keys, fullScreen,
+                       seconds, picture, size});
     parser.process(*QCoreApplication::instance());
 
     Options options;
@@ -136,6 +151,7 @@ Options ReadOptions()
         Refuse(QStringLiteral("no file given"));
     }
     options.Layout = LayoutNamed(parser.value(layout));
+    options.Way = WayNamed(parser.value(handover));
     options.Colors = ColorsNamed(parser.value(colors));
     options.Bare = parser.isSet(bare);
     options.Renderer = RendererNamed(parser.value(renderer));

@@ -14,6 +14,7 @@ struct Options {
     QStringList Files;
     FrameLayout Layout = FrameLayout::AsDecoded;
     std::vector<ColorChoice> Colors{ColorChoice::Tagged}; // the files take them in turn
+    Handover Way = Handover::Reference;
     RendererChoice Renderer = RendererChoice::Full;
     bool Overlay = false;
     bool Keys = false;

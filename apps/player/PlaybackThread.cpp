@@ -161,7 +161,7 @@ void PlaybackThread::HandOver()
 {
     const tagYuvFrameInfo& frame = m_source->Frame();
     m_counter.HandedOver(); // before the call: its repaint may run at once
-    if (m_frames.Show(frame, m_source->Color()) != 0) {
+    if (m_frames.Show(*m_source) != 0) {
         m_counter.Dropped();
     }
     m_position = m_source->Time();

@@ -19,9 +19,9 @@ int Play(const Options& options)
     std::vector<std::unique_ptr<VideoSource>> sources;
     for (const QString& file : options.Files) {
         std::string reason;
-        const ColorChoice colors = options.Colors[sources.size() % options.Colors.size()];
-        sources.push_back(
-            VideoSource::Open(QFile::encodeName(file).toStdString(), options.Layout, colors, reason));
+        const SourceOptions source{options.Layout, options.Colors[sources.size() % options.Colors.size()],
+                                   options.Way};
+        sources.push_back(VideoSource::Open(QFile::encodeName(file).toStdString(), source, reason));
         if (!sources.back()) {
             std::fprintf(stderr, "player: cannot play %s: %s\n", qPrintable(file), reason.c_str());
             return ExitUnreadable;

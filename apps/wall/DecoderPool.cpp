@@ -116,7 +116,7 @@ void DecoderPool::HandOver(Stream& stream, Clock::time_point due)
     }
     stream.LastShown = now;
     stream.Counter->HandedOver();
-    if (stream.Frames->Show(stream.Source->Frame(), stream.Source->Color()) != 0) {
+    if (stream.Frames->Show(*stream.Source) != 0) {
         stream.Counter->Dropped();
     }
 }

@@ -130,12 +130,13 @@ int main(int argc, char** argv)
         return 1;
     }
     const int count = choice.Count;
+    SourceOptions options;
+    options.Colors = isPlain ? ColorChoice::Plain : ColorChoice::Tagged;
     std::vector<std::unique_ptr<VideoSource>> sources;
     for (int index = 0; index < count; ++index) {
         const QString& file = files[index % files.size()];
         std::string reason;
-        sources.push_back(VideoSource::Open(QFile::encodeName(file).toStdString(), FrameLayout::AsDecoded,
-                                            isPlain ? ColorChoice::Plain : ColorChoice::Tagged, reason));
+        sources.push_back(VideoSource::Open(QFile::encodeName(file).toStdString(), options, reason));
         if (!sources.back()) {
             std::fprintf(stderr, "wall: cannot play %s: %s\n", qPrintable(file), reason.c_str());
             return ExitUnreadable;

@@ -11,14 +11,11 @@
 #include <atomic>
 #include <chrono>
 #include <cstdio>
-#include <cstring>
 #include <thread>
-#include <vector>
 
 extern "C" {
 #include <libavcodec/avcodec.h>
 #include <libavformat/avformat.h>
-#include <libavutil/imgutils.h>
 }
 
 struct Input {
@@ -68,59 +65,41 @@ static tagOvelColor ColorOf(const AVFrame& picture)
     return color;
 }
 
-// One block of three planes without gaps. FFmpeg rounds the chroma of odd sizes up and the renderer rounds it
-// down: av_image_copy_to_buffer would give rows that are one sample too long.
-static void Pack(const AVFrame& picture, std::vector<uint8_t>& block)
+static void GiveBack(void* reference)
 {
-    const int width = picture.width;
-    const int height = picture.height;
-    const size_t luma = static_cast<size_t>(width) * static_cast<size_t>(height);
-    block.resize(luma * 3 / 2);
-    const auto put = [&](size_t offset, int plane, int columns, int rows) {
-        av_image_copy_plane(block.data() + offset, columns, picture.data[plane], picture.linesize[plane],
-                            columns, rows);
-    };
-    put(0, 0, width, height);
-    put(luma, 1, width / 2, height / 2);
-    put(5 * luma / 4, 2, width / 2, height / 2);
+    auto* picture = static_cast<AVFrame*>(reference);
+    av_frame_free(&picture);
 }
 
-struct Shown {
-    std::vector<uint8_t> block;
-    tagOvelColor color{}; // as every renderer begins
-};
-
-static bool Show(void* renderer, const AVFrame& picture, Shown& shown)
+// Nothing is copied: the renderer holds a reference to the decoder's picture until it shows another one.
+static bool Show(void* renderer, const AVFrame& picture)
 {
-    tagYuvFrameInfo frame{};
-    frame.iWidth = picture.width;
-    frame.iHeight = picture.height;
-    if (picture.format == AV_PIX_FMT_NV12) {
-        frame.iDisplayType = OVEL_DISPLAY_NV12;
-        frame.pPlaneY = picture.data[0];
-        frame.pPlaneUV = picture.data[1];
-        frame.iPitch = picture.linesize[0];
-    } else if (picture.format == AV_PIX_FMT_YUV420P || picture.format == AV_PIX_FMT_YUVJ420P) {
-        frame.iDisplayType = OVEL_DISPLAY_YV12;
-        Pack(picture, shown.block);
-        frame.pYuvData = shown.block.data();
-    } else {
+    const bool isNv12 = picture.format == AV_PIX_FMT_NV12;
+    if (!isNv12 && picture.format != AV_PIX_FMT_YUV420P && picture.format != AV_PIX_FMT_YUVJ420P) {
         std::fprintf(stderr, "ffmpeg_sample: pictures that are not 8-bit 4:2:0 need swscale first\n");
         return false;
     }
-    tagOvelColor color = ColorOf(picture);
-    if (std::memcmp(&color, &shown.color, sizeof(color)) != 0) { // a command paints: not for every picture
-        Ovel_SetParam(renderer, OVELCMD_SET_COLOR, &color, sizeof(color));
-        shown.color = color;
+    AVFrame* reference = av_frame_clone(&picture);
+    if (reference == nullptr) {
+        return false;
     }
-    return Ovel_ShowYuvFrame(renderer, &frame, sizeof(frame)) == 0; // copied when it returns
+    tagOvelFrameRef frame{};
+    frame.iWidth = reference->width;
+    frame.iHeight = reference->height;
+    frame.iDisplayType = isNv12 ? OVEL_DISPLAY_NV12 : OVEL_DISPLAY_YV12;
+    for (int plane = 0; plane < 3; ++plane) {
+        frame.pPlane[plane] = reference->data[plane];
+        frame.iPitch[plane] = reference->linesize[plane];
+    }
+    frame.iHasColor = 1;
+    frame.stColor = ColorOf(picture);
+    return Ovel_ShowYuvFrameRef(renderer, &frame, sizeof(frame), &GiveBack, reference) == 0; // or given back
 }
 
 static void Play(Input& input, void* renderer, const std::atomic<bool>& stop)
 {
     AVPacket* packet = av_packet_alloc();
     AVFrame* picture = av_frame_alloc();
-    Shown shown;
     const auto start = std::chrono::steady_clock::now();
     const double unit = av_q2d(input.format->streams[input.stream]->time_base);
     bool good = true;
@@ -132,7 +111,7 @@ static void Play(Input& input, void* renderer, const std::atomic<bool>& stop)
         while (good && !stop && avcodec_receive_frame(input.codec, picture) >= 0) {
             const double time = static_cast<double>(picture->best_effort_timestamp) * unit;
             std::this_thread::sleep_until(start + std::chrono::duration<double>(time));
-            good = Show(renderer, *picture, shown);
+            good = Show(renderer, *picture);
         }
         av_packet_unref(packet);
     }

@@ -53,8 +53,8 @@ TEST(OverlaySample, DrawsEveryKind)
     EXPECT_GT(label, 100);
 }
 
-// Planes of 853 x 479 through the player, straight and made NV12.
-TEST(Player, OddSizesInBothLayouts)
+// Planes of 853 x 479 through the player: where the decoder left them, copied, and made NV12.
+TEST(Player, OddSizesOnEveryWay)
 {
     const QTemporaryDir directory;
     const tagOvelColor color = {OVEL_MATRIX_BT601, OVEL_RANGE_FULL, OVEL_SITING_LEFT};
@@ -62,9 +62,9 @@ TEST(Player, OddSizesInBothLayouts)
     const QSize size(853, 479);
     MakeClip(file, BarsOf(size), "ffv1", color);
     const Canvas expected = Described(DecodeFirst(file).picture, color);
-    for (const char* layout : {"yv12", "nv12"}) {
-        EXPECT_TRUE(ShowsCanvas(PlayerPicture(directory, {file}, size, {"--layout", layout}), expected))
-            << layout;
+    for (const QStringList& way : {QStringList(), {"--handover", "copy"}, {"--layout", "nv12"}}) {
+        EXPECT_TRUE(ShowsCanvas(PlayerPicture(directory, {file}, size, way), expected))
+            << way.join(' ').toStdString();
     }
 }
 

@@ -199,10 +199,13 @@ TEST_F(ContextPart, WhatCannotBeShownIsSaidOnce)
         {16, true, 0}, {TooLarge, false, 1}, {TooLarge, false, 0}, {16, true, 0}, {TooLarge, false, 1}};
     for (const auto& s : sizes) {
         EXPECT_EQ(painter.FitsContext(s.width, 16), s.fits);
+        painter.LogFailures();
         EXPECT_EQ(errors.Take().size(), s.said);
     }
     painter.Enter();
     EXPECT_FALSE(painter.FitsContext(16, TooLarge));
+    EXPECT_EQ(errors.Take().size(), 0u) << "under whatever lock that is called";
+    painter.LogFailures();
     EXPECT_EQ(errors.Take().size(), 1u) << "another context";
     view.parameters.zoom = {0, 0, 1e-300, 1e-300}; // corners beyond all floats
     EXPECT_EQ(Draw(MakePicture(16, 16), 1), ContextPainter::Drawn::Nothing);

@@ -286,11 +286,18 @@ TEST_P(Hostile, ShadersThatFailAreSaidOnce)
     source.records = {Graph(OVEL_GRAPH_OUTLINE, 0xFF, 3, {{1, 1}, {50, 30}})};
     source.Attach(window.handle);
     TakeLogLines();
+    int underLock = 0;
+    WhenLogged([&](const std::string& line) {
+        const bool isFailure = line.find("program failed") != std::string::npos;
+        underLock += isFailure && !IsFree(window.renderer->m_mutexYuvBuf);
+    });
     shadersAreBroken = true;
     for (int i = 0; i < 8; ++i) { // every change of layout builds a program anew
         EXPECT_TRUE(window.Show(MakePicture(16, 16, i), i % 4 < 2 ? Yv12 : Nv12));
     }
     shadersAreBroken = false;
+    WhenLogged(nullptr);
+    EXPECT_EQ(underLock, 0);
     EXPECT_FALSE(qtWarnings.Take().empty());
     EXPECT_FALSE(glErrors.Take().empty());
     EXPECT_EQ(CountLines(" program failed"), 2u) << "of pictures and of overlays";

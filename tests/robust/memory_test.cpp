@@ -2,6 +2,7 @@
 // and the renderer goes on. Each failure is tried in a child process first, because Qt ends the process at
 // some of its own.
 #include "Harness.h"
+#include "Lender.h"
 
 #include <dlfcn.h>
 #include <execinfo.h>
@@ -262,6 +263,45 @@ TEST_P(Memory, FrameRecordCommand)
     ASSERT_TRUE(window.Show(picture, OVEL_DISPLAY_NV12));
     EXPECT_TRUE(ShowsCanvas(window.Framebuffer(),
                             RenderPicture(picture, OVEL_DISPLAY_NV12, window.CurrentView()), 5));
+}
+
+// A frame that stays where it is needs no memory of the library: what its draw callback is in want of costs
+// records, never the frame, and every frame comes back once.
+TEST_P(Memory, FrameByReference)
+{
+    RenderWindow window(GetParam());
+    OverlaySource source;
+    source.records = {Graph(OVEL_GRAPH_TEXT, 0xFFFFFF, 5, {{10, 10}, {80, 14}})};
+    Loan loans[] = {Loan(MakePicture(20, 18), OVEL_DISPLAY_NV12),
+                    Loan(MakePicture(24, 18), OVEL_DISPLAY_NV12),
+                    Loan(MakePicture(24, 18), OVEL_DISPLAY_YV12)};
+    size_t first = 0; // from 1 on types change, which the log says, and records come: that takes memory
+    size_t lent = 0;
+    size_t returned = 0;
+    const Call lend = [&] {
+        window.renderer->m_vecDrawGraphInfo = {};
+        return Ovel_ShowYuvFrameRef(
+            window.handle, &loans[first + lent++ % 2].info, sizeof(tagOvelFrameRef),
+            [](void* user) { ++*static_cast<size_t*>(user); }, &returned);
+    };
+    const Call lendElsewhere = [&] { return RunInThread(lend); };
+    const auto oneIsOut = [&] {
+        countdown.armed = false;
+        return lent - returned == 1;
+    };
+    ASSERT_EQ(lend(), 0);
+    for (; first <= 1; ++first) {
+        for (const bool elsewhere : {false, true}) {
+            for (const bool once : {true, false}) {
+                const Sweep sweep = FailEach(elsewhere ? lendElsewhere : lend, once, oneIsOut, true);
+                EXPECT_EQ(sweep.crashed + sweep.refused, 0);
+                EXPECT_EQ(sweep.allocations > 0, first > 0) << sweep.allocations;
+            }
+        }
+        source.Attach(window.handle);
+    }
+    Ovel_ClearDraw(window.handle);
+    EXPECT_EQ(lent, returned);
 }
 
 // A frame that finds no memory is refused, and the picture before it stays on the screen, also when the

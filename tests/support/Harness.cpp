@@ -160,6 +160,15 @@ bool WaitUntil(const std::function<bool()>& condition, int milliseconds)
     return true;
 }
 
+bool IsFree(QMutex& mutex)
+{
+    const bool isFree = mutex.tryLock();
+    if (isFree) {
+        mutex.unlock();
+    }
+    return isFree;
+}
+
 void RunEventsFor(int milliseconds)
 {
     WaitUntil([] { return false; }, milliseconds);

@@ -28,6 +28,7 @@ void RunEventsFor(int milliseconds);
 // The check's last answer: the first that passes, or the one when the time is over.
 ::testing::AssertionResult Eventually(const std::function<::testing::AssertionResult()>& check,
                                       int milliseconds = 2000);
+bool IsFree(QMutex& mutex);
 
 // Makes a renderer a window of the display server inside its top-level window in the runs that are about such
 // tiles. Before it is shown.

@@ -14,11 +14,15 @@ std::vector<std::string> lines;
 std::recursive_mutex bufferLock; // held from sdk_log_buf_lock to the entry's end, as the real one does
 std::string location;
 std::vector<LogLocation> locations;
+std::function<void(const std::string&)> whenLogged;
 
 void Keep(const std::string& line)
 {
     const std::lock_guard<std::mutex> guard(linesLock);
     lines.push_back(line);
+    if (whenLogged) {
+        whenLogged(line);
+    }
 }
 
 } // namespace
@@ -27,6 +31,12 @@ RECORDER_API std::vector<std::string> TakeLogLines()
 {
     const std::lock_guard<std::mutex> guard(linesLock);
     return std::exchange(lines, {});
+}
+
+RECORDER_API void WhenLogged(std::function<void(const std::string& line)> call)
+{
+    const std::lock_guard<std::mutex> guard(linesLock);
+    whenLogged = std::move(call);
 }
 
 RECORDER_API std::vector<LogLocation> TakeLogLocations()

@@ -155,7 +155,7 @@ TEST_P(ReferenceTest, RefusedFramesComeBackAtOnce)
             TakeLogLines();
             EXPECT_EQ(lender.Lend(window.handle, std::move(loan), c.size), -1);
             EXPECT_EQ(lender.Out(), hasPicture ? 1 : 0);
-            const Strings entry{"E RendererSteps|Refer|ShowYuvFrameRef iWidth = " + std::string(c.name) +
+            const Strings entry{"E RendererSteps|TakeReference|ShowYuvFrameRef iWidth = " + std::string(c.name) +
                                 " iHeight = 32 is invalid param"};
             EXPECT_EQ(TakeLogLines(), isLogged ? entry : Strings{});
         }
@@ -281,6 +281,21 @@ TEST_P(ReferenceTest, ThrowingHosts)
     EXPECT_EQ(lender.Out(), 1);
     Ovel_ClearDraw(window.handle);
     EXPECT_EQ(lender.Out(), 0);
+}
+
+// A log that waits for the GUI thread keeps no paint from its picture.
+TEST_P(ReferenceTest, LogsUnderNoFrameLock)
+{
+    std::map<std::string, bool> lines;
+    WhenLogged([&](const std::string& line) {
+        lines[line.substr(0, line.find("ShowYuvFrame"))] = IsFree(window.renderer->m_mutexYuvBuf);
+    });
+    EXPECT_TRUE(ShowLoan(MakePicture(16, 16), Nv12));
+    Loan bad(MakePicture(16, 16), Yv12);
+    bad.info.iWidth = 0;
+    EXPECT_EQ(lender.Lend(window.handle, std::move(bad)), -1);
+    WhenLogged(nullptr);
+    EXPECT_EQ(lines, (std::map<std::string, bool>{{"", true}, {"E RendererSteps|TakeReference|", true}}));
 }
 
 TEST_P(ReferenceTest, ViewAndLogAsForCopies)
