@@ -3,7 +3,7 @@
 
 #include "Harness.h"
 
-#include <QApplication>
+#include <QEvent>
 #include <QLabel>
 
 #include <thread>
@@ -38,53 +38,6 @@ struct BoardWithFields {
     }
     std::string Text(int slot) const { return labels[slot] ? labels[slot]->text().toStdString() : "none"; }
 };
-
-TEST(LabelBoardPart, TouchesOnlyWhatChanged)
-{
-    BoardWithFields b;
-    QWidget other;
-    const QFont font = QApplication::font();
-    struct Case {
-        const char* name;
-        bool changes;
-        std::function<void()> act;
-    };
-    const Case cases[] = {
-        {"nothing", false, [] {}},
-        {"the list's serial", true, [&] { ++b.serial; }},
-        {"the host emptied them", true, [&] { b.board.Clear(); }},
-        {"the host deleted one", true, [&] { delete b.labels[0]; }},
-        {"the host deleted all", true, [&] { b.board.Delete(); }},
-        {"the picture went", true, [&] { b.board.Hide(); }},
-        {"another parent", true, [&] { b.board.SetParent(&other); }},
-        {"the same parent again", true, [&] { b.board.SetParent(&other); }},
-        {"none again", true, [&] { b.board.SetParent(nullptr); }},
-        {"the application's font", true,
-         [&] {
-             QFont italic = font;
-             italic.setItalic(!QApplication::font().italic());
-             QApplication::setFont(italic);
-         }},
-    };
-    b.Pass({Label("first", {0, 20, 90, 40}), Label("second", {0, 60, 90, 80})});
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.name);
-        EXPECT_FALSE(b.Pass());
-        c.act();
-        EXPECT_EQ(b.board.IsInUse(), true);
-        EXPECT_EQ(b.Pass(), c.changes);
-        EXPECT_EQ(b.Text(0), "second");
-        EXPECT_EQ(b.Text(1), "first");
-        EXPECT_EQ(b.labels[0]->font().italic(), QApplication::font().italic());
-        EXPECT_TRUE(b.areShown);
-    }
-    QApplication::setFont(font);
-    EXPECT_TRUE(b.Pass({}));
-    EXPECT_EQ(b.Text(0), "");
-    EXPECT_FALSE(b.areShown || b.board.IsInUse());
-    b.board.Hide();
-    EXPECT_FALSE(b.Pass()) << "there was nothing to hide";
-}
 
 // The parent that was named last counts.
 TEST(LabelBoardPart, ParentsFromOtherThreads)
