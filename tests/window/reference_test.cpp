@@ -155,8 +155,8 @@ TEST_P(ReferenceTest, RefusedFramesComeBackAtOnce)
             TakeLogLines();
             EXPECT_EQ(lender.Lend(window.handle, std::move(loan), c.size), -1);
             EXPECT_EQ(lender.Out(), hasPicture ? 1 : 0);
-            const Strings entry{"E RendererSteps|TakeReference|ShowYuvFrameRef iWidth = " + std::string(c.name) +
-                                " iHeight = 32 is invalid param"};
+            const Strings entry{"E RendererSteps|TakeReference|ShowYuvFrameRef iWidth = " +
+                                std::string(c.name) + " iHeight = 32 is invalid param"};
             EXPECT_EQ(TakeLogLines(), isLogged ? entry : Strings{});
         }
         EXPECT_EQ(window.renderer->m_nDisplayType, hasPicture ? Nv12 : -1);
