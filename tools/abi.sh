@@ -55,6 +55,7 @@ describe_all() {
 
 accept() {
     describe_all abi
+    abi/update_exports.sh "$build/library/OvelRender/libOvelRender.so"
     echo "abi: the baseline is what is built now; add a line to NEWS.md that says what changes for hosts"
 }
 

@@ -132,17 +132,10 @@ void ExpectFallback(const Forwarder& forwarder)
 
 using ForwarderTest = BridgeTest;
 
-TEST_F(ForwarderTest, NoneIsMissing)
-{
-    EXPECT_EQ(std::size(Forwarders), 124u);
-    for (const Forwarder& forwarder : Forwarders) {
-        ASSERT_NE(forwarder.Exported(), nullptr) << forwarder.name;
-    }
-}
-
 TEST_F(ForwarderTest, ArgumentsAndResultsArriveWhole)
 {
     Recording& recording = Load(RecordingDir);
+    ASSERT_EQ(std::size(Forwarders), 124u);
     const std::string notices = Notices([&] {
         for (const Forwarder& forwarder : Forwarders) {
             ExpectForwarded(forwarder, recording);

@@ -186,26 +186,6 @@ TEST(Probes, AgreeWithTheReferenceOnRandomBuffers)
     EXPECT_GT(found[1], PROBE_ROUNDS / 1000);
 }
 
-TEST(StartCodeSearch, EveryPlaceAndAlignment)
-{
-    GuardedBuffer buffer;
-    for (const int noise : {0, 1, 7}) {
-        for (size_t length = 0; length < 420; ++length) {
-            unsigned char* bytes = buffer.End(length);
-            for (size_t place = 0; place == 0 || place + 3 <= length; place += 1 + length / 64) {
-                std::fill(bytes, bytes + length, static_cast<unsigned char>(noise));
-                for (size_t i = 0; place + 3 <= length && i < 3; ++i) {
-                    bytes[place + i] = i == 2;
-                }
-                for (const StartCodes::Search search : Searches()) {
-                    ASSERT_TRUE(FindsAll(search, bytes, length))
-                        << place << " of " << length << ", " << noise;
-                }
-            }
-        }
-    }
-}
-
 class RealStream : public testing::TestWithParam<const char*>
 {
 };

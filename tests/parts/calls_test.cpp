@@ -44,56 +44,39 @@ struct StayingCallback {
     CallbackWithFields c{&script};
 };
 
-TEST(PlayerCallbackPart, WhoTakesItAwayWaitsForItsRuns)
+// From inside another renderer's callback nobody waits for ever: the former pair stays then.
+TEST(PlayerCallbackPart, WhoTakesItAwayInACallbackGivesUp)
 {
     std::function<void()> nothing = [] {};
-    struct Case {
+    const struct {
         const char* name;
-        bool waits;
-        std::function<bool(CallbackWithFields&)> change;
-        bool isGone;
-    };
-    const Case cases[] = {
-        {"forget", true, [](CallbackWithFields& c) { return c.callback.Forget(); }, true},
+        bool givesUp;
+        std::function<bool(PlayerCallback&)> change;
+    } cases[] = {
+        {"forget", true, [](PlayerCallback& c) { return c.Forget(); }},
         {"another user value", true,
-         [&](CallbackWithFields& c) {
-             return c.callback.Set({&CallbackWithFields::Call, &nothing});
-         },
-         false},
-        {"the same pair", false, [](CallbackWithFields& c) { return c.callback.Set(c.callback.Get()); },
-         false},
+         [&](PlayerCallback& c) {
+             return c.Set({&CallbackWithFields::Call, &nothing});
+         }},
+        {"the same pair", false, [](PlayerCallback& c) { return c.Set(c.Get()); }},
     };
-    for (const bool inCallback : {false, true}) {
-        for (const Case& change : cases) {
-            SCOPED_TRACE(testing::Message() << change.name << (inCallback ? " in a callback" : ""));
-            StayingCallback staying;
-            const tagOvelDrawCallback before = staying.c.callback.Get();
-            HostThread runner([&] { EXPECT_EQ(staying.c.Run(), 5); });
-            ASSERT_TRUE(staying.isIn.Wait());
-            Signal changed;
-            bool result = false;
-            HostThread taker([&] {
-                std::optional<DrawCallbackScope> scope;
-                if (inCallback) {
-                    scope.emplace(&taker, 1); // another renderer's
-                }
-                result = change.change(staying.c);
-                changed.Set();
-            });
-            EXPECT_NE(changed.Wait(200), change.waits);
-            const bool givesUp = change.waits && inCallback;
-            if (givesUp) {
-                EXPECT_TRUE(changed.Wait(3000));
-                EXPECT_EQ(staying.c.callback.Get().pUser, before.pUser) << "the former pair stays";
-                EXPECT_EQ(staying.c.callback.Get().pfnDrawCallback, before.pfnDrawCallback);
-            }
-            staying.leave.Set();
-            taker.Finish();
-            runner.Finish();
-            EXPECT_EQ(result, !givesUp);
-            EXPECT_EQ(staying.c.function == nullptr, change.isGone && !givesUp);
-            EXPECT_EQ(staying.c.user == nullptr, false) << "the user value stays";
-        }
+    for (const auto& change : cases) {
+        SCOPED_TRACE(change.name);
+        StayingCallback staying;
+        const tagOvelDrawCallback before = staying.c.callback.Get();
+        HostThread runner([&] { EXPECT_EQ(staying.c.Run(), 5); });
+        ASSERT_TRUE(staying.isIn.Wait());
+        Signal changed;
+        HostThread taker([&] {
+            const DrawCallbackScope scope(&taker, 1);
+            EXPECT_EQ(change.change(staying.c.callback), !change.givesUp);
+            changed.Set();
+        });
+        EXPECT_NE(changed.Wait(200), change.givesUp);
+        EXPECT_TRUE(changed.Wait(3000));
+        EXPECT_EQ(staying.c.callback.Get().pUser, before.pUser);
+        EXPECT_EQ(staying.c.callback.Get().pfnDrawCallback, before.pfnDrawCallback);
+        staying.leave.Set();
     }
 }
 
@@ -109,65 +92,6 @@ TEST(PlayerCallbackPart, OwnAndFailedRunsHoldNobody)
     EXPECT_THROW(c.Run(), std::runtime_error);
     HostThread([&] { EXPECT_TRUE(c.callback.Forget()); }).Finish();
     EXPECT_EQ(WaitLimit(), std::nullopt) << "no scope is left behind";
-}
-
-// Runs that end in another order than they began, while others come and go.
-TEST(PlayerCallbackPart, RunsOnManyThreads)
-{
-    std::atomic<int> inside{0};
-    std::atomic<bool> gone{false};
-    std::atomic<int> late{0};
-    std::function<void()> work = [&] {
-        ++inside;
-        std::this_thread::sleep_for(std::chrono::microseconds(50));
-        late += gone;
-        --inside;
-    };
-    CallbackWithFields c;
-    std::atomic<bool> stop{false};
-    std::vector<std::thread> runners;
-    for (int i = 0; i < 4; ++i) {
-        runners.emplace_back([&] {
-            while (!stop) {
-                c.Run();
-            }
-        });
-    }
-    for (int round = 0; round < 200; ++round) {
-        gone = false;
-        c.callback.Set({&CallbackWithFields::Call, &work});
-        std::this_thread::yield();
-        EXPECT_TRUE(c.callback.Forget());
-        gone = true;
-        EXPECT_EQ(inside, 0);
-    }
-    stop = true;
-    for (std::thread& runner : runners) {
-        runner.join();
-    }
-    EXPECT_EQ(late, 0);
-}
-
-TEST(PlayerCallbackPart, DescribesAnyRectangle)
-{
-    constexpr int Lowest = std::numeric_limits<int>::min();
-    constexpr int Highest = std::numeric_limits<int>::max();
-    const struct {
-        tagQRECT rect;
-        int width, height;
-    } cases[] = {{{0, 0, 800, 600}, 800, 600},
-                 {{10, 20, 4, 5}, 6, 15},
-                 {{0, 0, -1, -1}, 1, 1},
-                 {{Lowest, Highest, Highest, Lowest}, Highest, Highest}};
-    int renderer = 0;
-    for (const auto& c : cases) {
-        const __tagQDrawCallbackInfo info = DescribePicture(9, c.rect, nullptr, &renderer);
-        EXPECT_EQ(info.iDstWidth, c.width);
-        EXPECT_EQ(info.iDstHeight, c.height);
-        EXPECT_EQ(info.left, c.rect.left);
-        EXPECT_EQ(info.uiFrameParam, 9u);
-        EXPECT_EQ(info.pRender, &renderer);
-    }
 }
 
 int retired = 0;
@@ -211,42 +135,59 @@ TEST(LiveRenderersPart, UsesUntilTheEnd)
     EXPECT_EQ(retired, 1);
 }
 
-// Calls are in flight on another thread. Who ends the renderer waits for them, and only from inside a draw
-// callback not for ever.
+// A call that is inside a renderer until it is let go.
+struct StayingCall {
+    explicit StayingCall(const void* renderer)
+        : caller([this, renderer] {
+              const RendererUse use(renderer);
+              isIn.Set();
+              leave.Wait();
+          })
+    {
+        EXPECT_TRUE(isIn.Wait());
+    }
+    Signal isIn;
+    Signal leave;
+    HostThread caller;
+};
+
+// A release on a thread of its own, inside another renderer's draw callback or not.
+struct Release {
+    Release(const void* renderer, bool inCallback)
+        : thread([this, renderer, inCallback] {
+              std::optional<DrawCallbackScope> scope;
+              if (inCallback) {
+                  scope.emplace(this, 1);
+              }
+              const RendererUse use(renderer);
+              result = use.Retire();
+              over.Set();
+          })
+    {
+    }
+    Signal over;
+    RendererUse::Retired result{};
+    HostThread thread;
+};
+
+// Who ends a renderer waits for the calls in flight, and only from inside a draw callback not for ever.
 TEST(LiveRenderersPart, TheEndWaitsForCallsInFlight)
 {
     for (const bool inCallback : {false, true}) {
         SCOPED_TRACE(inCallback);
         Living living;
-        Signal isIn;
-        Signal leave;
-        HostThread caller([&] {
-            const RendererUse use(&living);
-            isIn.Set();
-            leave.Wait();
-        });
-        ASSERT_TRUE(isIn.Wait());
-        Signal over;
-        RendererUse::Retired result{};
-        HostThread releaser([&] {
-            std::optional<DrawCallbackScope> scope;
-            if (inCallback) {
-                scope.emplace(&over, 1);
-            }
-            const RendererUse use(&living);
-            result = use.Retire();
-            over.Set();
-        });
-        EXPECT_FALSE(over.Wait(200));
+        StayingCall call(&living);
+        Release release(&living, inCallback);
+        EXPECT_FALSE(release.over.Wait(200));
         EXPECT_FALSE(RendererUse(&living)) << "refused while the release waits";
         if (inCallback) {
-            EXPECT_TRUE(over.Wait(3000));
+            EXPECT_TRUE(release.over.Wait(3000));
             EXPECT_TRUE(RendererUse(&living)) << "as welcome as before";
         }
-        leave.Set();
-        releaser.Finish();
-        EXPECT_EQ(result, inCallback ? RendererUse::Retired::No : RendererUse::Retired::Yes);
-        caller.Finish();
+        call.leave.Set();
+        release.thread.Finish();
+        EXPECT_EQ(release.result, inCallback ? RendererUse::Retired::No : RendererUse::Retired::Yes);
+        call.caller.Finish();
     }
 }
 
@@ -256,29 +197,14 @@ TEST(LiveRenderersPart, AReleaseGivesUpDuringTheDestruction)
 {
     auto living = std::make_unique<Living>();
     const void* const address = living.get();
-    Signal isIn;
-    Signal leave;
-    HostThread caller([&] {
-        const RendererUse use(address);
-        isIn.Set();
-        leave.Wait();
-    });
-    ASSERT_TRUE(isIn.Wait());
-    Signal retiring;
-    Signal gaveUp;
-    HostThread releaser([&] {
-        const DrawCallbackScope scope(&retiring, 1);
-        const RendererUse use(address);
-        retiring.Set();
-        EXPECT_EQ(use.Retire(), RendererUse::Retired::No);
-        gaveUp.Set();
-    });
-    ASSERT_TRUE(retiring.Wait());
+    StayingCall call(address);
+    Release release(address, true);
     ASSERT_TRUE(WaitUntil([&] { return !RendererUse(address); }));
     HostThread destroyer([&] { living.reset(); });
-    EXPECT_TRUE(gaveUp.Wait(3000));
+    EXPECT_TRUE(release.over.Wait(3000));
+    EXPECT_EQ(release.result, RendererUse::Retired::No);
     EXPECT_FALSE(RendererUse(address)) << "it is being destroyed";
-    leave.Set();
+    call.leave.Set();
     EXPECT_TRUE(destroyer.done.Wait()) << "the destructor does not hear that the calls are over";
 }
 
@@ -299,24 +225,6 @@ TEST(LiveRenderersPart, ScopesOfCallbacks)
         std::thread([&] { EXPECT_FALSE(IsInsideDrawCallback(&a) || WaitLimit()); }).join();
     }
     EXPECT_EQ(DrawCallbackScope::RunOf(&a), std::nullopt);
-}
-
-TEST(LiveRenderersPart, RecordsForWhomItMayConcern)
-{
-    int stored = 0;
-    const auto store = [&] { return ++stored, 3; };
-    int gone = 0;
-    EXPECT_EQ(SinkRecord(nullptr, store), -1);
-    EXPECT_EQ(SinkRecord(&gone, store), -1);
-    EXPECT_EQ(stored, 0);
-    const Living living;
-    EXPECT_EQ(SinkRecord(&living, store), 3);
-    EXPECT_EQ(SinkRecord(&living, []() -> int { throw std::bad_alloc(); }), -1);
-    const RendererUse use(&living);
-    EXPECT_EQ(use.Retire(), RendererUse::Retired::Yes);
-    EXPECT_EQ(SinkRecord(&living, store), -1) << "records for a renderer that goes";
-    const DrawCallbackScope scope(&living, 1);
-    EXPECT_EQ(SinkRecord(&living, store), 3) << "its callback is still under way";
 }
 
 } // namespace

@@ -44,43 +44,6 @@ struct StoreWithFields {
 
 TEST(FrameStorePart, SizesThatWrap)
 {
-    struct Case {
-        int width, height, bytes;
-        int result;
-        bool changes;
-        size_t room;
-    };
-    const Case cases[] = {{0, 4, 100, -1, false, 0},
-                          {4, -1, 100, -1, false, 0},
-                          {6, 4, 0, 0, true, 36},
-                          {6, 4, -7, 0, true, 36},
-                          {6, 4, 5, 0, true, 5},
-                          {46341, 46341, 0, -1, true, 0},
-                          {65536, 65536, 0, -1, true, 0},
-                          {Largest, Largest, 0, -1, true, 0},
-                          {Largest, Largest, 16, 0, true, 16}};
-    for (const Case& c : cases) {
-        SCOPED_TRACE(testing::Message() << c.width << " x " << c.height << ", " << c.bytes);
-        StoreWithFields s;
-        ASSERT_EQ(s.store.Reset(2, 2, 0), 0);
-        uint8_t* const before = s.buffer;
-        const uint64_t serial = s.store.Serial();
-        EXPECT_EQ(s.store.Reset(c.width, c.height, c.bytes), c.result);
-        EXPECT_EQ(s.width, c.changes ? c.width : 2);
-        EXPECT_EQ(s.declared, c.changes ? c.bytes : 0);
-        EXPECT_EQ(s.store.Serial() != serial, c.changes);
-        EXPECT_EQ(s.store.IsLost(), c.changes && c.result != 0);
-        if (!c.changes) {
-            EXPECT_EQ(s.buffer, before);
-            continue;
-        }
-        ASSERT_EQ(s.buffer == nullptr, c.result != 0);
-        EXPECT_EQ(s.store.Bytes(), c.room);
-        EXPECT_EQ(std::count(s.buffer, s.buffer + c.room, 0), static_cast<ptrdiff_t>(c.room));
-        EXPECT_EQ(s.store.HoldsPicture(OVEL_DISPLAY_YV12), c.room == 36);
-        s.store.Drop();
-        EXPECT_FALSE(s.buffer || s.store.IsLost() || s.store.HoldsPicture(OVEL_DISPLAY_YV12));
-    }
     const struct {
         int width, height;
         bool can;
@@ -89,36 +52,7 @@ TEST(FrameStorePart, SizesThatWrap)
         {46341, 46341, false}, {65536, 65536, false}, {1431655765, 1, true},    {1431655766, 1, false},
         {Largest, 1, false},   {1, Largest, false},   {Largest, Largest, false}};
     for (const auto& p : pictures) {
-        tagYuvFrameInfo frame{};
-        frame.iWidth = p.width;
-        frame.iHeight = p.height;
-        EXPECT_EQ(FrameStore::CanHold(frame.iWidth, frame.iHeight), p.can) << p.width << " x " << p.height;
-    }
-}
-
-TEST(FrameStorePart, WhatNeedsAnotherBuffer)
-{
-    struct Case {
-        int declaredBefore, width, height, declared;
-        bool needs;
-        int room;
-    };
-    for (const Case& c :
-         {Case{0, 6, 4, 0, false, 36}, Case{0, 6, 4, 36, true, 36}, Case{36, 6, 4, 36, false, 36},
-          Case{36, 6, 4, 0, false, 36}, Case{36, 6, 4, -5, false, 36}, Case{36, 6, 4, 99, true, 99},
-          Case{36, 4, 6, 36, true, 36}, Case{9, 6, 4, 9, false, 36}}) {
-        StoreWithFields s;
-        tagYuvFrameInfo frame{};
-        frame.iWidth = c.width;
-        frame.iHeight = c.height;
-        frame.iDataSize = c.declared;
-        EXPECT_TRUE(s.store.NeedsReset(frame));
-        ASSERT_EQ(s.store.Reset(6, 4, 0), 0);
-        tagYuvFrameInfo last{};
-        last.iDataSize = c.declaredBefore;
-        s.store.NoteDeclared(last);
-        EXPECT_EQ(s.store.NeedsReset(frame), c.needs) << c.declaredBefore << ", then " << c.declared;
-        EXPECT_EQ(FrameStore::RoomFor(frame), c.room);
+        EXPECT_EQ(FrameStore::CanHold(p.width, p.height), p.can) << p.width << " x " << p.height;
     }
 }
 
@@ -129,19 +63,15 @@ TEST(FrameStorePart, ShortAndForeignBlocks)
     constexpr int Width = 10;
     constexpr int Height = 6;
     const Picture picture = MakePicture(Width, Height);
-    struct Source {
+    const struct {
         const char* name;
         int type, pitch;
         Frame::Source source;
         int declared;
-    };
-    const Source sources[] = {{"block", OVEL_DISPLAY_YV12, 0, Frame::Block, 0},
-                              {"declared block", OVEL_DISPLAY_YV12, 0, Frame::Block, 90},
-                              {"packed", OVEL_DISPLAY_NV12, 0, Frame::Block, 0},
-                              {"planes", OVEL_DISPLAY_NV12, 0, Frame::Planes, 0},
-                              {"pitched", OVEL_DISPLAY_NV12, 13, Frame::Block, 0},
-                              {"pitched planes", OVEL_DISPLAY_NV12, 13, Frame::Planes, 0}};
-    for (const Source& source : sources) {
+    } sources[] = {{"block", Yv12, 0, Frame::Block, 0},    {"declared block", Yv12, 0, Frame::Block, 90},
+                   {"packed", Nv12, 0, Frame::Block, 0},   {"planes", Nv12, 0, Frame::Planes, 0},
+                   {"pitched", Nv12, 13, Frame::Block, 0}, {"pitched planes", Nv12, 13, Frame::Planes, 0}};
+    for (const auto& source : sources) {
         Frame frame(picture, source.type, source.pitch, source.source);
         frame.info.iDataSize = source.declared;
         const std::vector<uint8_t> whole = BufferBytes(picture, source.type);
@@ -168,21 +98,19 @@ TEST(FrameStorePart, PlanesThatPointElsewhere)
     StoreWithFields s;
     ASSERT_EQ(s.store.Reset(10, 6, 0), 0);
     uint8_t elsewhere[120] = {};
-    struct Case {
+    const struct {
         uint8_t* luma;
         uint8_t* chroma;
         bool holds;
-    };
-    const Case cases[] = {
+    } cases[] = {
         {s.buffer, s.buffer + 60, true},  {s.buffer + 30, s.buffer, true}, {s.buffer, s.buffer + 61, false},
         {s.buffer + 31, s.buffer, false}, {s.buffer - 1, s.buffer, false}, {s.buffer, s.buffer + 4000, false},
         {elsewhere, s.buffer, false},     {s.buffer, elsewhere, false},    {nullptr, s.buffer, false}};
     for (const auto& [luma, chroma, holds] : cases) {
         s.luma = luma;
         s.chroma = chroma;
-        EXPECT_EQ(s.store.HoldsPicture(OVEL_DISPLAY_NV12), holds)
-            << luma - s.buffer << ", " << chroma - s.buffer;
-        EXPECT_TRUE(s.store.HoldsPicture(OVEL_DISPLAY_YV12));
+        EXPECT_EQ(s.store.HoldsPicture(Nv12), holds) << luma - s.buffer << ", " << chroma - s.buffer;
+        EXPECT_TRUE(s.store.HoldsPicture(Yv12));
     }
 }
 
@@ -307,26 +235,6 @@ TEST(OverlayListPart, RunsThatWereOvertaken)
     EXPECT_TRUE(l.list.HasTexts());
 }
 
-TEST(OverlayListPart, LengthsOfRecords)
-{
-    const __tagQDrawGraphInfo full = Graph(OVEL_GRAPH_FILLED, 0xABCDEF, 3, {{1, 2}, {3, 4}, {5, 6}}, 0.5f);
-    ListWithFields l;
-    EXPECT_EQ(l.list.Store(nullptr, 416, std::nullopt), -1);
-    for (const int length : {0, -1, std::numeric_limits<int>::min()}) {
-        EXPECT_EQ(l.list.Store(&full, length, std::nullopt), -1);
-    }
-    EXPECT_TRUE(l.records.isEmpty());
-    for (const size_t length : {size_t{1}, size_t{16}, size_t{415}, size_t{416}, size_t{500}}) {
-        const auto source = std::make_unique<char[]>(length); // to the byte
-        const size_t used = std::min(length, sizeof(full));
-        std::memcpy(source.get(), &full, used);
-        ASSERT_EQ(l.list.Store(source.get(), static_cast<int>(length), std::nullopt), 0);
-        __tagQDrawGraphInfo padded{};
-        std::memcpy(&padded, &full, used);
-        EXPECT_EQ(std::memcmp(&l.records.last(), &padded, sizeof(padded)), 0) << length;
-    }
-}
-
 struct ViewWithFields {
     tagOvelZoomArea zoom{0, 0, 1, 1};
     QRect pixels;
@@ -369,28 +277,9 @@ TEST(ViewStorePart, HandsOverWhole)
     commands.join();
 }
 
-TEST(ViewStorePart, Rules)
+TEST(ViewStorePart, VisibleSizes)
 {
     ViewWithFields v;
-    const double none = std::nan("");
-    const tagOvelZoomArea odd{none, -0.0, 1, none};
-    EXPECT_TRUE(std::isnan(v.view.SetZoom(&odd, sizeof(odd)).left));
-    EXPECT_TRUE(v.view.Get() == v.view.Get()) << "or every paint would take it for a change";
-    v.view.ResetZoom();
-    EXPECT_EQ(v.view.Get().zoom, (tagOvelZoomArea{0, 0, 1, 1}));
-
-    v.view.SetDestination({10, 20, 59, 69}, QSize(100, 100));
-    const tagOvelZoomArea stored = v.view.Get().destination;
-    EXPECT_EQ(v.view.SetDestination({1, 2, 3, 4}, QSize()), stored) << "without a widget's size";
-    EXPECT_EQ(v.view.DestinationPixels(), QRect(QPoint(1, 2), QPoint(3, 4)));
-
-    const tagOvelColor known{OVEL_MATRIX_BT709, OVEL_RANGE_FULL, 0};
-    const tagOvelColor unknown{OVEL_MATRIX_BT709, 77, 0};
-    EXPECT_TRUE(v.view.SetColor(&known, sizeof(known)));
-    EXPECT_FALSE(v.view.SetColor(&unknown, sizeof(unknown)));
-    const tagOvelColor kept = v.view.Get().color;
-    EXPECT_EQ(std::memcmp(&kept, &known, sizeof(known)), 0);
-
     for (const QSize& size : {QSize(0, 0), QSize(1, 0), QSize(640, 480), QSize(16777215, 16777215)}) {
         v.view.NoteWidget(true, size);
         EXPECT_TRUE(v.view.IsVisible());

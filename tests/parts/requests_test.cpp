@@ -16,20 +16,6 @@ void SendElsewhere(RepaintRequest& request)
     std::thread([&] { request.Send(); }).join();
 }
 
-// Eats events of a kind while it stands.
-class Eater : public QObject
-{
-public:
-    explicit Eater(QEvent::Type eaten) : type(eaten) { qApp->installEventFilter(this); }
-    bool eventFilter(QObject*, QEvent* event) override
-    {
-        count += event->type() == type;
-        return event->type() == type;
-    }
-    const QEvent::Type type;
-    int count = 0;
-};
-
 TEST(RepaintRequestPart, OnceHoweverOften)
 {
     int done = 0;
@@ -52,34 +38,6 @@ TEST(RepaintRequestPart, OnceHoweverOften)
     request.OnBell();
     RunEventsFor(10);
     EXPECT_EQ(done, 1) << "delivered by hand";
-}
-
-TEST(RepaintRequestPart, LostEventsAreMadeUpFor)
-{
-    int done = 0;
-    RepaintRequest request([&] { ++done; });
-    {
-        Eater eater(QEvent::SockAct);
-        SendElsewhere(request);
-        EXPECT_TRUE(WaitUntil([&] { return eater.count > 0; }));
-        EXPECT_EQ(done, 0);
-    }
-    EXPECT_TRUE(WaitUntil([&] { return done == 1; })) << "the bell goes on ringing";
-    for (const bool removed : {false, true}) {
-        done = 0;
-        request.Send();
-        if (removed) {
-            QCoreApplication::removePostedEvents(nullptr, QEvent::MetaCall);
-        } else {
-            const Eater eater(QEvent::MetaCall);
-            RunEvents();
-        }
-        RunEvents();
-        EXPECT_EQ(done, 0);
-        request.Forget(); // as a paint does
-        request.Send();
-        EXPECT_TRUE(WaitUntil([&] { return done == 1; }));
-    }
 }
 
 // Works that end requests, make new ones or ask again. Nobody who is left is left out.

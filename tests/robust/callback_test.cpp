@@ -2,8 +2,6 @@
 // waits for ever, and nobody who took a callback away meets it again.
 #include "ScriptedHost.h"
 
-#include <QLabel>
-
 using namespace OvelTest;
 
 namespace
@@ -11,7 +9,7 @@ namespace
 
 Frame SmallFrame()
 {
-    return Frame(MakePicture(16, 16), OVEL_DISPLAY_YV12);
+    return Frame(MakePicture(16, 16), Yv12);
 }
 
 class CallbackTest : public BothRenderers
@@ -19,7 +17,7 @@ class CallbackTest : public BothRenderers
 protected:
     CallbackTest()
     {
-        EXPECT_TRUE(window.Show(MakePicture(16, 16), OVEL_DISPLAY_YV12));
+        EXPECT_TRUE(window.Show(MakePicture(16, 16), Yv12));
         RunEventsFor(20);
     }
     // Asks for a resize and has it done before this returns.
@@ -38,7 +36,7 @@ OVEL_FOR_BOTH_RENDERERS(CallbackTest);
 // feeder that has it is inside the library.
 TEST_P(CallbackTest, HostLockAroundCallsAndInTheCallback)
 {
-    std::recursive_mutex hostLock;
+    std::recursive_timed_mutex hostLock;
     Signal feederHasLock;
     Signal resizeIsIn;
     std::atomic<int> refused{0};
@@ -46,18 +44,15 @@ TEST_P(CallbackTest, HostLockAroundCallsAndInTheCallback)
         if (OnGuiThread()) {
             resizeIsIn.Set();
         }
-        for (int i = 0; !hostLock.try_lock(); ++i) { // not for ever: what hangs shall be told
-            if (i == 3000) {
-                ++refused;
-                return;
-            }
-            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        if (!hostLock.try_lock_for(std::chrono::seconds(3))) { // not for ever: what hangs shall be told
+            ++refused;
+            return;
         }
         hostLock.unlock();
     });
     host.Attach(window.handle);
     HostThread feeder([&] {
-        const std::lock_guard<std::recursive_mutex> guard(hostLock);
+        const std::lock_guard<std::recursive_timed_mutex> guard(hostLock);
         feederHasLock.Set();
         EXPECT_TRUE(resizeIsIn.Wait());
         EXPECT_EQ(SmallFrame().Feed(window.handle), 0);
@@ -69,63 +64,33 @@ TEST_P(CallbackTest, HostLockAroundCallsAndInTheCallback)
     EXPECT_GE(host.runs, 2);
 }
 
-// The callback waits for something that only the event loop does, and a resize gets in between.
-TEST_P(CallbackTest, CallbackThatWaitsForTheEventLoop)
+// A callback that only the event loop lets go, and what happens to the window meanwhile.
+TEST_P(CallbackTest, TheEventLoopGoesOnDuringACallback)
 {
-    Signal isIn;
-    Signal eventLoopRan;
-    std::atomic<bool> answered{true};
-    QObject receiver;
-    ScriptedHost host([&](const ScriptedHost::Run&) {
-        if (OnGuiThread()) {
-            return;
-        }
-        QMetaObject::invokeMethod(
-            &receiver, [&] { eventLoopRan.Set(); }, Qt::QueuedConnection);
-        isIn.Set();
-        answered = eventLoopRan.Wait(3000);
-    });
-    host.Attach(window.handle);
-    HostThread feeder([&] { EXPECT_EQ(SmallFrame().Feed(window.handle), 0); });
-    ASSERT_TRUE(isIn.Wait());
-    ResizeNow();
-    feeder.Finish();
-    EXPECT_TRUE(answered);
-}
-
-TEST_P(CallbackTest, SlowCallbackDoesNotHoldTheEventLoop)
-{
-    struct Case {
-        const char* name;
-        std::function<void(RenderWindow&)> act;
-    };
-    const Case cases[] = {
-        {"resize", [this](RenderWindow&) { ResizeNow(); }},
-        {"hide, resize, show",
-         [](RenderWindow& w) {
-             w.top->hide();
-             w.top->resize(130, 77);
-             w.top->show();
-             RunEvents();
-         }},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.name);
+    const std::function<void()> acts[] = {[this] { ResizeNow(); },
+                                          [this] {
+                                              window.top->hide();
+                                              ResizeNow();
+                                              window.top->show();
+                                          }};
+    for (const auto& act : acts) {
+        SCOPED_TRACE(&act - acts);
         Signal isIn;
-        Signal leave;
+        Signal eventLoopRan;
+        QObject receiver;
         ScriptedHost host([&](const ScriptedHost::Run&) {
             if (OnGuiThread()) {
                 return;
             }
             isIn.Set();
-            leave.Wait(3000);
+            EXPECT_TRUE(eventLoopRan.Wait(3000));
         });
         host.Attach(window.handle);
         HostThread feeder([&] { EXPECT_EQ(SmallFrame().Feed(window.handle), 0); });
         ASSERT_TRUE(isIn.Wait());
-        c.act(window);
-        EXPECT_EQ(host.inside, 1) << "the event loop goes on while the callback runs";
-        leave.Set();
+        QMetaObject::invokeMethod(
+            &receiver, [&] { eventLoopRan.Set(); }, Qt::QueuedConnection);
+        act();
         feeder.Finish();
         Ovel_ClearDraw(window.handle);
     }
@@ -139,25 +104,20 @@ TEST_P(CallbackTest, EventsInsideACallbackOnTheGuiThread)
         const char* name;
         std::function<void(CLS_ShaderBase*, QWidget&)> act;
     };
-    const Case cases[] = {
-        {"first show", [](CLS_ShaderBase* renderer, QWidget&) { renderer->show(); }},
-        {"repaint", [](CLS_ShaderBase* renderer, QWidget&) { renderer->update(); }},
-        {"resize", [](CLS_ShaderBase* renderer, QWidget&) { renderer->resize(70, 50); }},
-        {"another window",
-         [](CLS_ShaderBase* renderer, QWidget& other) {
-             renderer->setParent(&other);
-             renderer->show();
-         }},
-    };
-    int type = GetParam();
-    void* const handle = Ovel_CreateEx(&type, sizeof(type));
-    auto* const renderer = static_cast<CLS_ShaderBase*>(handle);
+    const Case cases[] = {{"first show", [](CLS_ShaderBase* renderer, QWidget&) { renderer->show(); }},
+                          {"repaint", [](CLS_ShaderBase* renderer, QWidget&) { renderer->update(); }},
+                          {"resize", [](CLS_ShaderBase* renderer, QWidget&) { renderer->resize(70, 50); }},
+                          {"another window", [](CLS_ShaderBase* renderer, QWidget& other) {
+                               renderer->setParent(&other);
+                               renderer->show();
+                           }}};
+    CLS_ShaderBase* const renderer = CreateRenderer(GetParam());
+    void* const handle = renderer;
     QWidget other;
     other.resize(100, 80);
     other.show();
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
-        Ovel_ClearDraw(handle);
         ScriptedHost host([&](const ScriptedHost::Run& run) {
             if (run.number == 1) {
                 c.act(renderer, other);
@@ -165,7 +125,7 @@ TEST_P(CallbackTest, EventsInsideACallbackOnTheGuiThread)
             }
         });
         host.Attach(handle);
-        Frame frame(PlainPicture(16, 16, 200, 128, 128), OVEL_DISPLAY_YV12);
+        Frame frame(PlainPicture(16, 16, 200, 128, 128), Yv12);
         EXPECT_EQ(frame.Feed(handle), 0);
         EXPECT_EQ(frame.Feed(handle), 0) << "the picture of this one is shown in any case";
         RunEventsFor(20);
@@ -231,108 +191,78 @@ TEST_P(CallbackTest, WhoTakesACallbackAwayWaitsForIt)
 }
 
 // Calls for another renderer, from inside a callback.
-struct OtherCall {
-    const char* name;
-    std::function<int(void*)> call;
-};
-const OtherCall OtherCalls[] = {
-    {"set",
-     [](void* other) {
-         int value = 1;
-         return Ovel_SetParam(other, OVELCMD_SET_STOPDRAW_PARA, &value, sizeof(value));
-     }},
-    {"get",
-     [](void* other) {
-         int value = 1;
-         return Ovel_GetParam(other, OVELCMD_SET_STOPDRAW_PARA, &value, sizeof(value));
-     }},
-    {"clear",
-     [](void* other) {
-         Ovel_ClearDraw(other);
-         return -1;
-     }},
-    {"show", [](void* other) { return SmallFrame().Feed(other); }},
-    {"release", [](void* other) { return Ovel_Release(other); }},
-};
+int SetAnother(void* other)
+{
+    int value = 1;
+    return Ovel_SetParam(other, OVELCMD_SET_STOPDRAW_PARA, &value, sizeof(value));
+}
+
+int GetAnother(void* other)
+{
+    int value = 1;
+    return Ovel_GetParam(other, OVELCMD_SET_STOPDRAW_PARA, &value, sizeof(value));
+}
+
+int ClearAnother(void* other)
+{
+    Ovel_ClearDraw(other);
+    return -1;
+}
+
+int ShowAnother(void* other)
+{
+    return SmallFrame().Feed(other);
+}
 
 TEST_P(CallbackTest, CallsForABusyRendererGiveUp)
 {
-    for (const bool inResize : {false, true}) {
-        for (const OtherCall& c : OtherCalls) {
-            if (inResize && &c != OtherCalls) {
-                continue; // one of them will do: each takes half a second
-            }
-            SCOPED_TRACE(testing::Message() << c.name << (inResize ? " in a resize" : " in a frame"));
-            RenderWindow busy(OVEL_RENDER_SUB_IMAGE - GetParam());
-            Signal busyIsIn;
-            Signal leave;
-            ScriptedHost busyHost([&](const ScriptedHost::Run&) {
-                busyIsIn.Set();
-                leave.Wait(4000);
-            });
-            busyHost.Attach(busy.handle);
-            HostThread feeder([&] { EXPECT_EQ(SmallFrame().Feed(busy.handle), 0); });
-            ASSERT_TRUE(busyIsIn.Wait());
-            std::atomic<int> result{1};
-            std::atomic<bool> stillBusy{false};
-            ScriptedHost host([&](const ScriptedHost::Run& run) {
-                if (run.number > 1) {
-                    return;
-                }
-                result = c.call(busy.handle);
-                stillBusy = busyHost.inside == 1;
-            });
-            host.Attach(window.handle);
-            if (inResize) {
-                ResizeNow();
-            } else {
-                EXPECT_EQ(SmallFrame().Feed(window.handle), 0);
-            }
-            EXPECT_EQ(result, -1);
-            EXPECT_TRUE(stillBusy) << "the call waited for the other callback";
-            leave.Set();
-            feeder.Finish();
-            EXPECT_EQ(SmallFrame().Feed(busy.handle), 0) << "the other renderer is as it was";
-            const int busyRuns = busyHost.runs;
-            busy.top->resize(111, 71);
-            RunEvents();
-            EXPECT_GT(busyHost.runs, busyRuns) << "and has its callback";
-            Ovel_ClearDraw(window.handle);
-        }
-    }
-}
-
-// The same without anybody who lets go first.
-TEST_P(CallbackTest, CallbacksThatSteerEachOther)
-{
-    RenderWindow second(OVEL_RENDER_FULL);
-    std::atomic<int> inside{0};
-    std::atomic<int> givenUp{0};
-    const auto steer = [&](void* other) {
-        return [&inside, &givenUp, other](const ScriptedHost::Run& run) {
+    const struct {
+        const char* name;
+        int (*call)(void*);
+        bool inResize; // one will do: each takes half a second
+    } cases[] = {{"set in a resize", &SetAnother, true},
+                 {"set", &SetAnother, false},
+                 {"get", &GetAnother, false},
+                 {"clear", &ClearAnother, false},
+                 {"show", &ShowAnother, false},
+                 {"release", &Ovel_Release, false}};
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        RenderWindow busy(OVEL_RENDER_SUB_IMAGE - GetParam());
+        Signal busyIsIn;
+        Signal leave;
+        ScriptedHost busyHost([&](const ScriptedHost::Run&) {
+            busyIsIn.Set();
+            leave.Wait(4000);
+        });
+        busyHost.Attach(busy.handle);
+        HostThread feeder([&] { EXPECT_EQ(SmallFrame().Feed(busy.handle), 0); });
+        ASSERT_TRUE(busyIsIn.Wait());
+        std::atomic<int> result{1};
+        std::atomic<bool> stillBusy{false};
+        ScriptedHost host([&](const ScriptedHost::Run& run) {
             if (run.number > 1) {
                 return;
             }
-            ++inside;
-            for (int i = 0; i < 3000 && inside < 2; ++i) {
-                std::this_thread::sleep_for(std::chrono::milliseconds(1));
-            }
-            int value = 1;
-            givenUp += Ovel_SetParam(other, OVELCMD_SET_STOPDRAW_PARA, &value, sizeof(value)) == -1;
-        };
-    };
-    ScriptedHost host(steer(second.handle));
-    ScriptedHost secondHost(steer(window.handle));
-    host.Attach(window.handle);
-    secondHost.Attach(second.handle);
-    HostThread feeder([&] { EXPECT_EQ(SmallFrame().Feed(window.handle), 0); });
-    HostThread secondFeeder([&] { EXPECT_EQ(SmallFrame().Feed(second.handle), 0); });
-    feeder.Finish();
-    secondFeeder.Finish();
-    EXPECT_EQ(inside, 2);
-    EXPECT_GE(givenUp, 1);
-    for (void* handle : {window.handle, second.handle}) {
-        Ovel_ClearDraw(handle);
+            result = c.call(busy.handle);
+            stillBusy = busyHost.inside == 1;
+        });
+        host.Attach(window.handle);
+        if (c.inResize) {
+            ResizeNow();
+        } else {
+            EXPECT_EQ(SmallFrame().Feed(window.handle), 0);
+        }
+        EXPECT_EQ(result, -1);
+        EXPECT_TRUE(stillBusy) << "the call waited for the other callback";
+        leave.Set();
+        feeder.Finish();
+        EXPECT_EQ(SmallFrame().Feed(busy.handle), 0) << "the other renderer is as it was";
+        const int busyRuns = busyHost.runs;
+        busy.top->resize(111, 71);
+        RunEvents();
+        EXPECT_GT(busyHost.runs, busyRuns) << "and has its callback";
+        Ovel_ClearDraw(window.handle);
     }
 }
 

@@ -1,5 +1,6 @@
 // Ends of processes: each case is a child with a host of its own, which must end with 0.
 #include "Harness.h"
+#include "Lender.h"
 
 #include <unistd.h>
 
@@ -19,26 +20,16 @@ struct UntiringHost {
     std::vector<void*> handles;
     std::vector<std::thread> feeders;
     std::atomic<bool> stop{false};
-    std::atomic<int> lent{0};
-    std::atomic<int> returned{0};
+    Lender lender;
 
-    void Lend(void* handle)
-    {
-        static uint8_t bytes[16 * 16] = {};
-        tagOvelFrameRef frame = {16, 16, OVEL_DISPLAY_NV12, 0, {bytes, bytes}, {}, 0, {}, {}};
-        ++lent;
-        Ovel_ShowYuvFrameRef(
-            handle, &frame, sizeof(frame), [](void* user) { ++static_cast<UntiringHost*>(user)->returned; },
-            this);
-    }
     void Feed(void* handle)
     {
         handles.push_back(handle);
         feeders.emplace_back([this, handle] {
-            Frame frame(MakePicture(16, 16), OVEL_DISPLAY_NV12);
+            Frame frame(MakePicture(16, 16), Nv12);
             while (!stop) {
                 frame.Feed(handle);
-                Lend(handle);
+                lender.Lend(handle, Loan(MakePicture(16, 16), Nv12));
                 std::this_thread::sleep_for(std::chrono::milliseconds(1));
             }
         });
@@ -71,10 +62,9 @@ void StartUntiringHost()
         auto* window = new RenderWindow(type);
         host->windows.push_back(window);
         source.Attach(window->handle);
-        ASSERT_TRUE(window->Show(MakePicture(16, 16), OVEL_DISPLAY_YV12));
+        ASSERT_TRUE(window->Show(MakePicture(16, 16), Yv12));
         window->renderer->removeEventFilter(window->paints.get());
-        tagOvelDrawCallback none{};
-        window->Set(OVELCMD_SET_DRAW_CALLBACK, none);
+        window->Set(OVELCMD_SET_DRAW_CALLBACK, tagOvelDrawCallback{});
         host->Feed(window->handle);
     }
 }
@@ -84,7 +74,7 @@ TEST(Child, DISABLED_QuitWithRenderersAlive)
     StartUntiringHost();
     std::atexit([] {
         host->Join();
-        ExpectAtExit(host->lent - host->returned <= 2, "one lent frame for each renderer that is left");
+        ExpectAtExit(host->lender.Out() <= 2, "one lent frame for each renderer that is left");
     });
 }
 
@@ -96,9 +86,8 @@ TEST(Child, DISABLED_ReleaseAfterTheApplication)
             ExpectAtExit(Ovel_Release(handle) == 0, "release");
         }
         host->Join();
-        ExpectAtExit(Frame(MakePicture(8, 8), OVEL_DISPLAY_YV12).Feed(host->handles[0]) == -1,
-                     "dead afterwards");
-        ExpectAtExit(host->lent == host->returned, "every lent frame is back");
+        ExpectAtExit(Frame(MakePicture(8, 8), Yv12).Feed(host->handles[0]) == -1, "dead afterwards");
+        ExpectAtExit(host->lender.Out() == 0, "every lent frame is back");
         ExpectAtExit(Ovel_Create(nullptr) == nullptr, "no renderer without an application");
     });
 }
@@ -110,7 +99,7 @@ TEST(Child, DISABLED_QuitWithAReleaseOnItsWay)
         EXPECT_EQ(Ovel_Release(handle), 0); // deleted by no event loop
     }
     host->Join();
-    EXPECT_EQ(host->lent, host->returned);
+    EXPECT_EQ(host->lender.Out(), 0);
 }
 
 class Ending : public ::testing::TestWithParam<const char*>

@@ -5,14 +5,10 @@
 #include "Lender.h"
 
 #include <dlfcn.h>
-#include <execinfo.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <cerrno>
-#include <csignal>
-#include <cstdio>
-#include <map>
 #include <thread>
 
 using namespace OvelTest;
@@ -31,8 +27,6 @@ struct Countdown {
     bool once = true;
     int left = 0;
     int seen = 0;
-    void* failedAt[24];
-    int frames = 0;
 };
 thread_local Countdown countdown;
 
@@ -46,11 +40,6 @@ bool Fails()
         return false;
     }
     countdown.left = countdown.once ? 0 : 1;
-    countdown.armed = false;
-    if (countdown.frames == 0) {
-        countdown.frames = backtrace(countdown.failedAt, 24);
-    }
-    countdown.armed = true;
     errno = ENOMEM;
     return true;
 }
@@ -100,15 +89,6 @@ extern "C" int posix_memalign(void** memory, size_t alignment, size_t bytes) noe
 namespace
 {
 
-// What ended a child: the frames of the allocation that failed, from Qt's own inwards.
-void ReportCrash(int signal)
-{
-    countdown.armed = false;
-    dprintf(STDERR_FILENO, "signal %d after the failure of\n", signal);
-    backtrace_symbols_fd(countdown.failedAt, countdown.frames, STDERR_FILENO);
-    _exit(99);
-}
-
 enum class Ending { Fine, Wrong, Crashed };
 
 // The check runs in the child only, where nothing may talk to the display.
@@ -116,9 +96,6 @@ Ending TryInChild(const std::function<bool()>& call)
 {
     const pid_t child = fork();
     if (child == 0) {
-        for (const int signal : {SIGSEGV, SIGABRT, SIGBUS}) {
-            std::signal(signal, &ReportCrash);
-        }
         alarm(20);
         try {
             _exit(call() ? 0 : 1);
@@ -197,12 +174,10 @@ OVEL_FOR_BOTH_RENDERERS(Memory);
 
 TEST_P(Memory, Create)
 {
-    int type = GetParam();
-    const auto create = [&] { return Ovel_CreateEx(&type, sizeof(type)) ? 0 : -1; };
-    const auto createsAnother = [&] {
-        void* handle = Ovel_CreateEx(&type, sizeof(type));
-        return handle && Frame(MakePicture(8, 8), OVEL_DISPLAY_YV12).Feed(handle) == 0 &&
-               Ovel_Release(handle) == 0;
+    const auto create = [] { return CreateRenderer(GetParam()) ? 0 : -1; };
+    const auto createsAnother = [] {
+        CLS_ShaderBase* renderer = CreateRenderer(GetParam());
+        return renderer && Frame(MakePicture(8, 8), Yv12).Feed(renderer) == 0 && Ovel_Release(renderer) == 0;
     };
     // Once only: with nothing left at all, Qt's widgets cannot even be taken down again.
     const Sweep sweep = FailEach(create, true, createsAnother, false);
@@ -222,9 +197,9 @@ TEST_P(Memory, FrameRecordCommand)
     int size = 0;
     const auto showsTheNextFrame = [&] {
         countdown.armed = false;
-        return Frame(picture, OVEL_DISPLAY_YV12).Feed(window.handle) == 0;
+        return Frame(picture, Yv12).Feed(window.handle) == 0;
     };
-    for (const int layout : {OVEL_DISPLAY_YV12, OVEL_DISPLAY_NV12}) {
+    for (const int layout : Layouts) {
         Frame frames[] = {Frame(MakePicture(20, 18), layout), Frame(MakePicture(24, 18), layout)};
         const Call feed = [&] { return frames[++size % 2].Feed(window.handle); };
         for (const Call& call : {feed, Call([&] { return RunInThread(feed); })}) {
@@ -255,14 +230,11 @@ TEST_P(Memory, FrameRecordCommand)
     }
     qtWarnings.Take();
     source.records.clear();
-    tagOvelVideoRotate upright{};
-    window.Set(OVELCMD_SET_VIDEO_ROTATE, upright);
-    int fill = 1;
-    window.Set(OVELCMD_SET_DRAW_RATIO_MODE, fill);
+    window.Set(OVELCMD_SET_VIDEO_ROTATE, tagOvelVideoRotate{});
+    window.Set(OVELCMD_SET_DRAW_RATIO_MODE, 1);
     Ovel_ClearDraw(window.handle);
-    ASSERT_TRUE(window.Show(picture, OVEL_DISPLAY_NV12));
-    EXPECT_TRUE(ShowsCanvas(window.Framebuffer(),
-                            RenderPicture(picture, OVEL_DISPLAY_NV12, window.CurrentView()), 5));
+    ASSERT_TRUE(window.Show(picture, Nv12));
+    EXPECT_TRUE(window.Shows(picture, Nv12, View(), {}, 5));
 }
 
 // A frame that stays where it is needs no memory of the library: what its draw callback is in want of costs
@@ -272,9 +244,8 @@ TEST_P(Memory, FrameByReference)
     RenderWindow window(GetParam());
     OverlaySource source;
     source.records = {Graph(OVEL_GRAPH_TEXT, 0xFFFFFF, 5, {{10, 10}, {80, 14}})};
-    Loan loans[] = {Loan(MakePicture(20, 18), OVEL_DISPLAY_NV12),
-                    Loan(MakePicture(24, 18), OVEL_DISPLAY_NV12),
-                    Loan(MakePicture(24, 18), OVEL_DISPLAY_YV12)};
+    Loan loans[] = {Loan(MakePicture(20, 18), Nv12), Loan(MakePicture(24, 18), Nv12),
+                    Loan(MakePicture(24, 18), Yv12)};
     size_t first = 0; // from 1 on types change, which the log says, and records come: that takes memory
     size_t lent = 0;
     size_t returned = 0;
@@ -309,7 +280,7 @@ TEST_P(Memory, FrameByReference)
 TEST_P(Memory, ThePictureBeforeStays)
 {
     RenderWindow window(GetParam());
-    for (const int layout : {OVEL_DISPLAY_YV12, OVEL_DISPLAY_NV12}) {
+    for (const int layout : Layouts) {
         ASSERT_TRUE(window.Show(MakePicture(40, 30, layout), layout));
         const QImage expected = window.Framebuffer();
         Frame larger(MakePicture(80, 60), layout);
@@ -322,8 +293,7 @@ TEST_P(Memory, ThePictureBeforeStays)
         }
         EXPECT_TRUE(SameImage(window.Framebuffer(), expected));
         ASSERT_TRUE(window.Show(std::move(larger)));
-        EXPECT_TRUE(ShowsCanvas(window.Framebuffer(),
-                                RenderPicture(MakePicture(80, 60), layout, window.CurrentView()), 5));
+        EXPECT_TRUE(window.Shows(MakePicture(80, 60), layout, View(), {}, 5));
     }
 }
 

@@ -1,137 +1,55 @@
-// Long runs in one process: threads against the event loop, windows made and taken down, many windows for a
-// long time. The environment stretches them: OVEL_TEST_SECONDS (stress), OVEL_TEST_CYCLES (cycles, parents),
-// OVEL_TEST_MINUTES (soak).
-#include "CLS_ShaderBase.h"
-#include "OssdkRecorder.h"
+// Threads against the event loop, windows made and taken down, many windows that play on. A test ends within a
+// minute; longer runs repeat (--gtest_repeat=100): what the first time left is all that may be left.
+#include "ScriptedHost.h"
 
-#include <QApplication>
 #include <QElapsedTimer>
 #include <QHBoxLayout>
-#include <QOpenGLFunctions>
-#include <QTimer>
+#include <QOpenGLContext>
+#include <QOpenGLExtraFunctions>
 
-#include <dirent.h>
+#include <deque>
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <random>
+
 #include <unistd.h>
 
-#include <algorithm>
-#include <array>
-#include <chrono>
-#include <cstdio>
-#include <cstdlib>
-#include <cstring>
-#include <deque>
-#include <memory>
-#include <random>
-#include <thread>
-#include <vector>
+using namespace OvelTest;
 
 namespace
 {
 
-std::atomic<int> failures{0};
-std::atomic<int64_t> heartbeat{0};
-
-int64_t Milliseconds()
-{
-    return std::chrono::duration_cast<std::chrono::milliseconds>(
-               std::chrono::steady_clock::now().time_since_epoch())
-        .count();
-}
-
-void Expect(bool holds, const char* what)
-{
-    if (!holds && failures++ < 20) {
-        std::fprintf(stderr, "FAILED: %s\n", what);
-    }
-}
-
-double Setting(const char* name, double standard)
-{
-    const char* text = std::getenv(name);
-    return text ? std::atof(text) : standard;
-}
-
-void OnQtMessage(QtMsgType type, const QMessageLogContext&, const QString& text)
-{
-    if (type != QtDebugMsg && type != QtInfoMsg) {
-        Expect(false, qPrintable("Qt warned: " + text));
-    }
-}
-
-// A deadlock ends the program instead of the whole test run.
-void WatchHeartbeat()
-{
-    heartbeat = Milliseconds();
-    std::thread([] {
-        for (;;) {
-            std::this_thread::sleep_for(std::chrono::milliseconds(500));
-            if (Milliseconds() - heartbeat > 30000) {
-                std::fprintf(stderr, "watchdog: the event loop hangs\n");
-                std::abort();
-            }
-        }
-    }).detach();
-}
-
-void RunEvents()
-{
-    heartbeat = Milliseconds();
-    QCoreApplication::processEvents();
-    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-    TakeLogLines();
-}
-
 struct Resources {
-    long residentKilobytes = 0;
-    int descriptors = 0;
+    Resources()
+    {
+        long pages = 0;
+        std::ifstream("/proc/self/statm") >> pages >> kibibytes;
+        kibibytes *= sysconf(_SC_PAGESIZE) / 1024;
+        descriptors = std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
+    }
+    long kibibytes = 0;
+    std::ptrdiff_t descriptors = 0;
 };
 
-Resources Measure()
+// A sanitizer keeps what was freed.
+void ExpectNoGrowth(const Resources& early)
 {
-    Resources resources;
-    long pages = 0;
-    if (FILE* file = std::fopen("/proc/self/statm", "r")) {
-        if (std::fscanf(file, "%*d %ld", &pages) == 1) {
-            resources.residentKilobytes = pages * (sysconf(_SC_PAGESIZE) / 1024);
-        }
-        std::fclose(file);
-    }
-    if (DIR* directory = opendir("/proc/self/fd")) {
-        while (readdir(directory)) {
-            ++resources.descriptors;
-        }
-        closedir(directory);
-    }
-    return resources;
-}
-
-int Feed(void* handle, int width, int height, int layout, unsigned int parameter = 0)
-{
-    thread_local std::vector<uint8_t> bytes;
-    bytes.resize(static_cast<size_t>(width) * static_cast<size_t>(height) * 3 / 2);
-    std::fill(bytes.begin(), bytes.end(), static_cast<uint8_t>(parameter));
-    tagYuvFrameInfo frame = {};
-    frame.pYuvData = bytes.data();
-    frame.uiFrameParam = parameter;
-    frame.iWidth = width;
-    frame.iHeight = height;
-    frame.iDisplayType = layout;
-    return Ovel_ShowYuvFrame(handle, &frame, sizeof(frame));
+    const Resources now;
+    EXPECT_LT(now.kibibytes, early.kibibytes + (OVEL_SANITIZED ? 1000000 : 1024));
+    EXPECT_LE(now.descriptors, early.descriptors);
 }
 
 void PushOverlays(const __tagQDrawCallbackInfo& info)
 {
-    __tagQDrawGraphInfo record = {};
-    const int types[] = {OVEL_GRAPH_POLYLINE, OVEL_GRAPH_FILLED, OVEL_GRAPH_TEXT};
-    for (const int type : types) {
+    const std::string text = std::to_string(info.uiFrameParam % 100);
+    __tagQDrawGraphInfo record = Label(text.c_str(), {0, 0, 40, 20}, info.uiFrameParam);
+    record.iPointNum = 3;
+    record.stPoint[2] = {20, 40};
+    record.fAlpha = 0.5f;
+    for (const int type : {OVEL_GRAPH_POLYLINE, OVEL_GRAPH_FILLED, OVEL_GRAPH_TEXT}) {
         record.iGraphType = type;
-        record.uiColor = info.uiFrameParam;
         record.iFontSize = 3 + static_cast<int>(info.uiFrameParam % 9);
-        record.iPointNum = 3;
-        record.stPoint[1] = {40, 20};
-        record.stPoint[2] = {20, 40};
-        record.fAlpha = 0.5f;
-        std::snprintf(record.szText, sizeof(record.szText), "%u", info.uiFrameParam % 100);
         info.pfnDrawToRender(&record, sizeof(record), info.pRender);
     }
 }
@@ -143,91 +61,67 @@ struct CallbackUser {
     std::atomic<bool> retired{false};
 };
 
-template <int Kind> int OnDraw(int, __tagQDrawCallbackInfo* info, int, void* pUser)
+template <int Kind> int OnDraw(int, __tagQDrawCallbackInfo* info, int, void* data)
 {
-    const auto* user = static_cast<CallbackUser*>(pUser);
-    Expect(user->kind == Kind, "callback and user value belong together");
-    Expect(!user->retired, "no call after the one that took the callback away has returned");
+    const auto* user = static_cast<CallbackUser*>(data);
+    EXPECT_EQ(user->kind, Kind) << "callback and user value belong together";
+    EXPECT_FALSE(user->retired) << "called after the call that took the callback away has returned";
     PushOverlays(*info);
-    Expect(!user->retired, "whoever takes the callback away waits for it");
+    EXPECT_FALSE(user->retired) << "whoever takes the callback away waits for it";
     return 0;
 }
 
 // One of the stressed windows. The handle may be gone or another one's when a thread uses it: that is the
 // point.
 struct Slot {
+    void Open()
+    {
+        window = std::make_unique<QWidget>();
+        (new QHBoxLayout(window.get()))->setContentsMargins(0, 0, 0, 0);
+        window->setGeometry(20 + 200 * place, 20, 120, 90);
+        window->show();
+    }
+    void Fill()
+    {
+        handle = CreateRenderer(place % 2 ? OVEL_RENDER_SUB_IMAGE : OVEL_RENDER_FULL);
+        window->layout()->addWidget(Renderer());
+    }
+    CLS_ShaderBase* Renderer() const { return static_cast<CLS_ShaderBase*>(handle.load()); }
+    void Retire(CallbackUser* next = nullptr)
+    {
+        if (CallbackUser* user = attached.exchange(next)) {
+            user->retired = true;
+        }
+    }
+
+    int place = 0;
     std::unique_ptr<QWidget> window;
     std::atomic<void*> handle{nullptr};
     std::atomic<CallbackUser*> attached{nullptr};
     std::atomic<int> taken{0};
-    int type = 0;
-
-    void Fill(int typeCode)
-    {
-        type = typeCode;
-        handle = Ovel_CreateEx(&type, sizeof(type));
-        Expect(handle != nullptr, "a renderer is created");
-        window->layout()->addWidget(static_cast<CLS_ShaderBase*>(handle.load()));
-    }
 };
 
-class Stress
+class Stress : public testing::Test
 {
-public:
+protected:
     Stress()
     {
         for (size_t i = 0; i < places.size(); ++i) {
-            places[i].window = NewWindow(static_cast<int>(i));
-            places[i].Fill(i % 2 ? OVEL_RENDER_SUB_IMAGE : OVEL_RENDER_FULL);
+            places[i].place = static_cast<int>(i);
+            places[i].Open();
+            places[i].Fill();
         }
     }
 
-    void Run(double seconds)
+    void Feed(Slot& slot, unsigned int seed)
     {
-        std::vector<std::thread> threads;
-        for (Slot& slot : places) {
-            threads.emplace_back([&] { FeedSlot(slot, 1); });
-            threads.emplace_back([&] { FeedSlot(slot, 2); });
-        }
-        threads.emplace_back([&] { SendCommands(); });
-        QElapsedTimer timer;
-        timer.start();
-        for (int step = 0; static_cast<double>(timer.elapsed()) < seconds * 1000; ++step) {
-            for (int i = 0; i < 5; ++i) {
-                RunEvents();
-            }
-            Disturb(places[random() % places.size()], step);
-        }
-        stop = true;
-        for (std::thread& thread : threads) {
-            thread.join();
-        }
-        for (Slot& slot : places) {
-            Expect(slot.taken > 0, "every window was fed");
-            Expect(Ovel_Release(slot.handle) == 0, "release");
-        }
-        RunEvents();
-        std::printf("stress: %d frames taken, %d commands\n",
-                    places[0].taken + places[1].taken + places[2].taken + places[3].taken, commands.load());
-    }
-
-private:
-    static std::unique_ptr<QWidget> NewWindow(int place)
-    {
-        auto window = std::make_unique<QWidget>();
-        (new QHBoxLayout(window.get()))->setContentsMargins(0, 0, 0, 0);
-        window->setGeometry(20 + 200 * place, 20, 120, 90);
-        window->show();
-        return window;
-    }
-
-    void FeedSlot(Slot& slot, unsigned int seed)
-    {
+        Frame frames[] = {Frame(MakePicture(16, 18), Yv12), Frame(MakePicture(34, 18), Yv12),
+                          Frame(MakePicture(16, 18), Nv12), Frame(MakePicture(34, 18), Nv12)};
         std::minstd_rand dice(seed);
         while (!stop) {
-            const int layout = dice() % 8 == 0 ? OVEL_DISPLAY_NV12 : OVEL_DISPLAY_YV12;
-            const int side = dice() % 16 == 0 ? 34 : 16;
-            slot.taken += Feed(slot.handle, side, 18, layout, static_cast<unsigned int>(dice())) == 0;
+            Frame& frame = frames[(dice() % 16 == 0) + 2 * (dice() % 8 == 0)];
+            frame.info.uiFrameParam = static_cast<uint32_t>(dice());
+            slot.taken += frame.Feed(slot.handle) == 0;
             std::this_thread::sleep_for(std::chrono::microseconds(500));
         }
     }
@@ -237,7 +131,6 @@ private:
         std::minstd_rand dice(7);
         while (!stop) {
             SendCommand(places[dice() % places.size()], dice);
-            ++commands;
             std::this_thread::sleep_for(std::chrono::microseconds(700));
         }
     }
@@ -245,73 +138,53 @@ private:
     void SendCommand(Slot& slot, std::minstd_rand& dice)
     {
         void* const handle = slot.handle;
-        const int number = static_cast<int>(dice() % 100);
-        const tagOvelZoomArea zoom = {number * 0.002, 0, 1, 1};
-        const tagOvelVideoRotate turn = {number % 2, number % 4 * 90, number % 3};
-        const tagQRECT rect = {number, 0, 100, 80};
-        const int value = number % 2;
+        int number = static_cast<int>(dice() % 100);
+        tagOvelZoomArea zoom = {number * 0.002, 0, 1, 1};
+        tagOvelVideoRotate turn = {number % 2, number % 4 * 90, number % 3};
+        tagQRECT rect = {number, 0, 100, 80};
+        const auto set = [handle](int command, auto payload) {
+            return Ovel_SetParam(handle, command, &payload, sizeof(payload));
+        };
         switch (dice() % 8) {
         case 0:
-        case 1:
-            AttachCallback(slot, handle, value);
+        case 1: {
+            CallbackUser& user = users.emplace_back(number % 2);
+            const tagOvelDrawCallback callback{number % 2 ? &OnDraw<1> : &OnDraw<0>, &user};
+            if (set(OVELCMD_SET_DRAW_CALLBACK, callback) == 0) {
+                slot.Retire(&user);
+            } else {
+                user.retired = true;
+            }
             break;
+        }
         case 2:
             Ovel_ClearDraw(handle);
-            Retire(slot.attached.exchange(nullptr));
+            slot.Retire();
             break;
         case 3:
-            Set(handle, OVELCMD_SET_EZOOM_AREA, zoom);
+            set(OVELCMD_SET_EZOOM_AREA, zoom);
             break;
         case 4:
-            Set(handle, OVELCMD_SET_VIDEO_ROTATE, turn);
+            set(OVELCMD_SET_VIDEO_ROTATE, turn);
             break;
         case 5:
-            Set(handle, OVELCMD_SET_DRAW_DST_RECT, rect);
-            break;
-        case 6:
-            Set(handle, OVELCMD_SET_DRAW_RATIO_MODE, value);
+            set(OVELCMD_SET_DRAW_DST_RECT, rect);
             break;
         default:
-            Set(handle, OVELCMD_SET_STOPDRAW_PARA, value);
-        }
-    }
-
-    template <typename Payload> static int Set(void* handle, int command, Payload payload)
-    {
-        return Ovel_SetParam(handle, command, &payload, sizeof(payload));
-    }
-
-    void AttachCallback(Slot& slot, void* handle, int kind)
-    {
-        users.emplace_back(kind);
-        CallbackUser* const user = &users.back();
-        const tagOvelDrawCallback callback{kind ? &OnDraw<1> : &OnDraw<0>, user};
-        if (Set(handle, OVELCMD_SET_DRAW_CALLBACK, callback) == 0) {
-            Retire(slot.attached.exchange(user));
-        } else {
-            user->retired = true;
-        }
-    }
-
-    static void Retire(CallbackUser* user)
-    {
-        if (user) {
-            user->retired = true;
+            set(number % 4 < 2 ? OVELCMD_SET_DRAW_RATIO_MODE : OVELCMD_SET_STOPDRAW_PARA, number % 2);
         }
     }
 
     void Disturb(Slot& slot, int step)
     {
-        auto* const renderer = static_cast<QWidget*>(slot.handle.load());
-        const int place = static_cast<int>(&slot - places.data());
         switch (random() % 6) {
         case 0:
             slot.window->resize(80 + step % 90, 60 + step % 70);
             break;
         case 1: { // into another window, the old one goes
-            auto other = NewWindow(place);
-            other->layout()->addWidget(renderer);
-            slot.window = std::move(other);
+            const std::unique_ptr<QWidget> old = std::move(slot.window);
+            slot.Open();
+            slot.window->layout()->addWidget(slot.Renderer());
             break;
         }
         case 2:
@@ -319,16 +192,16 @@ private:
             slot.window->resize(100, 80);
             break;
         case 3:
-            Expect(Ovel_Release(slot.handle) == 0, "release");
-            Retire(slot.attached);
-            slot.Fill(slot.type);
+            EXPECT_EQ(Ovel_Release(slot.handle), 0);
+            slot.Retire();
+            slot.Fill();
             break;
         case 4: // the host forgets the release
-            slot.window = NewWindow(place);
-            slot.Fill(slot.type);
+            slot.Open();
+            slot.Fill();
             break;
         default:
-            renderer->setVisible(!renderer->isVisible());
+            slot.Renderer()->setVisible(!slot.Renderer()->isVisible());
         }
     }
 
@@ -336,198 +209,130 @@ private:
     std::deque<CallbackUser> users; // of the command thread; callbacks in flight look at them until the end
     std::minstd_rand random{1};
     std::atomic<bool> stop{false};
-    std::atomic<int> commands{0};
 };
 
-// One window's life: made, shown, fed from two threads, taken down by a release or by its Qt parent.
-void RunCycle(int cycle, bool parentDeletes)
+TEST_F(Stress, ThreadsAgainstTheEventLoop)
 {
-    int type = cycle % 2 ? OVEL_RENDER_SUB_IMAGE : OVEL_RENDER_FULL;
-    QWidget window;
-    auto* layout = new QHBoxLayout(&window);
-    void* const handle = type == OVEL_RENDER_FULL ? Ovel_Create(layout) : Ovel_CreateEx(&type, sizeof(type));
-    auto* const renderer = static_cast<CLS_ShaderBase*>(handle);
-    layout->addWidget(renderer);
-    window.setGeometry(50, 50, 100, 80);
-    window.show();
-    CallbackUser user(1);
-    tagOvelDrawCallback callback{&OnDraw<1>, &user};
-    Expect(Ovel_SetParam(handle, OVELCMD_SET_DRAW_CALLBACK, &callback, sizeof(callback)) == 0, "command");
-    std::atomic<int> taken{0};
-    std::vector<std::thread> feeders;
-    for (int i = 0; i < 2; ++i) {
-        feeders.emplace_back([&, i] {
-            const int frameLayout = cycle / 2 % 2 ? OVEL_DISPLAY_NV12 : OVEL_DISPLAY_YV12;
-            // Large enough for a single leaked buffer in a cycle to show.
-            while (Feed(handle, 640, 480, frameLayout, static_cast<unsigned int>(cycle + i)) == 0) {
+    std::vector<std::thread> threads;
+    for (Slot& slot : places) {
+        threads.emplace_back([&] { Feed(slot, 1); });
+        threads.emplace_back([&] { Feed(slot, 2); });
+    }
+    threads.emplace_back([&] { SendCommands(); });
+    QElapsedTimer timer;
+    timer.start();
+    for (int step = 0; static_cast<double>(timer.elapsed()) < TestSeconds(OVEL_STRESS_SECONDS) * 1000;
+         ++step) {
+        for (int i = 0; i < 5; ++i) {
+            RunEvents();
+        }
+        TakeLogLines();
+        Disturb(places[random() % places.size()], step);
+    }
+    stop = true;
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+    for (Slot& slot : places) {
+        EXPECT_GT(slot.taken, 0);
+        EXPECT_EQ(Ovel_Release(slot.handle), 0);
+    }
+}
+
+class Cycles : public BothRenderers
+{
+};
+OVEL_FOR_BOTH_RENDERERS(Cycles);
+
+// Windows made, shown, fed from two threads, taken down by a release or by their Qt parent.
+TEST_P(Cycles, LeaveNothing)
+{
+    constexpr int Count = 40;
+    constexpr int Settled = 12;
+    static std::map<int, Resources> early; // of the first repetition
+    for (int cycle = 1; cycle <= Count; ++cycle) {
+        RenderWindow window(GetParam());
+        CallbackUser user(1);
+        window.Set(OVELCMD_SET_DRAW_CALLBACK, tagOvelDrawCallback{&OnDraw<1>, &user});
+        std::atomic<int> taken{0};
+        const auto feed = [&] { // large enough for a single leaked buffer in a cycle to show
+            Frame frame(PlainPicture(640, 480, 90, 128, 128), cycle / 2 % 2 ? Nv12 : Yv12);
+            while (frame.Feed(window.handle) == 0) {
                 ++taken;
                 std::this_thread::sleep_for(std::chrono::milliseconds(1));
             }
-        });
+        };
+        HostThread first(feed);
+        HostThread second(feed);
+        EXPECT_TRUE(WaitUntil([&] { return window.renderer->m_bGLInited && taken >= 4; }));
+        if (cycle % 2) {
+            delete window.renderer;
+        }
+        EXPECT_EQ(Ovel_Release(window.handle), 0) << "also when it comes too late";
+        user.retired = true;
+        if (cycle == Settled) {
+            early.try_emplace(GetParam());
+        }
     }
-    for (int64_t end = Milliseconds() + 5000;
-         Milliseconds() < end && (!renderer->m_bGLInited || taken < 4);) {
-        RunEvents();
-    }
-    Expect(renderer->m_bGLInited && taken >= 4, "the window shows frames");
-    if (parentDeletes) {
-        delete renderer;
-        Expect(Ovel_Release(handle) == 0, "a release that comes too late");
-    } else {
-        Expect(Ovel_Release(handle) == 0, "release");
-    }
-    user.retired = true;
-    for (std::thread& feeder : feeders) {
-        feeder.join();
-    }
-    RunEvents();
+    ExpectNoGrowth(early[GetParam()]);
 }
 
-// Judged at any count: what a sixth of the cycles left is what all of them may leave.
-void RunCycles(int count, bool parentDeletes)
+int CountGlObjects(QOpenGLWidget& renderer)
 {
-    const int settled = std::clamp(count / 6, 10, 500);
-    Resources early;
-    for (int cycle = 1; cycle <= count; ++cycle) {
-        RunCycle(cycle, parentDeletes);
-        if (cycle != settled && cycle != count && cycle % 2000 != 0) {
-            continue;
-        }
-        const Resources now = Measure();
-        std::printf("cycle %d: %ld KiB resident, %d descriptors\n", cycle, now.residentKilobytes,
-                    now.descriptors);
-        std::fflush(stdout);
-        if (cycle == settled) {
-            early = now;
-        } else if (cycle > settled) {
-            Expect(now.residentKilobytes < early.residentKilobytes + OVEL_GROWTH_KILOBYTES &&
-                       now.descriptors <= early.descriptors,
-                   "nothing grows after the first cycles");
-        }
+    int count = 0;
+    renderer.makeCurrent();
+    QOpenGLExtraFunctions* gl = renderer.context()->extraFunctions();
+    for (GLuint name = 1; name < 4096; ++name) {
+        count += gl->glIsTexture(name) + gl->glIsBuffer(name) + gl->glIsProgram(name) + gl->glIsShader(name) +
+                 gl->glIsVertexArray(name) + gl->glIsFramebuffer(name);
     }
+    renderer.doneCurrent();
+    return count;
 }
 
-class SoakWindow : public QObject
+TEST(Soak, SixteenWindowsPlayOn)
 {
-public:
-    explicit SoakWindow(int number)
-    {
-        int type = number % 2 ? OVEL_RENDER_SUB_IMAGE : OVEL_RENDER_FULL;
-        handle = Ovel_CreateEx(&type, sizeof(type));
-        renderer = static_cast<CLS_ShaderBase*>(handle);
-        (new QHBoxLayout(&window))->addWidget(renderer);
-        window.setGeometry(10 + number % 4 * 210, 10 + number / 4 * 160, 200, 150);
-        renderer->installEventFilter(this);
-        tagOvelDrawCallback callback{&OnDraw<1>, &user};
-        Ovel_SetParam(handle, OVELCMD_SET_DRAW_CALLBACK, &callback, sizeof(callback));
-        window.show();
-    }
-    ~SoakWindow() override { Ovel_Release(handle); }
-    bool eventFilter(QObject*, QEvent* event) override
-    {
-        paints += event->type() == QEvent::Paint;
-        return false;
-    }
-    int CountGlObjects()
-    {
-        int count = 0;
-        renderer->makeCurrent();
-        QOpenGLExtraFunctions* gl = renderer->context()->extraFunctions();
-        for (GLuint name = 1; name < 4096; ++name) {
-            count += gl->glIsTexture(name) + gl->glIsBuffer(name) + gl->glIsProgram(name) +
-                     gl->glIsShader(name) + gl->glIsVertexArray(name) + gl->glIsFramebuffer(name);
-        }
-        renderer->doneCurrent();
-        return count;
-    }
-
-    void* handle = nullptr;
-    std::atomic<int> taken{0};
-    int paints = 0;
-
-private:
-    QWidget window;
-    CLS_ShaderBase* renderer = nullptr;
-    CallbackUser user{1};
-};
-
-void RunSoak(double minutes)
-{
-    std::vector<std::unique_ptr<SoakWindow>> windows;
+    ScriptedHost host([](const ScriptedHost::Run& run) { PushOverlays(run.info); });
+    std::vector<std::unique_ptr<RenderWindow>> windows;
     for (int i = 0; i < 16; ++i) {
-        windows.push_back(std::make_unique<SoakWindow>(i));
+        windows.push_back(std::make_unique<RenderWindow>(i % 2 ? OVEL_RENDER_SUB_IMAGE : OVEL_RENDER_FULL));
+        windows.back()->top->move(10 + i % 4 * 210, 10 + i / 4 * 160);
+        host.Attach(windows.back()->handle);
     }
     std::atomic<bool> stop{false};
-    std::vector<std::thread> feeders;
+    std::vector<std::unique_ptr<HostThread>> feeders;
     for (size_t first = 0; first < 4; ++first) {
-        feeders.emplace_back([&, first] {
-            auto next = std::chrono::steady_clock::now();
-            for (unsigned int number = 0; !stop; ++number) {
+        feeders.push_back(std::make_unique<HostThread>([&, first] {
+            Frame frames[] = {Frame(MakePicture(176, 144), Yv12), Frame(MakePicture(176, 144), Nv12)};
+            while (!stop) {
                 for (size_t i = first; i < windows.size(); i += 4) {
-                    windows[i]->taken += Feed(windows[i]->handle, 176, 144,
-                                              i % 3 ? OVEL_DISPLAY_YV12 : OVEL_DISPLAY_NV12, number) == 0;
+                    Frame& frame = frames[i % 3 == 0];
+                    ++frame.info.uiFrameParam;
+                    EXPECT_EQ(frame.Feed(windows[i]->handle), 0);
                 }
-                std::this_thread::sleep_until(next += std::chrono::milliseconds(40));
+                std::this_thread::sleep_for(std::chrono::milliseconds(40));
             }
-        });
+        }));
     }
-    constexpr int reports = 10; // the first half settles: on a busy machine not every window has painted once before
-    Resources early;
-    int earlyGlObjects = 0;
-    for (int report = 0; report <= reports; ++report) {
-        const int64_t end = Milliseconds() + static_cast<int64_t>(minutes * 60000 / (reports + 1));
+    const auto playOn = [&] {
+        int glObjects = 0;
+        RunEventsFor(static_cast<int>(TestSeconds(3) * 500));
         for (auto& window : windows) {
-            window->paints = window->taken = 0;
+            window->paints->count = 0;
+            EXPECT_TRUE(WaitUntil([&] { return window->paints->count > 3; })) << "a window is lost";
+            glObjects += CountGlObjects(*window->renderer);
         }
-        while (Milliseconds() < end) {
-            RunEvents();
-            std::this_thread::sleep_for(std::chrono::milliseconds(1));
-        }
-        const Resources now = Measure();
-        int glObjects = 0, taken = 0, paints = 0;
-        for (auto& window : windows) {
-            Expect(window->paints > 0 && window->taken > 0, "no window is lost");
-            glObjects += window->CountGlObjects();
-            taken += window->taken;
-            paints += window->paints;
-        }
-        std::printf("soak %2d/%d: %ld KiB resident, %d descriptors, %d GL objects, %d frames, %d paints\n",
-                    report, reports, now.residentKilobytes, now.descriptors, glObjects, taken, paints);
-        std::fflush(stdout);
-        if (report < reports / 2) {
-            early = now;
-            earlyGlObjects = std::max(earlyGlObjects, glObjects);
-        }
-        Expect(now.descriptors <= early.descriptors && glObjects <= earlyGlObjects, "nothing is leaked");
-        // A short run is still warming up.
-        Expect(minutes < 5 || now.residentKilobytes < early.residentKilobytes + 4096, "no memory is leaked");
-    }
+        return glObjects;
+    };
+    const int glObjects = playOn();
+    const Resources early;
+    EXPECT_LE(playOn(), glObjects);
+    EXPECT_LE(Resources().descriptors, early.descriptors);
     stop = true;
-    for (std::thread& feeder : feeders) {
-        feeder.join();
+    feeders.clear();
+    for (auto& window : windows) {
+        Ovel_ClearDraw(window->handle);
     }
 }
 
 } // namespace
-
-int main(int argc, char** argv)
-{
-    if (qEnvironmentVariableIsEmpty("DISPLAY") && qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM")) {
-        std::printf("skipped: there is no display\n");
-        return 77;
-    }
-    const QByteArray mode = argc > 1 ? argv[1] : "stress";
-    QApplication application(argc, argv);
-    qInstallMessageHandler(OnQtMessage);
-    WatchHeartbeat();
-    if (mode == "stress") {
-        Stress().Run(Setting("OVEL_TEST_SECONDS", OVEL_STRESS_SECONDS));
-    } else if (mode == "cycles" || mode == "parents") {
-        RunCycles(static_cast<int>(Setting("OVEL_TEST_CYCLES", 60)), mode == "parents");
-    } else if (mode == "soak") {
-        RunSoak(Setting("OVEL_TEST_MINUTES", 0.05));
-    } else {
-        Expect(false, "unknown mode");
-    }
-    return failures == 0 ? 0 : 1;
-}

@@ -26,21 +26,16 @@ using namespace OvelTest;
 namespace
 {
 
-// Does something once when the GUI thread lets go of a mutex, and around each of its tries to get one.
-struct LockWatch {
-    std::atomic<QMutex*> released{nullptr};
-    std::function<void()> onRelease;
-    std::atomic<QMutex*> wanted{nullptr};
-    std::function<void()> onTry;
-    std::function<void()> onGot;
-} lockWatch;
+// Something that is done once, when the GUI thread lets go of a mutex.
+std::atomic<QMutex*> awaitedMutex{nullptr};
+std::function<void()> onRelease;
 
 // Frames tell their numbers by the brightness of picture and overlay and by the label's text.
 constexpr int Numbers = 7;
 
 Frame NumberedFrame(int number)
 {
-    Frame frame(PlainPicture(32, 24, static_cast<uint8_t>(36 * number), 128, 128), OVEL_DISPLAY_YV12);
+    Frame frame(PlainPicture(32, 24, static_cast<uint8_t>(36 * number), 128, 128), Yv12);
     frame.info.uiFrameParam = static_cast<uint32_t>(number);
     return frame;
 }
@@ -133,10 +128,21 @@ Shown Whole(int number)
 class Together : public BothRenderers
 {
 protected:
-    int ListSize()
+    QVector<__tagQDrawGraphInfo> List()
     {
         const QMutexLocker lock(&window.renderer->m_mutexDrawInfo);
-        return window.renderer->m_vecDrawGraphInfo.size();
+        return window.renderer->m_vecDrawGraphInfo;
+    }
+    bool ShowsFirst(ScriptedHost& host)
+    {
+        host.Attach(window.handle);
+        return WaitUntil([&] { return window.Show(NumberedFrame(1)) && onlooker.last == Whole(1); });
+    }
+    void ExpectLast(int number)
+    {
+        EXPECT_TRUE(WaitUntil([&] { return onlooker.last == Whole(number); }, 2000)) << onlooker.last;
+        Ovel_ClearDraw(window.handle);
+        RunEvents();
     }
     std::string Text()
     {
@@ -164,8 +170,7 @@ TEST_P(Together, APaintTakesAllOfAFrame)
             }
             PushNumbered(run, number);
         });
-        host.Attach(window.handle);
-        ASSERT_TRUE(WaitUntil([&] { return window.Show(NumberedFrame(1)) && onlooker.last == Whole(1); }));
+        ASSERT_TRUE(ShowsFirst(host));
         Shown first;
         onlooker.seen = [&](const Shown& shown) {
             first = shown;
@@ -174,20 +179,18 @@ TEST_P(Together, APaintTakesAllOfAFrame)
         Frame second = NumberedFrame(5);
         std::unique_ptr<HostThread> feeder;
         // Armed inside the paint: the label pass before it may take the lock as well.
-        class Arming : public QObject
-        {
-        public:
+        struct Arming : QObject {
             bool eventFilter(QObject*, QEvent* event) override
             {
                 if (event->type() == QEvent::Paint) {
-                    lockWatch.released = mutex;
+                    awaitedMutex = mutex;
                 }
                 return false;
             }
-            QMutex* mutex = nullptr;
+            QMutex* mutex;
         } arming;
         arming.mutex = &window.renderer->m_mutexYuvBuf;
-        lockWatch.onRelease = [&] {
+        onRelease = [&] {
             feeder = std::make_unique<HostThread>([&] { EXPECT_EQ(second.Feed(window.handle), 0); });
             (slow ? inSecond : feeder->done).Wait(1000);
         };
@@ -198,50 +201,10 @@ TEST_P(Together, APaintTakesAllOfAFrame)
         EXPECT_EQ(first, Whole(3));
         leave.Set();
         feeder.reset();
-        EXPECT_TRUE(WaitUntil([&] { return onlooker.last == Whole(5); }, 2000)) << onlooker.last;
-        Ovel_ClearDraw(window.handle);
-        RunEvents();
+        ExpectLast(5);
     }
 }
 
-// Feeders without pauses, more than there are processors: a paint that waits for its frame is next.
-TEST_P(Together, AWaitingPaintGoesBeforeFurtherFrames)
-{
-    std::vector<std::unique_ptr<RenderWindow>> others;
-    std::vector<std::unique_ptr<HostThread>> feeders;
-    std::atomic<bool> stop{false};
-    const auto feed = [&](void* handle) {
-        feeders.push_back(std::make_unique<HostThread>([&stop, handle] {
-            Frame frame(MakePicture(1280, 720), OVEL_DISPLAY_YV12);
-            while (!stop) {
-                frame.Feed(handle);
-            }
-        }));
-    };
-    std::atomic<int> begun{0};
-    ScriptedHost host([&](const ScriptedHost::Run&) { ++begun; });
-    host.Attach(window.handle);
-    int begunAtTry = 0;
-    int waits = 0;
-    int overtook = 0;
-    lockWatch.onTry = [&] { begunAtTry = begun; };
-    lockWatch.onGot = [&] {
-        ++waits;
-        overtook += begun - begunAtTry;
-    };
-    lockWatch.wanted = &window.renderer->m_mutexYuvBuf;
-    for (int i = 0; i < 3; ++i) {
-        others.push_back(std::make_unique<RenderWindow>(GetParam()));
-        feed(others.back()->handle);
-    }
-    feed(window.handle);
-    EXPECT_TRUE(WaitUntil([&] { return waits >= 20 || overtook > 400; }, 10000));
-    stop = true;
-    feeders.clear();
-    lockWatch.wanted = nullptr;
-    EXPECT_LE(overtook, 2 * waits) << "one is being copied, one is past the gate";
-    Ovel_ClearDraw(window.handle);
-}
 #endif
 
 // A repaint was asked for, and the next frame's callback runs when the event loop gets there.
@@ -264,8 +227,7 @@ TEST_P(Together, LabelsStayUntilTheNextPictureIsWhole)
                 PushNumbered(run, number);
             }
         });
-        host.Attach(window.handle);
-        ASSERT_TRUE(WaitUntil([&] { return window.Show(NumberedFrame(1)) && onlooker.last == Whole(1); }));
+        ASSERT_TRUE(ShowsFirst(host));
         std::thread([&] { EXPECT_EQ(NumberedFrame(3).Feed(window.handle), 0); }).join();
         HostThread feeder([&] { EXPECT_EQ(NumberedFrame(5).Feed(window.handle), 0); });
         ASSERT_TRUE(inThird.Wait());
@@ -273,9 +235,7 @@ TEST_P(Together, LabelsStayUntilTheNextPictureIsWhole)
         EXPECT_EQ(Text(), "1") << "the picture on the screen is still the first";
         leave.Set();
         feeder.Finish();
-        EXPECT_TRUE(WaitUntil([&] { return onlooker.last == Whole(5); }, 2000)) << onlooker.last;
-        Ovel_ClearDraw(window.handle);
-        RunEvents();
+        ExpectLast(5);
     }
 }
 
@@ -285,7 +245,7 @@ TEST_P(Together, NoBlackBetweenTwoFormats)
 {
     ScriptedHost host([](const ScriptedHost::Run& run) { run.Push(NumberedLabel(4)); });
     host.Attach(window.handle);
-    ASSERT_TRUE(window.Show(PlainPicture(32, 24, 150, 128, 128), OVEL_DISPLAY_YV12));
+    ASSERT_TRUE(window.Show(PlainPicture(32, 24, 150, 128, 128), Yv12));
     RunEventsFor(20);
     std::atomic<int> looked{0};
     int black = 0;
@@ -305,7 +265,7 @@ TEST_P(Together, NoBlackBetweenTwoFormats)
         window.IsSubImage()
             ? QObject::connect(window.Sub(), &CLS_ShaderYuvSubImage::signalUpdate, waitForPaint)
             : QObject::connect(window.Full(), &CLS_ShaderYuv::signalUpdate, waitForPaint);
-    for (const int type : {OVEL_DISPLAY_NV12, OVEL_DISPLAY_YV12, OVEL_DISPLAY_NV12}) {
+    for (const int type : {Nv12, Yv12, Nv12}) {
         HostThread feeder(
             [&] { EXPECT_EQ(Frame(PlainPicture(32, 24, 150, 128, 128), type).Feed(window.handle), 0); });
         feeder.Finish();
@@ -360,19 +320,16 @@ TEST_P(Together, OvertakenCallbacksLeaveNothing)
             }
         }
         EXPECT_EQ(results, 0) << "records that came too late are taken all the same";
-        {
-            const QMutexLocker lock(&window.renderer->m_mutexDrawInfo);
-            const QVector<__tagQDrawGraphInfo>& list = window.renderer->m_vecDrawGraphInfo;
-            EXPECT_EQ(list.size(), 2);
-            for (const __tagQDrawGraphInfo& record : list) {
-                EXPECT_EQ(record.uiColor, NumberedBar(5).uiColor);
-            }
+        const QVector<__tagQDrawGraphInfo> list = List();
+        EXPECT_EQ(list.size(), 2);
+        for (const __tagQDrawGraphInfo& record : list) {
+            EXPECT_EQ(record.uiColor, NumberedBar(5).uiColor);
         }
         const int late = window.IsSubImage()
                              ? CLS_ShaderYuvSubImage::DrawCallbackToRender(&results, 4, window.handle)
                              : CLS_ShaderYuv::DrawCallbackToRender(&results, 4, window.handle);
         EXPECT_EQ(late, 0);
-        EXPECT_EQ(ListSize(), 3) << "after the callbacks the sink is open as ever";
+        EXPECT_EQ(List().size(), 3) << "after the callbacks the sink is open as ever";
         Ovel_ClearDraw(window.handle);
     }
 }
@@ -415,99 +372,63 @@ TEST_P(Together, NoTextIsMissed)
 }
 
 // Six windows, each with a feeder whose callback takes its time; every picture that reaches the screen is
-// looked at. With resizes only the list is: the picture may be newer than what the resize asked for.
+// looked at.
 TEST(TogetherUnderLoad, EveryPictureIsWhole)
 {
-    for (const bool resizing : {false, true}) {
-        std::atomic<bool> stop{false};
-        ScriptedHost host([&](const ScriptedHost::Run& run) {
-            const auto number = static_cast<int>(run.info.uiFrameParam);
-            std::this_thread::sleep_for(std::chrono::microseconds(300));
-            run.Push(NumberedBar(number));
-            std::this_thread::sleep_for(std::chrono::microseconds(300));
-            run.Push(NumberedLabel(number));
-        });
-        std::vector<std::unique_ptr<RenderWindow>> windows;
-        std::vector<std::unique_ptr<Onlooker>> onlookers;
-        int looked = 0;
-        int torn = 0;
-        int doubled = 0;
-        Shown firstTorn;
-        for (int i = 0; i < 6; ++i) {
-            windows.push_back(
-                std::make_unique<RenderWindow>(i % 2 ? OVEL_RENDER_SUB_IMAGE : OVEL_RENDER_FULL));
-            RenderWindow& window = *windows.back();
-            window.top->move(20 + 150 * i, 40);
-            host.Attach(window.handle);
-            ASSERT_TRUE(window.Show(NumberedFrame(1)));
-            onlookers.push_back(std::make_unique<Onlooker>(window));
-            onlookers.back()->seen = [&](const Shown& shown) {
-                ++looked;
-                if (!resizing && !(shown == Whole(shown.picture)) && torn++ == 0) {
-                    firstTorn = shown;
-                }
-                const QMutexLocker lock(&window.renderer->m_mutexDrawInfo);
-                doubled += window.renderer->m_vecDrawGraphInfo.size() > 2;
-            };
-        }
-        std::vector<std::thread> feeders;
-        for (auto& window : windows) {
-            feeders.emplace_back([&stop, handle = window->handle] {
-                for (int number = 1; !stop; number = number % Numbers + 1) {
-                    NumberedFrame(number).Feed(handle);
-                    std::this_thread::sleep_for(std::chrono::microseconds(700 * number));
-                }
-            });
-        }
-        QElapsedTimer timer;
-        timer.start();
-        for (size_t step = 0; static_cast<double>(timer.elapsed()) < TestSeconds(2) * 500; ++step) {
-            RunEvents();
-            RenderWindow& window = *windows[step % windows.size()];
-            if (resizing) {
-                window.top->resize(96 + static_cast<int>(step % 20), 64);
-            }
-        }
-        stop = true;
-        for (std::thread& feeder : feeders) {
-            feeder.join();
-        }
-        EXPECT_EQ(torn, 0) << "of " << looked << " pictures, first: " << firstTorn;
-        EXPECT_EQ(doubled, 0) << "of " << looked;
-        EXPECT_GT(looked, 20);
-        onlookers.clear();
-        windows.clear();
+    ScriptedHost host([&](const ScriptedHost::Run& run) {
+        const auto number = static_cast<int>(run.info.uiFrameParam);
+        std::this_thread::sleep_for(std::chrono::microseconds(300));
+        run.Push(NumberedBar(number));
+        std::this_thread::sleep_for(std::chrono::microseconds(300));
+        run.Push(NumberedLabel(number));
+    });
+    std::vector<std::unique_ptr<RenderWindow>> windows;
+    std::vector<std::unique_ptr<Onlooker>> onlookers;
+    std::vector<std::unique_ptr<HostThread>> feeders;
+    std::atomic<bool> stop{false};
+    int looked = 0;
+    int torn = 0;
+    for (int i = 0; i < 6; ++i) {
+        windows.push_back(std::make_unique<RenderWindow>(i % 2 ? OVEL_RENDER_SUB_IMAGE : OVEL_RENDER_FULL));
+        RenderWindow& window = *windows.back();
+        window.top->move(20 + 150 * i, 40);
+        host.Attach(window.handle);
+        ASSERT_TRUE(window.Show(NumberedFrame(1)));
+        onlookers.push_back(std::make_unique<Onlooker>(window));
+        onlookers.back()->seen = [&](const Shown& shown) {
+            ++looked;
+            torn += !(shown == Whole(shown.picture));
+        };
     }
+    for (auto& window : windows) {
+        feeders.push_back(std::make_unique<HostThread>([&stop, handle = window->handle] {
+            for (int number = 1; !stop; number = number % Numbers + 1) {
+                NumberedFrame(number).Feed(handle);
+                std::this_thread::sleep_for(std::chrono::microseconds(700 * number));
+            }
+        }));
+    }
+    RunEventsFor(static_cast<int>(TestSeconds(2) * 1000));
+    stop = true;
+    feeders.clear();
+    EXPECT_EQ(torn, 0) << "of " << looked;
+    EXPECT_GT(looked, 20);
+    onlookers.clear();
+    windows.clear();
 }
 
 } // namespace
 
 #ifndef OVEL_LOCKS_ARE_TAKEN
-// Take the places of Qt's own.
+// Takes the place of Qt's own.
 void QMutex::unlock() noexcept
 {
     using Unlock = void (*)(QMutex*);
     static const auto real = reinterpret_cast<Unlock>(dlsym(RTLD_NEXT, "_ZN6QMutex6unlockEv"));
     real(this);
-    if (lockWatch.released != this || !OnGuiThread()) {
-        return;
+    if (awaitedMutex == this && OnGuiThread()) {
+        awaitedMutex = nullptr;
+        onRelease();
     }
-    lockWatch.released = nullptr;
-    lockWatch.onRelease();
-}
-
-bool QMutex::tryLock(int milliseconds) QT_MUTEX_LOCK_NOEXCEPT
-{
-    using TryLock = bool (*)(QMutex*, int);
-    static const auto real = reinterpret_cast<TryLock>(dlsym(RTLD_NEXT, "_ZN6QMutex7tryLockEi"));
-    const bool watched = milliseconds != 0 && lockWatch.wanted == this && OnGuiThread();
-    if (watched) {
-        lockWatch.onTry();
-    }
-    const bool got = real(this, milliseconds);
-    if (watched) {
-        lockWatch.onGot();
-    }
-    return got;
 }
 #endif

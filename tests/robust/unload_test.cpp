@@ -15,7 +15,6 @@
 
 #include <chrono>
 #include <cstdio>
-#include <cstdlib>
 #include <memory>
 #include <thread>
 
@@ -64,23 +63,21 @@ int ShowFrame(const Library& library, void* renderer)
     return library.show(renderer, &frame, sizeof(frame));
 }
 
-struct PaintCounter : QObject {
-    bool eventFilter(QObject*, QEvent* event) override
-    {
-        count += event->type() == QEvent::Paint;
-        return false;
-    }
-    int count = 0;
-};
-
 bool PaintsFromAThread(const Library& library, void* renderer)
 {
-    PaintCounter paints;
+    struct PaintCounter : QObject {
+        bool eventFilter(QObject*, QEvent* event) override
+        {
+            count += event->type() == QEvent::Paint;
+            return false;
+        }
+        int count = 0;
+    } paints;
     static_cast<QWidget*>(renderer)->installEventFilter(&paints);
     std::thread([&] { ShowFrame(library, renderer); }).join();
-    for (int i = 0; i < 2000 && paints.count == 0; ++i) {
-        QCoreApplication::processEvents();
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    for (int i = 0; i < 500 && paints.count == 0; ++i) {
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
     }
     return paints.count > 0;
 }

@@ -25,10 +25,10 @@ namespace OvelTest
 void RunEvents();
 bool WaitUntil(const std::function<bool()>& condition, int milliseconds = 5000);
 void RunEventsFor(int milliseconds);
-bool IsFree(QMutex& mutex);
 // The check's last answer: the first that passes, or the one when the time is over.
 ::testing::AssertionResult Eventually(const std::function<::testing::AssertionResult()>& check,
                                       int milliseconds = 2000);
+bool IsFree(QMutex& mutex);
 
 // Makes a renderer a window of the display server inside its top-level window in the runs that are about such
 // tiles. Before it is shown.
