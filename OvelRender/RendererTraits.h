@@ -20,6 +20,6 @@ struct RendererTraits {
     OverlayKinds overlays = OverlayKinds::LinesAndShapes;
     OvelDrawToRender sink = nullptr;
     std::atomic<unsigned int>* lastFrameParam = nullptr;
-    std::function<void()> emitUpdate; // the signal
+    std::function<void()> emitUpdate;        // the signal
     std::unique_ptr<PictureSources> sources; // program and textures
 };
