@@ -99,8 +99,8 @@ void BoxFeed::Run()
 
 void BoxFeed::TakeBytes(const QByteArray& bytes)
 {
-    int begin = 0;
-    for (int end = bytes.indexOf('\n'); end >= 0; end = bytes.indexOf('\n', begin)) {
+    decltype(bytes.size()) begin = 0;
+    for (auto end = bytes.indexOf('\n'); end >= 0; end = bytes.indexOf('\n', begin)) {
         m_begun += bytes.mid(begin, end - begin);
         TakeLine(m_begun.trimmed());
         m_begun.clear();

@@ -125,7 +125,7 @@ void SendBoxLabel(const __tagQDrawCallbackInfo& info, const OverlayView& view, c
     // Labels have no background of their own: a thick dark line.
     __tagQDrawGraphInfo plate{};
     plate.iGraphType = OVEL_GRAPH_POLYLINE;
-    plate.uiColor = GraphColor(QColor::fromRgbF(0.04, 0.06, 0.09));
+    plate.uiColor = GraphColor(QColor(10, 15, 23));
     plate.iFontSize = height;
     for (const int x : {left, left + width}) {
         const QPointF place = view.View.ToUnzoomed({x / widget.width(), middle / widget.height()});

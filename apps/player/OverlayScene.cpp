@@ -10,9 +10,9 @@ constexpr double BoxHeight = 0.30;
 constexpr int TrackPoints = 24;
 constexpr unsigned FramesPerTrackPoint = 2;
 // Light enough over any picture.
-const QColor Green = QColor::fromRgbF(0.2, 1.0, 0.3);
-const QColor Yellow = QColor::fromRgbF(1.0, 0.85, 0.0);
-const QColor Red = QColor::fromRgbF(1.0, 0.15, 0.1);
+const QColor Green = QColor(51, 255, 77);
+const QColor Yellow = QColor(255, 217, 0);
+const QColor Red = QColor(255, 38, 26);
 constexpr uint32_t LabelGreen = 0x8cff8cU;
 
 // Top-left corner of the box in a frame.
