@@ -59,6 +59,7 @@ BoxFeed::~BoxFeed()
 std::vector<std::shared_ptr<BoxBoard>> BoxFeed::MakeBoards(const std::vector<double>& framesPerSecond)
 {
     std::vector<std::shared_ptr<BoxBoard>> boards;
+    boards.reserve(framesPerSecond.size());
     for (const double rate : framesPerSecond) {
         boards.push_back(std::make_shared<BoxBoard>(rate, MostBoxes / framesPerSecond.size()));
     }

@@ -115,6 +115,7 @@ void PlayerWindow::GiveBoxes()
         return;
     }
     std::vector<double> rates;
+    rates.reserve(m_tiles.size());
     for (const PlayerTile* tile : m_tiles) {
         rates.push_back(tile->FramesPerSecond());
     }

@@ -35,6 +35,20 @@ void MakeNumbered(const QString& file, const QStringList& codec, int first = 0)
            codec + QStringList{file});
 }
 
+// Where the line has been played, with its knob.
+QRect Amber(const QImage& image)
+{
+    QRect extent;
+    for (int y = std::max(0, image.height() - 60); y < image.height(); ++y) {
+        for (int x = 0; x < image.width(); ++x) {
+            if (image.pixel(x, y) == qRgb(255, 196, 64)) {
+                extent |= QRect(x, y, 1, 1);
+            }
+        }
+    }
+    return extent;
+}
+
 // The player with some files, paused on the first picture.
 class Playing
 {
@@ -192,14 +206,16 @@ TEST(Player, TheLineSeeks)
         // A click near its left end, a drag to its right end, beyond, and back.
         player.Mouse(QEvent::MouseButtonPress, QPointF(0, bottom), Qt::LeftButton);
         EXPECT_TRUE(player.Shows(0)) << player.Shown();
+        const int left = Amber(shot()).left();
         player.Mouse(QEvent::MouseMove, QPointF(size.width() + 50.0, bottom), Qt::LeftButton);
         EXPECT_TRUE(player.Shows(Count - 1)) << player.Shown();
-        int last = Count;
+        const int right = Amber(shot()).right();
         for (double x = 0.6; x > 0.15; x -= 0.2) {
             player.Mouse(QEvent::MouseMove, QPointF(size.width() * x, 10.0), Qt::LeftButton);
-            EXPECT_TRUE(WaitUntil([&] { return player.Shown() < last - 5; })) << player.Shown();
-            RunEventsFor(50);
-            last = player.Shown();
+            const double expected = Count * (size.width() * x - left) / (right - left);
+            EXPECT_TRUE(WaitUntil([&] { return std::abs(player.Shown() - expected) < 3.0; }))
+                << player.Shown() << " instead of " << expected;
+            EXPECT_NEAR(Amber(shot()).right(), size.width() * x, 0.01 * size.width() + 6.0) << "the knob";
         }
         player.Mouse(QEvent::MouseButtonRelease, QPointF(size.width() / 5.0, 10.0), Qt::NoButton);
         EXPECT_TRUE(WaitUntil([&] {
