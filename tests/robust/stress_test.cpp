@@ -471,7 +471,8 @@ void RunSoak(double minutes)
             }
         });
     }
-    constexpr int reports = 10; // the first half settles: on a busy machine not every window has painted once before
+    constexpr int reports =
+        10; // the first half settles: on a busy machine not every window has painted once before
     Resources early;
     int earlyGlObjects = 0;
     for (int report = 0; report <= reports; ++report) {
