@@ -135,22 +135,36 @@ bool WallWindow::Add(const QString& name, std::unique_ptr<VideoSource> file)
 bool WallWindow::AddLive(const QString& url, const LiveOptions& options)
 {
     Tile* tile = AddTile(url);
-    if (tile == nullptr) {
-        return false;
+    if (tile != nullptr) {
+        tile->Waiting = options;
     }
-    const size_t index = m_tiles.size() - 1;
-    const auto sizeChanged = [this, index](const VideoFacts& facts) {
-        QMetaObject::invokeMethod(
-            this,
-            [this, index, facts] {
-                m_tiles[index].Facts = facts;
-                Place(m_tiles[index]);
-            },
-            Qt::QueuedConnection);
-    };
-    tile->Live = std::make_unique<LiveStream>(tile->Renderer, QFile::encodeName(url).toStdString(), options,
-                                              *tile->Counter, tile->Caption->Loss(), sizeChanged);
-    return true;
+    return tile != nullptr;
+}
+
+// Once all renderers stand; how many there are.
+int WallWindow::StartLive()
+{
+    int count = 0;
+    for (size_t index = 0; index < m_tiles.size(); ++index) {
+        Tile& tile = m_tiles[index];
+        if (!tile.Waiting) {
+            continue;
+        }
+        const auto sizeChanged = [this, index](const VideoFacts& facts) {
+            QMetaObject::invokeMethod(
+                this,
+                [this, index, facts] {
+                    m_tiles[index].Facts = facts;
+                    Place(m_tiles[index]);
+                },
+                Qt::QueuedConnection);
+        };
+        tile.Live =
+            std::make_unique<LiveStream>(tile.Renderer, QFile::encodeName(tile.Name).toStdString(),
+                                         *tile.Waiting, *tile.Counter, tile.Caption->Loss(), sizeChanged);
+        ++count;
+    }
+    return count;
 }
 
 void WallWindow::SetBoxes(std::unique_ptr<BoxFeed> boxes, int tiles)
@@ -162,12 +176,11 @@ void WallWindow::SetBoxes(std::unique_ptr<BoxFeed> boxes, int tiles)
 
 void WallWindow::Begin(int threads, double seconds, const QString& picture)
 {
-    const auto live =
-        std::count_if(m_tiles.begin(), m_tiles.end(), [](const Tile& tile) { return tile.Live != nullptr; });
-    const auto files = static_cast<int>(m_tiles.size()) - static_cast<int>(live);
-    m_threads = std::min(threads, files) + static_cast<int>(live);
     show();
-    m_pool.Start(std::min(threads, files));
+    const int live = StartLive();
+    const int forFiles = std::min(threads, static_cast<int>(m_tiles.size()) - live);
+    m_pool.Start(forFiles);
+    m_threads = live + forFiles;
     m_timer.start(StatisticsIntervalMs);
     UpdateStatistics();
     if (seconds > 0.0) {

@@ -15,6 +15,7 @@
 
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <vector>
 
 class QGridLayout;
@@ -66,13 +67,15 @@ private:
         VideoFacts Facts{}; // of the first picture of a size
         FrameCounter* Counter = nullptr;
         std::unique_ptr<TileCaption> Caption{};
-        std::unique_ptr<LiveStream> Live{}; // null for files
+        std::optional<LiveOptions> Waiting{}; // of a live source; empty for files
+        std::unique_ptr<LiveStream> Live{};   // from Begin on; null for files
     };
 
     Tile* AddTile(const QString& name);
     static void Place(const Tile& tile);
     void Enlarge(const QWidget* view);
     void UpdateStatistics();
+    int StartLive();
     void WriteStatistics();
     void Finish(const QString& picture);
 
