@@ -56,6 +56,6 @@ private:
     uint32_t m_drawn = 0;
     bool m_hasDrawn = false;
     bool m_isChanged = false;
-    OverlayView m_view;
+    TileView m_view;
     std::function<void()> m_changed;
 };

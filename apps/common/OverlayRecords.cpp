@@ -92,7 +92,7 @@ OverlayLabel MakeLabel(const QString& text, uint32_t color)
     return label;
 }
 
-void SendBoxLabel(const __tagQDrawCallbackInfo& info, const OverlayView& view, const QRectF& box,
+void SendBoxLabel(const __tagQDrawCallbackInfo& info, const TileView& view, const QRectF& box,
                   const OverlayLabel& label)
 {
     const QSizeF widget(view.Widget);

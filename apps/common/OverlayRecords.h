@@ -22,7 +22,7 @@ __tagQDrawGraphInfo MakeGraph(int type, uint32_t color, int lineWidth, const __t
 void SendGraph(const __tagQDrawCallbackInfo& info, __tagQDrawGraphInfo graph);
 
 // How the tile looks at its picture: labels do not follow zoom and turns by themselves.
-struct OverlayView {
+struct TileView {
     ViewState View;
     QSize Widget;
 };
@@ -41,5 +41,5 @@ OverlayLabel MakeLabel(const QString& text, uint32_t color);
 
 // Puts a label with a dark plate under it on the upper edge of a box as it is shown. To be sent last: opaque
 // overlays that come later lie on top.
-void SendBoxLabel(const __tagQDrawCallbackInfo& info, const OverlayView& view, const QRectF& box,
+void SendBoxLabel(const __tagQDrawCallbackInfo& info, const TileView& view, const QRectF& box,
                   const OverlayLabel& label);

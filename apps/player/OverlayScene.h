@@ -21,5 +21,5 @@ private:
     const std::string m_name;
     const double m_framesPerSecond;
     std::mutex m_mutex;
-    OverlayView m_view; // under m_mutex
+    TileView m_view; // under m_mutex
 };
