@@ -44,12 +44,25 @@ OVEL_ASKED_BY_RUNTIME const char* __tsan_default_suppressions()
            "race:libxcb.so.1\n";
 }
 
-#ifdef __SANITIZE_ADDRESS__
-// Libraries stay: once Mesa's driver is unloaded its frames have no names any more, and no suppression finds them.
-OVEL_ASKED_BY_RUNTIME int dlclose(void*)
-{
-    return 0;
-}
-#endif
-
 } // extern "C"
+
+#ifdef __SANITIZE_ADDRESS__
+// Programs with Qt look for leaks while Mesa's driver is still loaded: afterwards its frames have no names any more, and
+// no suppression finds them.
+#include <sanitizer/lsan_interface.h>
+
+__attribute__((weak)) void qAddPreRoutine(void (*)());
+__attribute__((weak)) void qAddPostRoutine(void (*)());
+
+namespace
+{
+
+const bool isAsked = [] {
+    if (qAddPreRoutine != nullptr) {
+        qAddPreRoutine([] { qAddPostRoutine([] { __lsan_do_leak_check(); }); });
+    }
+    return true;
+}();
+
+} // namespace
+#endif

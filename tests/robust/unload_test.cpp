@@ -8,9 +8,6 @@
 #include <QWidget>
 
 #include <dlfcn.h>
-#ifdef __SANITIZE_ADDRESS__
-#include <sanitizer/lsan_interface.h>
-#endif
 #include <unistd.h>
 
 #include <chrono>
@@ -138,12 +135,7 @@ int main(int argc, char** argv)
     }
     const QApplication application(argc, argv);
     const Library library(argv[1]);
-    {
-#ifdef __SANITIZE_ADDRESS__
-        const __lsan::ScopedDisabler staysOnPurpose;
-#endif
-        lateCalls.renderer = library.create(nullptr);
-    }
+    lateCalls.renderer = library.create(nullptr);
     lateCalls.release = library.release;
     lateCalls.show = library.show;
     Expect(library.release(library.create(nullptr)) == 0, "release");

@@ -238,7 +238,10 @@ int OverlaySource::Attach(void* handle)
 int OverlaySource::Callback(int reserved, __tagQDrawCallbackInfo* info, int length, void* user)
 {
     auto* source = static_cast<OverlaySource*>(user);
-    source->calls.push_back({reserved, *info, length});
+    {
+        const std::lock_guard<std::mutex> lock(source->callsMutex);
+        source->calls.push_back({reserved, *info, length});
+    }
     for (auto& record : source->records) {
         info->pfnDrawToRender(&record, sizeof(record), info->pRender);
     }

@@ -94,6 +94,7 @@ public:
     static int Callback(int reserved, __tagQDrawCallbackInfo* info, int length, void* user);
 
     Records records;
+    std::mutex callsMutex; // a resize asks beside the feeder
     std::vector<Call> calls;
     std::function<void()> inside;
 };
