@@ -10,8 +10,6 @@ using namespace OvelTest;
 namespace
 {
 
-using namespace std::chrono_literals;
-
 struct CallbackWithFields {
     OvelDrawCallback function = nullptr;
     void* user = nullptr;
@@ -47,17 +45,12 @@ struct StayingCallback {
 // From inside another renderer's callback nobody waits for ever: the former pair stays then.
 TEST(PlayerCallbackPart, WhoTakesItAwayInACallbackGivesUp)
 {
-    std::function<void()> nothing = [] {};
     const struct {
         const char* name;
         bool givesUp;
         std::function<bool(PlayerCallback&)> change;
     } cases[] = {
         {"forget", true, [](PlayerCallback& c) { return c.Forget(); }},
-        {"another user value", true,
-         [&](PlayerCallback& c) {
-             return c.Set({&CallbackWithFields::Call, &nothing});
-         }},
         {"the same pair", false, [](PlayerCallback& c) { return c.Set(c.Get()); }},
     };
     for (const auto& change : cases) {
@@ -151,14 +144,11 @@ struct StayingCall {
     HostThread caller;
 };
 
-// A release on a thread of its own, inside another renderer's draw callback or not.
+// A release on a thread of its own, inside another renderer's draw callback: it waits, but not for ever.
 struct Release {
-    Release(const void* renderer, bool inCallback)
-        : thread([this, renderer, inCallback] {
-              std::optional<DrawCallbackScope> scope;
-              if (inCallback) {
-                  scope.emplace(this, 1);
-              }
+    explicit Release(const void* renderer)
+        : thread([this, renderer] {
+              const DrawCallbackScope scope(this, 1);
               const RendererUse use(renderer);
               result = use.Retire();
               over.Set();
@@ -170,27 +160,6 @@ struct Release {
     HostThread thread;
 };
 
-// Who ends a renderer waits for the calls in flight, and only from inside a draw callback not for ever.
-TEST(LiveRenderersPart, TheEndWaitsForCallsInFlight)
-{
-    for (const bool inCallback : {false, true}) {
-        SCOPED_TRACE(inCallback);
-        Living living;
-        StayingCall call(&living);
-        Release release(&living, inCallback);
-        EXPECT_FALSE(release.over.Wait(200));
-        EXPECT_FALSE(RendererUse(&living)) << "refused while the release waits";
-        if (inCallback) {
-            EXPECT_TRUE(release.over.Wait(3000));
-            EXPECT_TRUE(RendererUse(&living)) << "as welcome as before";
-        }
-        call.leave.Set();
-        release.thread.Finish();
-        EXPECT_EQ(release.result, inCallback ? RendererUse::Retired::No : RendererUse::Retired::Yes);
-        call.caller.Finish();
-    }
-}
-
 // A release that gives up must not open a renderer that is being destroyed meanwhile, nor hide from its
 // destructor that the last call is over.
 TEST(LiveRenderersPart, AReleaseGivesUpDuringTheDestruction)
@@ -198,7 +167,7 @@ TEST(LiveRenderersPart, AReleaseGivesUpDuringTheDestruction)
     auto living = std::make_unique<Living>();
     const void* const address = living.get();
     StayingCall call(address);
-    Release release(address, true);
+    Release release(address);
     ASSERT_TRUE(WaitUntil([&] { return !RendererUse(address); }));
     HostThread destroyer([&] { living.reset(); });
     EXPECT_TRUE(release.over.Wait(3000));
@@ -206,25 +175,6 @@ TEST(LiveRenderersPart, AReleaseGivesUpDuringTheDestruction)
     EXPECT_FALSE(RendererUse(address)) << "it is being destroyed";
     call.leave.Set();
     EXPECT_TRUE(destroyer.done.Wait()) << "the destructor does not hear that the calls are over";
-}
-
-TEST(LiveRenderersPart, ScopesOfCallbacks)
-{
-    int a = 0;
-    int b = 0;
-    EXPECT_FALSE(IsInsideDrawCallback(&a) || WaitLimit());
-    {
-        const DrawCallbackScope outer(&a, 1);
-        const DrawCallbackScope middle(&b, 7);
-        const DrawCallbackScope inner(&a, 2);
-        EXPECT_TRUE(IsInsideDrawCallback(&a) && IsInsideDrawCallback(&b));
-        EXPECT_FALSE(IsInsideDrawCallback(nullptr) || IsInsideDrawCallback(&outer));
-        EXPECT_EQ(DrawCallbackScope::RunOf(&a), 2u) << "the innermost";
-        EXPECT_EQ(DrawCallbackScope::RunOf(&b), 7u);
-        EXPECT_EQ(WaitLimit(), 500ms);
-        std::thread([&] { EXPECT_FALSE(IsInsideDrawCallback(&a) || WaitLimit()); }).join();
-    }
-    EXPECT_EQ(DrawCallbackScope::RunOf(&a), std::nullopt);
 }
 
 } // namespace

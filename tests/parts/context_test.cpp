@@ -117,39 +117,6 @@ TEST_F(ContextPart, PictureAndOverlaysAsTheViewSays)
     EXPECT_FALSE(IsBlack());
 }
 
-// What is on the screen is known until something else may be there.
-TEST_F(ContextPart, KnowsWhatIsShown)
-{
-    ASSERT_TRUE(target) << "no context";
-    const std::function<void()> ends[] = {
-        [&] { ++view.surface.framebuffer; }, [&] { view.surface.scale = 2; }, [&] { painter.ForgetShown(); },
-        [&] { painter.PaintBlack(); },       [&] { painter.Enter(); },        [&] { painter.Free(); }};
-    EXPECT_FALSE(painter.HasShown(view)) << "nothing yet";
-    for (const auto& end : ends) {
-        painter.SetShown(view);
-        EXPECT_TRUE(painter.HasShown(view));
-        end();
-        EXPECT_FALSE(painter.HasShown(view)) << &end - ends;
-    }
-    Surface other = view.surface;
-    ++other.framebuffer;
-    const struct {
-        bool shown;
-        Surface surface;
-        bool isKept;
-    } pictures[] = {{true, view.surface, true}, {true, other, false}, {false, view.surface, false}};
-    for (const auto& p : pictures) {
-        painter.ForgetShown();
-        if (p.shown) {
-            painter.SetShown(view);
-        }
-        context.functions()->glClearColor(1, 1, 1, 1);
-        context.functions()->glClear(GL_COLOR_BUFFER_BIT);
-        painter.KeepPicture(p.surface);
-        EXPECT_EQ(IsBlack(), !p.isKept);
-    }
-}
-
 } // namespace
 
 // The part's log: nothing here fails.

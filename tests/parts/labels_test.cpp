@@ -3,7 +3,6 @@
 
 #include "Harness.h"
 
-#include <QEvent>
 #include <QLabel>
 
 #include <thread>
@@ -62,38 +61,6 @@ TEST(LabelBoardPart, ParentsFromOtherThreads)
         ASSERT_EQ(b.labels[0]->parentWidget(), &panels[round % 2]) << "round " << round;
     }
     b.board.Delete();
-}
-
-// The list may be emptied and filled by what the labels' own events run.
-TEST(LabelBoardPart, PassesInsideAPass)
-{
-    class Nesting : public QObject
-    {
-    public:
-        std::function<void()> act;
-        bool eventFilter(QObject*, QEvent* event) override
-        {
-            if (event->type() == QEvent::Resize && act) {
-                std::exchange(act, nullptr)();
-            }
-            return false;
-        }
-    };
-    for (const size_t texts : {size_t{0}, size_t{1}, size_t{2}, size_t{40}}) {
-        BoardWithFields b;
-        Nesting nesting;
-        b.Pass({Label("a", {0, 20, 90, 40}), Label("b", {0, 60, 90, 80})});
-        b.labels[0]->installEventFilter(&nesting);
-        std::vector<__tagQDrawGraphInfo> inner(texts, Label("inner", {0, 20, 33, 40}));
-        nesting.act = [&] { b.Pass(inner); };
-        b.Pass({Label("c", {0, 20, 70, 40}), Label("d", {0, 60, 70, 80})});
-        b.labels[0]->removeEventFilter(&nesting);
-        b.Pass({Label("e", {0, 20, 70, 40})});
-        EXPECT_EQ(b.Text(0), "e");
-        for (int slot = 1; slot < OVEL_LABELS && b.labels[slot]; ++slot) {
-            EXPECT_EQ(b.Text(slot), "") << slot;
-        }
-    }
 }
 
 } // namespace

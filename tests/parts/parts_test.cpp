@@ -10,7 +10,6 @@
 #include <cmath>
 #include <cstring>
 #include <fstream>
-#include <limits>
 
 #include <malloc.h>
 #include <sys/syscall.h>
@@ -20,8 +19,6 @@ using namespace OvelTest;
 
 namespace
 {
-
-constexpr int Largest = std::numeric_limits<int>::max();
 
 struct StoreWithFields {
     int width = 0;
@@ -41,20 +38,6 @@ struct StoreWithFields {
         std::memset(buffer, 0x5A, bytes);
     }
 };
-
-TEST(FrameStorePart, SizesThatWrap)
-{
-    const struct {
-        int width, height;
-        bool can;
-    } pictures[] = {
-        {1, 1, true},          {0, 1, false},         {1, -1, false},           {30000, 30000, true},
-        {46341, 46341, false}, {65536, 65536, false}, {1431655765, 1, true},    {1431655766, 1, false},
-        {Largest, 1, false},   {1, Largest, false},   {Largest, Largest, false}};
-    for (const auto& p : pictures) {
-        EXPECT_EQ(FrameStore::CanHold(p.width, p.height), p.can) << p.width << " x " << p.height;
-    }
-}
 
 // However short the block is that a host put there: what fits is copied, and nothing is shown that is not
 // there.
@@ -275,19 +258,6 @@ TEST(ViewStorePart, HandsOverWhole)
     }
     stop = true;
     commands.join();
-}
-
-TEST(ViewStorePart, VisibleSizes)
-{
-    ViewWithFields v;
-    for (const QSize& size : {QSize(0, 0), QSize(1, 0), QSize(640, 480), QSize(16777215, 16777215)}) {
-        v.view.NoteWidget(true, size);
-        EXPECT_TRUE(v.view.IsVisible());
-        EXPECT_EQ(v.view.VisibleSize(), size);
-        v.view.NoteWidget(false, size);
-        EXPECT_FALSE(v.view.IsVisible());
-        EXPECT_TRUE(v.view.VisibleSize().isEmpty());
-    }
 }
 
 } // namespace

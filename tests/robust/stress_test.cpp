@@ -1,44 +1,17 @@
-// Threads against the event loop, windows made and taken down, many windows that play on. A test ends within a
-// minute; longer runs repeat (--gtest_repeat=100): what the first time left is all that may be left.
+// Threads against the event loop while windows are made and taken down. Longer runs repeat
+// (--gtest_repeat=100).
 #include "ScriptedHost.h"
 
 #include <QElapsedTimer>
 #include <QHBoxLayout>
-#include <QOpenGLContext>
-#include <QOpenGLExtraFunctions>
 
 #include <deque>
-#include <filesystem>
-#include <fstream>
-#include <map>
 #include <random>
-
-#include <unistd.h>
 
 using namespace OvelTest;
 
 namespace
 {
-
-struct Resources {
-    Resources()
-    {
-        long pages = 0;
-        std::ifstream("/proc/self/statm") >> pages >> kibibytes;
-        kibibytes *= sysconf(_SC_PAGESIZE) / 1024;
-        descriptors = std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
-    }
-    long kibibytes = 0;
-    std::ptrdiff_t descriptors = 0;
-};
-
-// A sanitizer keeps what was freed.
-void ExpectNoGrowth(const Resources& early)
-{
-    const Resources now;
-    EXPECT_LT(now.kibibytes, early.kibibytes + (OVEL_SANITIZED ? 1000000 : 1024));
-    EXPECT_LE(now.descriptors, early.descriptors);
-}
 
 void PushOverlays(const __tagQDrawCallbackInfo& info)
 {
@@ -236,102 +209,6 @@ TEST_F(Stress, ThreadsAgainstTheEventLoop)
     for (Slot& slot : places) {
         EXPECT_GT(slot.taken, 0);
         EXPECT_EQ(Ovel_Release(slot.handle), 0);
-    }
-}
-
-class Cycles : public BothRenderers
-{
-};
-OVEL_FOR_BOTH_RENDERERS(Cycles);
-
-// Windows made, shown, fed from two threads, taken down by a release or by their Qt parent.
-TEST_P(Cycles, LeaveNothing)
-{
-    constexpr int Count = 40;
-    constexpr int Settled = 12;
-    static std::map<int, Resources> early; // of the first repetition
-    for (int cycle = 1; cycle <= Count; ++cycle) {
-        RenderWindow window(GetParam());
-        CallbackUser user(1);
-        window.Set(OVELCMD_SET_DRAW_CALLBACK, tagOvelDrawCallback{&OnDraw<1>, &user});
-        std::atomic<int> taken{0};
-        const auto feed = [&] { // large enough for a single leaked buffer in a cycle to show
-            Frame frame(PlainPicture(640, 480, 90, 128, 128), cycle / 2 % 2 ? Nv12 : Yv12);
-            while (frame.Feed(window.handle) == 0) {
-                ++taken;
-                std::this_thread::sleep_for(std::chrono::milliseconds(1));
-            }
-        };
-        HostThread first(feed);
-        HostThread second(feed);
-        EXPECT_TRUE(WaitUntil([&] { return window.renderer->m_bGLInited && taken >= 4; }));
-        if (cycle % 2) {
-            delete window.renderer;
-        }
-        EXPECT_EQ(Ovel_Release(window.handle), 0) << "also when it comes too late";
-        user.retired = true;
-        if (cycle == Settled) {
-            early.try_emplace(GetParam());
-        }
-    }
-    ExpectNoGrowth(early[GetParam()]);
-}
-
-int CountGlObjects(QOpenGLWidget& renderer)
-{
-    int count = 0;
-    renderer.makeCurrent();
-    QOpenGLExtraFunctions* gl = renderer.context()->extraFunctions();
-    for (GLuint name = 1; name < 4096; ++name) {
-        count += gl->glIsTexture(name) + gl->glIsBuffer(name) + gl->glIsProgram(name) + gl->glIsShader(name) +
-                 gl->glIsVertexArray(name) + gl->glIsFramebuffer(name);
-    }
-    renderer.doneCurrent();
-    return count;
-}
-
-TEST(Soak, SixteenWindowsPlayOn)
-{
-    ScriptedHost host([](const ScriptedHost::Run& run) { PushOverlays(run.info); });
-    std::vector<std::unique_ptr<RenderWindow>> windows;
-    for (int i = 0; i < 16; ++i) {
-        windows.push_back(std::make_unique<RenderWindow>(i % 2 ? OVEL_RENDER_SUB_IMAGE : OVEL_RENDER_FULL));
-        windows.back()->top->move(10 + i % 4 * 210, 10 + i / 4 * 160);
-        host.Attach(windows.back()->handle);
-    }
-    std::atomic<bool> stop{false};
-    std::vector<std::unique_ptr<HostThread>> feeders;
-    for (size_t first = 0; first < 4; ++first) {
-        feeders.push_back(std::make_unique<HostThread>([&, first] {
-            Frame frames[] = {Frame(MakePicture(176, 144), Yv12), Frame(MakePicture(176, 144), Nv12)};
-            while (!stop) {
-                for (size_t i = first; i < windows.size(); i += 4) {
-                    Frame& frame = frames[i % 3 == 0];
-                    ++frame.info.uiFrameParam;
-                    EXPECT_EQ(frame.Feed(windows[i]->handle), 0);
-                }
-                std::this_thread::sleep_for(std::chrono::milliseconds(40));
-            }
-        }));
-    }
-    const auto playOn = [&] {
-        int glObjects = 0;
-        RunEventsFor(static_cast<int>(TestSeconds(3) * 500));
-        for (auto& window : windows) {
-            window->paints->count = 0;
-            EXPECT_TRUE(WaitUntil([&] { return window->paints->count > 3; })) << "a window is lost";
-            glObjects += CountGlObjects(*window->renderer);
-        }
-        return glObjects;
-    };
-    const int glObjects = playOn();
-    const Resources early;
-    EXPECT_LE(playOn(), glObjects);
-    EXPECT_LE(Resources().descriptors, early.descriptors);
-    stop = true;
-    feeders.clear();
-    for (auto& window : windows) {
-        Ovel_ClearDraw(window->handle);
     }
 }
 

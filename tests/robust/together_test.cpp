@@ -128,11 +128,6 @@ Shown Whole(int number)
 class Together : public BothRenderers
 {
 protected:
-    QVector<__tagQDrawGraphInfo> List()
-    {
-        const QMutexLocker lock(&window.renderer->m_mutexDrawInfo);
-        return window.renderer->m_vecDrawGraphInfo;
-    }
     bool ShowsFirst(ScriptedHost& host)
     {
         host.Attach(window.handle);
@@ -210,33 +205,25 @@ TEST_P(Together, APaintTakesAllOfAFrame)
 // A repaint was asked for, and the next frame's callback runs when the event loop gets there.
 TEST_P(Together, LabelsStayUntilTheNextPictureIsWhole)
 {
-    for (const bool pushed : {false, true}) {
-        SCOPED_TRACE(pushed ? "the next label is in the list" : "the list is empty");
-        Signal inThird;
-        Signal leave;
-        ScriptedHost host([&](const ScriptedHost::Run& run) {
-            const auto number = static_cast<int>(run.info.uiFrameParam);
-            if (pushed) {
-                PushNumbered(run, number);
-            }
-            if (number == 5) {
-                inThird.Set();
-                EXPECT_TRUE(leave.Wait());
-            }
-            if (!pushed) {
-                PushNumbered(run, number);
-            }
-        });
-        ASSERT_TRUE(ShowsFirst(host));
-        std::thread([&] { EXPECT_EQ(NumberedFrame(3).Feed(window.handle), 0); }).join();
-        HostThread feeder([&] { EXPECT_EQ(NumberedFrame(5).Feed(window.handle), 0); });
-        ASSERT_TRUE(inThird.Wait());
-        RunEventsFor(50);
-        EXPECT_EQ(Text(), "1") << "the picture on the screen is still the first";
-        leave.Set();
-        feeder.Finish();
-        ExpectLast(5);
-    }
+    Signal inThird;
+    Signal leave;
+    ScriptedHost host([&](const ScriptedHost::Run& run) {
+        const auto number = static_cast<int>(run.info.uiFrameParam);
+        PushNumbered(run, number);
+        if (number == 5) {
+            inThird.Set();
+            EXPECT_TRUE(leave.Wait());
+        }
+    });
+    ASSERT_TRUE(ShowsFirst(host));
+    std::thread([&] { EXPECT_EQ(NumberedFrame(3).Feed(window.handle), 0); }).join();
+    HostThread feeder([&] { EXPECT_EQ(NumberedFrame(5).Feed(window.handle), 0); });
+    ASSERT_TRUE(inThird.Wait());
+    RunEventsFor(50);
+    EXPECT_EQ(Text(), "1") << "the picture on the screen is still the first";
+    leave.Set();
+    feeder.Finish();
+    ExpectLast(5);
 }
 
 // A change of the format is no stop: no paint in between shows black or takes the labels away. The host hears
@@ -261,77 +248,52 @@ TEST_P(Together, NoBlackBetweenTwoFormats)
             std::this_thread::sleep_for(std::chrono::milliseconds(1));
         }
     };
-    const auto heard =
-        window.IsSubImage()
-            ? QObject::connect(window.Sub(), &CLS_ShaderYuvSubImage::signalUpdate, waitForPaint)
-            : QObject::connect(window.Full(), &CLS_ShaderYuv::signalUpdate, waitForPaint);
+    auto listener = std::make_unique<QObject>();
+    HearUpdates(window.renderer, *listener, waitForPaint);
     for (const int type : {Nv12, Yv12, Nv12}) {
         HostThread feeder(
             [&] { EXPECT_EQ(Frame(PlainPicture(32, 24, 150, 128, 128), type).Feed(window.handle), 0); });
         feeder.Finish();
         RunEventsFor(30);
     }
-    QObject::disconnect(heard);
+    listener.reset();
     EXPECT_GE(looked, 3);
     EXPECT_EQ(black, 0) << "of " << looked;
     EXPECT_EQ(unlabelled, 0) << "of " << looked;
     Ovel_ClearDraw(window.handle);
 }
 
-// A frame's and a resize's callback at the same time, in either order: the one that began last counts.
+// A resize's callback comes into a frame's: the one that began last counts.
 TEST_P(Together, OvertakenCallbacksLeaveNothing)
 {
-    for (const bool resizeFirst : {false, true}) {
-        SCOPED_TRACE(resizeFirst ? "a frame comes into a resize" : "a resize comes into a frame");
-        Signal firstIsIn;
-        Signal secondIsOver;
-        std::atomic<int> results{0};
-        std::atomic<int> first{0};
-        ScriptedHost host([&](const ScriptedHost::Run& run) {
-            if (first == 0) {
-                return; // not yet
-            }
-            if (run.number == first) {
-                run.Push(NumberedBar(1));
-                firstIsIn.Set();
-                secondIsOver.Wait(2000);
-            }
-            results += run.Push(NumberedBar(run.number == first ? 2 : 5));
-            results += run.Push(NumberedBar(run.number == first ? 2 : 5));
-        });
-        host.Attach(window.handle);
-        ASSERT_TRUE(window.Show(NumberedFrame(1)));
-        RunEventsFor(20);
-        first = host.runs + 1;
-        Frame frame = NumberedFrame(1);
-        {
-            HostThread feeder([&] {
-                EXPECT_TRUE(!resizeFirst || firstIsIn.Wait());
-                EXPECT_EQ(frame.Feed(window.handle), 0);
-                if (resizeFirst) {
-                    secondIsOver.Set();
-                }
-            });
-            EXPECT_TRUE(resizeFirst || firstIsIn.Wait());
-            window.top->resize(resizeFirst ? QSize(120, 80) : QSize(110, 70));
-            RunEvents();
-            if (!resizeFirst) {
-                secondIsOver.Set();
-            }
+    Signal firstIsIn;
+    Signal secondIsOver;
+    std::atomic<int> results{0};
+    ScriptedHost host([&](const ScriptedHost::Run& run) {
+        if (run.number == 1) {
+            run.Push(NumberedBar(1));
+            firstIsIn.Set();
+            secondIsOver.Wait(2000);
         }
-        EXPECT_EQ(results, 0) << "records that came too late are taken all the same";
-        const QVector<__tagQDrawGraphInfo> list = List();
-        EXPECT_EQ(list.size(), 2);
-        for (const __tagQDrawGraphInfo& record : list) {
-            EXPECT_EQ(record.uiColor, NumberedBar(5).uiColor);
-        }
-        const int late = window.IsSubImage()
-                             ? CLS_ShaderYuvSubImage::DrawCallbackToRender(&results, 4, window.handle)
-                             : CLS_ShaderYuv::DrawCallbackToRender(&results, 4, window.handle);
-        EXPECT_EQ(late, 0);
-        EXPECT_EQ(List().size(), 3) << "after the callbacks the sink is open as ever";
-        Ovel_ClearDraw(window.handle);
+        results += run.Push(NumberedBar(run.number == 1 ? 2 : 5));
+        results += run.Push(NumberedBar(run.number == 1 ? 2 : 5));
+    });
+    RunEventsFor(20); // a resize of the window's own would be the first
+    host.Attach(window.handle);
+    {
+        HostThread feeder([&] { EXPECT_EQ(NumberedFrame(1).Feed(window.handle), 0); });
+        EXPECT_TRUE(firstIsIn.Wait());
+        window.top->resize(QSize(110, 70));
+        RunEvents();
+        secondIsOver.Set();
     }
+    EXPECT_EQ(results, 0) << "records that came too late are taken all the same";
+    const QVector<__tagQDrawGraphInfo>& list = window.renderer->m_vecDrawGraphInfo;
+    EXPECT_EQ(list.size(), 2);
+    for (const __tagQDrawGraphInfo& record : list) {
+        EXPECT_EQ(record.uiColor, NumberedBar(5).uiColor);
+    }
+    Ovel_ClearDraw(window.handle);
 }
 
 // A text that arrives while the labels are filled is not taken for shown.

@@ -13,7 +13,6 @@ std::mutex linesLock;
 std::vector<std::string> lines;
 std::recursive_mutex bufferLock; // held from sdk_log_buf_lock to the entry's end, as the real one does
 std::string location;
-std::vector<LogLocation> locations;
 std::function<void(const std::string&)> whenLogged;
 
 void Keep(const std::string& line)
@@ -39,12 +38,6 @@ RECORDER_API void WhenLogged(std::function<void(const std::string& line)> call)
     whenLogged = std::move(call);
 }
 
-RECORDER_API std::vector<LogLocation> TakeLogLocations()
-{
-    const std::lock_guard<std::mutex> guard(linesLock);
-    return std::exchange(locations, {});
-}
-
 extern "C" {
 
 RECORDER_API void sdk_log_msg(const char* text, ...)
@@ -64,13 +57,9 @@ RECORDER_API void sdk_log_buf_msg(const char* text, ...)
 {
     char source[64] = "";
     char function[64] = "";
-    int line = 0;
-    if (std::sscanf(text, "file: %63[^,], func:%63[^,], line: %d", source, function, &line) < 2) {
-        return;
+    if (std::sscanf(text, "file: %63[^,], func:%63[^,]", source, function) == 2) {
+        location = std::string(source) + "|" + function + "|";
     }
-    location = std::string(source) + "|" + function + "|";
-    const std::lock_guard<std::mutex> guard(linesLock);
-    locations.push_back({source, function, line});
 }
 
 RECORDER_API void sdk_err_buf_msg_unlock(const char* text, ...)

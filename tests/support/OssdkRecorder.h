@@ -11,11 +11,3 @@ std::vector<std::string> TakeLogLines();
 
 // Called for every line while it is being written, on the thread that writes it; null: nothing.
 void WhenLogged(std::function<void(const std::string& line)> call);
-
-// Where the error entries since the last call say they come from.
-struct LogLocation {
-    std::string source;
-    std::string function;
-    int line;
-};
-std::vector<LogLocation> TakeLogLocations();

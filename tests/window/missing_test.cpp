@@ -23,17 +23,6 @@ bool UnlessKnown(const QSurfaceFormat& asked)
     return asked.majorVersion() == UnknownVersion;
 }
 
-std::vector<std::string> Errors()
-{
-    std::vector<std::string> errors;
-    for (const std::string& line : TakeLogLines()) {
-        if (line.rfind("E ", 0) == 0) {
-            errors.push_back(line);
-        }
-    }
-    return errors;
-}
-
 class MissingTest : public BothRenderers
 {
 protected:
@@ -61,19 +50,18 @@ TEST_P(MissingTest, IsSaidOnceWhenARendererIsToBePainted)
     Frame frame(MakePicture(32, 24), OVEL_DISPLAY_YV12);
     EXPECT_EQ(frame.Feed(unseen), 0);
     RunEventsFor(30);
-    EXPECT_TRUE(Errors().empty()) << "never shown";
+    EXPECT_TRUE(TakeErrorLines().empty()) << "never shown";
 
     RenderWindow window(type);
     OverlaySource source;
     source.records = {Graph(OVEL_GRAPH_POLYLINE, 0xFFFFFF, 3, {{5, 5}, {50, 30}})};
     EXPECT_EQ(source.Attach(window.handle), 0);
-    const std::vector<std::string> errors = Errors();
+    const std::vector<std::string> errors = TakeErrorLines();
     ASSERT_EQ(errors.size(), 1u);
     EXPECT_EQ(
         errors[0],
         "E ContextPainter|ReportMissing|no OpenGL context for this renderer, nothing is shown: platform " +
             QGuiApplication::platformName().toStdString() + " makes none at all");
-    TakeLogLocations();
     const std::function<void()> steps[] = {
         [&] { window.Repaint(); },
         [&] { window.top->resize(120, 80); },
@@ -84,19 +72,19 @@ TEST_P(MissingTest, IsSaidOnceWhenARendererIsToBePainted)
         EXPECT_EQ(frame.Feed(window.handle), 0);
         step();
         RunEventsFor(20);
-        EXPECT_TRUE(Errors().empty()) << &step - steps;
+        EXPECT_TRUE(TakeErrorLines().empty()) << &step - steps;
     }
     EXPECT_GE(source.calls.size(), 4u) << "asked at every frame";
 
     RenderWindow another(type);
-    EXPECT_EQ(Errors().size(), 1u) << "each renderer for itself";
+    EXPECT_EQ(TakeErrorLines().size(), 1u) << "each renderer for itself";
     EXPECT_EQ(Ovel_Release(unseen), 0);
 }
 
 TEST_P(MissingTest, AWindowThatHasOneShowsThePicture)
 {
     RenderWindow window(GetParam());
-    EXPECT_EQ(Errors().size(), 1u);
+    EXPECT_EQ(TakeErrorLines().size(), 1u);
     if (!platformHasOpenGl) {
         return;
     }
@@ -111,7 +99,7 @@ TEST_P(MissingTest, AWindowThatHasOneShowsThePicture)
     ASSERT_TRUE(window.Show(picture, OVEL_DISPLAY_YV12));
     EXPECT_TRUE(
         ShowsCanvas(window.Framebuffer(), RenderPicture(picture, OVEL_DISPLAY_YV12, window.CurrentView())));
-    EXPECT_TRUE(Errors().empty());
+    EXPECT_TRUE(TakeErrorLines().empty());
     // And back to where there is none.
     ASSERT_TRUE(window.Repaint()); // Qt crashes over a grab that was not composed before the move
     contextFails = &Always;
@@ -122,7 +110,7 @@ TEST_P(MissingTest, AWindowThatHasOneShowsThePicture)
     RunEventsFor(50);
     EXPECT_FALSE(window.renderer->isValid());
     EXPECT_EQ(Frame(picture, OVEL_DISPLAY_YV12).Feed(window.handle), 0);
-    EXPECT_TRUE(Errors().empty()) << "said before";
+    EXPECT_TRUE(TakeErrorLines().empty()) << "said before";
     window.renderer->setParent(nullptr);
 }
 
@@ -142,7 +130,7 @@ TEST_P(MissingTest, TheVersionMayBeTheReason)
     renderer->show();
     std::vector<std::string> errors;
     EXPECT_TRUE(WaitUntil([&] {
-        errors = Errors();
+        errors = TakeErrorLines();
         return !errors.empty();
     }));
     EXPECT_NE(errors.at(0).find("makes none of version 9.1"), std::string::npos) << errors[0];

@@ -3,7 +3,6 @@
 #include "ScriptedHost.h"
 
 #include <QApplication>
-#include <QPointer>
 
 using namespace OvelTest;
 
@@ -65,19 +64,7 @@ TEST_P(RequestTest, LostRequestsFreezeNothing)
         {"removed from the queue", true,
          [](RenderWindow& w) { QCoreApplication::removePostedEvents(w.renderer); }},
         {"the queue is emptied", false, // on the GUI thread Qt's own requests would be lost with ours
-         [](RenderWindow&) { QCoreApplication::removePostedEvents(nullptr); }},
-        {"signals are blocked", true,
-         [](RenderWindow& w) {
-             w.renderer->blockSignals(true);
-             FeedElsewhere(w.handle, MakePicture(16, 16));
-             w.renderer->blockSignals(false);
-         }},
-        {"hidden and shown", true, [](RenderWindow& w) {
-             w.renderer->hide();
-             FeedElsewhere(w.handle, MakePicture(16, 16));
-             RunEventsFor(20);
-             w.renderer->show();
-         }}};
+         [](RenderWindow&) { QCoreApplication::removePostedEvents(nullptr); }}};
     OverlaySource source;
     source.records = {Label("text", {500, 20, 590, 40})};
     const Picture picture = MakePicture(32, 24, 2);
@@ -123,49 +110,6 @@ TEST_P(RequestTest, BlockedSignalsAskForNoRepaint)
     EXPECT_EQ(window.paints->count, 0);
     window.renderer->blockSignals(false);
     ExpectShownByItself(window, pictures[0]);
-}
-
-// Widgets go while the repaints of several are handed out; the others are painted all the same.
-TEST(RequestTogether, WidgetsThatGoDuringDelivery)
-{
-    constexpr unsigned Count = 3;
-    for (unsigned asked = 0; asked < Count; ++asked) {
-        constexpr unsigned all = (1u << Count) - 1;
-        for (const unsigned going : {1u << asked, all - (1u << asked), all}) {
-            SCOPED_TRACE(testing::Message()
-                         << "those of mask " << going << " go when " << asked << " is asked");
-            std::vector<std::unique_ptr<RenderWindow>> windows;
-            std::vector<QPointer<CLS_ShaderBase>> renderers;
-            for (unsigned i = 0; i < Count; ++i) {
-                windows.push_back(
-                    std::make_unique<RenderWindow>(i % 2 ? OVEL_RENDER_SUB_IMAGE : OVEL_RENDER_FULL));
-                renderers.push_back(windows.back()->renderer);
-            }
-            EventEater eater([&, isOver = false](QObject* receiver, QEvent* event) mutable {
-                if (isOver || receiver != renderers[asked] || !IsRequest(event)) {
-                    return false;
-                }
-                isOver = true;
-                for (unsigned i = 0; i < Count; ++i) {
-                    if (going >> i & 1) {
-                        delete renderers[i].data();
-                    }
-                }
-                return !renderers[asked];
-            });
-            RunEvents();
-            qApp->installEventFilter(&eater);
-            for (auto& window : windows) {
-                window->paints->count = 0;
-                FeedElsewhere(window->handle, MakePicture(16, 16, 9));
-            }
-            RunEventsFor(30);
-            qApp->removeEventFilter(&eater);
-            for (size_t i = 0; i < Count; ++i) {
-                EXPECT_TRUE(!renderers[i] || windows[i]->paints->count > 0) << "window " << i;
-            }
-        }
-    }
 }
 
 } // namespace
