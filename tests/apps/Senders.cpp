@@ -1,15 +1,13 @@
 #include "Senders.h"
 
 #include "Harness.h"
+#include "Played.h"
 
 #include <QDir>
-#include <QFile>
-#include <QGuiApplication>
 #include <QJsonDocument>
-#include <QScreen>
 
-#include <cmath>
-#include <cstring>
+#include <memory>
+#include <utility>
 
 #include <arpa/inet.h>
 #include <netinet/in.h>
@@ -51,18 +49,13 @@ QByteArray SessionDescription(int port)
            QByteArray::number(port) + " RTP/AVP 96\r\na=rtpmap:96 H264/90000\r\n";
 }
 
-Sender::Sender(const QString& color, const QString& codec, const QStringList& output)
+Sender::Sender(const QString& color, const QString& codec, const QString& output)
 {
-    QStringList arguments{
-        "-v",       "quiet",       "-nostdin", "-re",
-        "-f",       "lavfi",       "-i",       QString("color=c=%1:size=160x120:rate=10").arg(color),
-        "-c:v",     codec,         "-preset",  "ultrafast",
-        "-tune",    "zerolatency", "-g",       "5",
-        "-pix_fmt", "yuv420p"};
-    if (codec == "libx265") {
-        arguments += QStringList{"-x265-params", "log-level=none:pools=1:repeat-headers=1"};
-    }
-    m_process.start(OVEL_FFMPEG, arguments + output);
+    const QString encoded =
+        "-v quiet -nostdin -re -f lavfi -i color=c=%1:size=160x120:rate=10 -c:v %2 -preset ultrafast "
+        "-tune zerolatency -g 5 -pix_fmt yuv420p ";
+    const QString repeated = codec == "libx265" ? "-x265-params pools=1:repeat-headers=1 " : "";
+    m_process.start(OVEL_FFMPEG, (encoded.arg(color, codec) + repeated + output).split(' '));
     EXPECT_TRUE(m_process.waitForStarted());
 }
 
@@ -72,8 +65,9 @@ Sender::~Sender()
     m_process.waitForFinished();
 }
 
-Server::Server(const QByteArray& bytes, Then then)
-    : m_socket(BoundSocket(SOCK_STREAM, m_port)), m_thread([this, bytes, then] { Serve(bytes, then); })
+Server::Server(const QByteArray& greeting, const Answer& answer)
+    : m_socket(BoundSocket(SOCK_STREAM, m_port)),
+      m_thread([this, greeting, answer] { Serve(greeting, answer); })
 {
 }
 
@@ -81,7 +75,6 @@ Server::~Server()
 {
     m_stop = true;
     m_thread.join();
-    close(m_socket);
 }
 
 QString Server::Url(const char* scheme) const
@@ -95,96 +88,65 @@ std::vector<std::chrono::steady_clock::time_point> Server::Connections()
     return m_connections;
 }
 
-void Server::Serve(const QByteArray& bytes, Then then)
+void Server::Serve(const QByteArray& greeting, const Answer& answer)
 {
-    std::vector<int> kept;
+    const auto give = [](const pollfd& to, const QByteArray& bytes) {
+        send(to.fd, bytes.constData(), static_cast<size_t>(bytes.size()), MSG_NOSIGNAL);
+    };
+    std::vector<pollfd> sockets{{m_socket, POLLIN, 0}};
     listen(m_socket, 8);
     while (!m_stop) {
-        pollfd waiting{m_socket, POLLIN, 0};
-        if (poll(&waiting, 1, 20) != 1) {
-            continue;
+        poll(sockets.data(), sockets.size(), 20);
+        for (pollfd& open : sockets) {
+            char bytes[4096];
+            if (open.fd != m_socket && open.revents != 0) {
+                const ssize_t length = recv(open.fd, bytes, sizeof(bytes), 0);
+                if (length > 0) {
+                    give(open, answer({bytes, static_cast<int>(length)}));
+                } else {
+                    close(std::exchange(open.fd, -1));
+                }
+            }
         }
-        const int connection = accept(m_socket, nullptr, nullptr);
-        {
+        if (sockets[0].revents != 0) {
+            sockets.push_back({accept(m_socket, nullptr, nullptr), POLLIN, 0});
+            give(sockets.back(), greeting);
             const std::lock_guard<std::mutex> lock(m_mutex);
             m_connections.push_back(std::chrono::steady_clock::now());
         }
-        send(connection, bytes.constData(), static_cast<size_t>(bytes.size()), MSG_NOSIGNAL);
-        if (then == Then::Close) {
-            close(connection);
-        } else {
-            kept.push_back(connection);
+        if (!answer && sockets.size() > 1) {
+            close(sockets.back().fd);
+            sockets.pop_back();
         }
     }
-    for (const int connection : kept) {
-        close(connection);
+    for (const pollfd& open : sockets) {
+        close(open.fd);
     }
 }
 
-Camera::Camera(const QString& color)
-    : m_socket(BoundSocket(SOCK_STREAM, m_port)), m_thread([this, color] { Serve(color); })
+Server::Answer Camera(const QString& color)
 {
-}
-
-Camera::~Camera()
-{
-    m_stop = true;
-    m_thread.join();
-    close(m_socket);
-}
-
-QByteArray Camera::Answer(const QByteArray& request, QByteArray& ports) const
-{
-    const auto field = [&request](const QByteArray& name) {
-        const int start = static_cast<int>(request.indexOf(name));
-        const int begin = start + static_cast<int>(name.size());
-        return start < 0 ? QByteArray()
-                         : request.mid(begin, static_cast<int>(request.indexOf("\r\n", begin)) - begin);
+    return [color, port = QByteArray(),
+            sender = std::shared_ptr<Sender>()](const QByteArray& request) mutable {
+        const auto field = [&request](const QByteArray& name) {
+            return request.mid(request.indexOf(name) + name.size()).split('\r').front();
+        };
+        QByteArray head = "RTSP/1.0 200 OK\r\nCSeq:" + field("CSeq:") + "\r\nSession: 1\r\n", body;
+        if (request.startsWith("OPTIONS")) {
+            head += "Public: DESCRIBE, SETUP, PLAY, TEARDOWN\r\n";
+        } else if (request.startsWith("DESCRIBE")) {
+            body = SessionDescription(0);
+            head += "Content-Type: application/sdp\r\nContent-Length: " + QByteArray::number(body.size()) +
+                    "\r\n";
+        } else if (request.startsWith("SETUP")) {
+            const QByteArray ports = field("client_port=");
+            port = ports.split('-').front();
+            head += "Transport: RTP/AVP;unicast;client_port=" + ports + ";server_port=50002-50003\r\n";
+        } else if (request.startsWith("PLAY")) {
+            sender = std::make_shared<Sender>(color, "libx264", "-f rtp rtp://127.0.0.1:" + port);
+        }
+        return head + "\r\n" + body;
     };
-    QByteArray head = "RTSP/1.0 200 OK\r\nCSeq:" + field("CSeq:") + "\r\nSession: 1\r\n";
-    QByteArray body;
-    if (request.startsWith("OPTIONS")) {
-        head += "Public: DESCRIBE, SETUP, PLAY, TEARDOWN\r\n";
-    } else if (request.startsWith("DESCRIBE")) {
-        body = SessionDescription(0);
-        head +=
-            "Content-Type: application/sdp\r\nContent-Length: " + QByteArray::number(body.size()) + "\r\n";
-    } else if (request.startsWith("SETUP")) {
-        ports = field("client_port=");
-        head += "Transport: RTP/AVP;unicast;client_port=" + ports + ";server_port=50002-50003\r\n";
-    }
-    return head + "\r\n" + body;
-}
-
-void Camera::Serve(const QString& color)
-{
-    listen(m_socket, 1);
-    int connection = -1;
-    QByteArray ports;
-    std::unique_ptr<Sender> sender; // on this thread
-    while (!m_stop) {
-        pollfd waiting{connection < 0 ? m_socket : connection, POLLIN, 0};
-        if (poll(&waiting, 1, 20) != 1) {
-            continue;
-        }
-        if (connection < 0) {
-            connection = accept(m_socket, nullptr, nullptr);
-            continue;
-        }
-        char bytes[4096];
-        const ssize_t length = recv(connection, bytes, sizeof(bytes), 0);
-        const QByteArray request(bytes, static_cast<int>(std::max<ssize_t>(length, 0)));
-        if (request.isEmpty()) {
-            break;
-        }
-        const QByteArray answer = Answer(request, ports);
-        send(connection, answer.constData(), static_cast<size_t>(answer.size()), MSG_NOSIGNAL);
-        if (request.startsWith("PLAY")) {
-            const QString target = QString("rtp://127.0.0.1:%1").arg(ports.split('-').value(0).toInt());
-            sender = std::make_unique<Sender>(color, "libx264", QStringList{"-f", "rtp", target});
-        }
-    }
-    close(connection);
 }
 
 Watched::Watched(const QString& program, const QStringList& arguments)
@@ -206,9 +168,7 @@ Watched::~Watched()
 std::vector<QJsonObject> Watched::Lines(int tile) const
 {
     std::vector<QJsonObject> lines;
-    QFile file(m_directory.filePath("statistics"));
-    const QByteArray all = file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-    for (const QByteArray& line : all.split('\n')) {
+    for (const QByteArray& line : ReadFile(m_directory.filePath("statistics")).split('\n')) {
         const QJsonObject object = QJsonDocument::fromJson(line).object();
         if (object["tile"].toInt() == tile) {
             lines.push_back(object);
@@ -243,22 +203,9 @@ int Watched::Count(const char* what) const
 
 double Watched::Mebibytes() const
 {
-    QFile file(QString("/proc/%1/statm").arg(m_process.processId()));
-    file.open(QIODevice::ReadOnly);
-    const QList<QByteArray> numbers = file.readAll().split(' ');
+    const QList<QByteArray> numbers =
+        ReadFile(QString("/proc/%1/statm").arg(m_process.processId())).split(' ');
     return numbers.value(1).toDouble() * static_cast<double>(sysconf(_SC_PAGESIZE)) / (1024.0 * 1024.0);
-}
-
-QColor OnScreen(int x, int y)
-{
-    return QGuiApplication::primaryScreen()->grabWindow(0, x, y, 1, 1).toImage().pixelColor(0, 0);
-}
-
-bool IsLike(const QColor& shown, const QColor& wanted)
-{
-    return std::abs(shown.red() - wanted.red()) + std::abs(shown.green() - wanted.green()) +
-               std::abs(shown.blue() - wanted.blue()) <
-           30;
 }
 
 } // namespace OvelTest

@@ -1,8 +1,7 @@
 // Senders of live video on the loopback address: the ffmpeg program, and sockets that behave badly; programs that
-// watch them, by their statistics and by what the screen shows.
+// watch them, by their statistics.
 #pragma once
 
-#include <QColor>
 #include <QJsonObject>
 #include <QProcess>
 #include <QString>
@@ -27,27 +26,27 @@ QByteArray SessionDescription(int port);
 class Sender
 {
 public:
-    Sender(const QString& color, const QString& codec, const QStringList& output);
+    Sender(const QString& color, const QString& codec, const QString& output);
     ~Sender();
 
 private:
     QProcess m_process;
 };
 
-// Accepts connections, sends each the same bytes, or nothing, and closes it, or not.
+// Sends each connection a greeting. Without an answer it closes it then; with one it answers what comes.
 class Server
 {
 public:
-    enum class Then { Close, KeepSilent };
+    using Answer = std::function<QByteArray(const QByteArray& request)>; // on the server's thread
 
-    Server(const QByteArray& bytes, Then then);
+    explicit Server(const QByteArray& greeting, const Answer& answer = nullptr);
     ~Server();
 
     QString Url(const char* scheme = "tcp") const;
     std::vector<std::chrono::steady_clock::time_point> Connections();
 
 private:
-    void Serve(const QByteArray& bytes, Then then);
+    void Serve(const QByteArray& greeting, const Answer& answer);
 
     int m_port = 0;
     int m_socket;
@@ -57,24 +56,8 @@ private:
     std::thread m_thread;
 };
 
-// A camera: answers one connection's RTSP, and while that lasts sends to the ports that it asked for.
-class Camera
-{
-public:
-    explicit Camera(const QString& color);
-    ~Camera();
-
-    QString Url() const { return QString("rtsp://127.0.0.1:%1/stream").arg(m_port); }
-
-private:
-    void Serve(const QString& color);
-    QByteArray Answer(const QByteArray& request, QByteArray& ports) const;
-
-    int m_port = 0;
-    int m_socket;
-    std::atomic<bool> m_stop{false};
-    std::thread m_thread;
-};
+// A camera's answers to RTSP; as long as they are kept it sends to the ports that it was asked for.
+Server::Answer Camera(const QString& color);
 
 // The player or the wall while it runs.
 class Watched
@@ -96,8 +79,5 @@ private:
     QTemporaryDir m_directory;
     QProcess m_process;
 };
-
-QColor OnScreen(int x, int y);
-bool IsLike(const QColor& shown, const QColor& wanted);
 
 } // namespace OvelTest

@@ -3,11 +3,10 @@
 #include "Harness.h"
 #include "Played.h"
 
-#include <QFile>
-#include <QProcess>
 #include <QTextDocument>
 
 #include <cstdlib>
+#include <thread>
 
 #include <sys/stat.h>
 
@@ -17,209 +16,174 @@ namespace
 {
 
 const QSize Size(320, 180);
-
-QString GreyClip(const QTemporaryDir& directory)
-{
-    const QString file = directory.filePath("grey.mp4");
-    Ffmpeg({"-f", "lavfi", "-i", "color=c=gray:size=320x180:rate=25", "-frames:v", "25", "-c:v", "libx264",
-            file});
-    return file;
-}
-
-bool IsNear(const QColor& one, const QColor& other)
-{
-    return std::abs(one.red() - other.red()) < 40 && std::abs(one.green() - other.green()) < 40 &&
-           std::abs(one.blue() - other.blue()) < 40;
-}
-
-// The smallest rectangle that holds all pixels of a colour.
-QRect Extent(const QImage& image, const QColor& color)
-{
-    QRect extent;
-    for (int y = 0; y < image.height(); ++y) {
-        for (int x = 0; x < image.width(); ++x) {
-            if (IsNear(image.pixelColor(x, y), color)) {
-                extent |= QRect(x, y, 1, 1);
-            }
-        }
-    }
-    return extent;
-}
-
-struct Ending {
-    QImage picture;
-    QByteArray errors;
-};
-
-// Plays the clip once and to its end with what a detector says.
-Ending Play(const QTemporaryDir& directory, const QStringList& files, const QByteArray& lines,
-            const QStringList& options = {}, const char* program = OVEL_PLAYER)
-{
-    const QString picture = directory.filePath("picture.png");
-    QProcess player;
-    player.start(program,
-                 QStringList{"--boxes", "-", "--seconds", "2", "--picture", picture} + options + files);
-    player.write(lines);
-    player.closeWriteChannel();
-    EXPECT_TRUE(player.waitForFinished(30000));
-    EXPECT_EQ(player.exitCode(), 0);
-    return {QImage(picture), player.readAllStandardError()};
-}
-
 const QStringList Bare = {"--bare", "--once", "--size", "320x180"};
 
-TEST(Boxes, LieWhereTheySayInTheirColor)
+// Plays a grey clip of 25 pictures once and to its end with what a detector says.
+class Boxes : public testing::Test
 {
-    const QTemporaryDir directory;
-    const QString file = GreyClip(directory);
-    // On the last picture, of second 0.96.
-    const Ending run = Play(directory, {file},
-                            R"({"tile":1,"time":0.96,"box":[0.25,0.5,0.5,0.25],"colour":"#ff0000"}
-                            {"time":0.9601,"label":"<b>cat</b> & dog","box":[0.1,0.2,0.1,0.1],"colour":"blue"}
-                            {"time":0.96,"box":[0.9,0.9,5,5],"colour":"lime"})",
-                            Bare);
-    EXPECT_FALSE(run.errors.contains("boxes")) << run.errors.toStdString();
-    const QRect red = Extent(run.picture, Qt::red);
-    for (const int difference : {red.left() - 80, red.right() - 240, red.top() - 90, red.bottom() - 135}) {
-        EXPECT_LE(std::abs(difference), 2) << red.left() << " " << red.top() << " " << red.right() << " "
-                                           << red.bottom(); // the line is three pixels wide
+protected:
+    void SetUp() override
+    {
+        Ffmpeg("-f lavfi -i color=c=gray:size=320x180:rate=25 -frames:v 25 -c:v libx264 " + file);
     }
-    EXPECT_TRUE(IsNear(run.picture.pixelColor(160, 112), QColor(126, 126, 126))) << "an outline is empty";
-    const QRect blue = Extent(run.picture, Qt::blue);
+
+    // What the program says; the picture that it leaves is in `picture`.
+    QByteArray Play(const QByteArray& lines, const QStringList& options = Bare, int copies = 1,
+                    const char* program = OVEL_PLAYER, const QString& from = "-")
+    {
+        const QString shown = directory.filePath("picture.png");
+        QStringList arguments = QStringList{"--boxes", from, "--seconds", "2", "--picture", shown} + options;
+        for (int i = 0; i < copies; ++i) {
+            arguments << file;
+        }
+        const QByteArray errors = RunProgram(program, arguments, 0, lines).errors;
+        picture = QImage(shown);
+        return errors;
+    }
+
+    // The smallest rectangle that holds all pixels of a colour.
+    QRect Extent(const QColor& color, const QRect& inside = {0, 0, 4096, 4096}) const
+    {
+        const QRect all = inside & picture.rect();
+        QRect extent;
+        for (int y = all.top(); y <= all.bottom(); ++y) {
+            for (int x = all.left(); x <= all.right(); ++x) {
+                if (IsLike(picture.pixelColor(x, y), color)) {
+                    extent |= QRect(x, y, 1, 1);
+                }
+            }
+        }
+        return extent;
+    }
+    bool Shows(const QColor& color) const { return !Extent(color).isEmpty(); }
+
+    const QTemporaryDir directory;
+    const QString file = directory.filePath("grey.mp4");
+    QImage picture;
+};
+
+TEST_F(Boxes, LieWhereTheySayInTheirColor)
+{
+    // On the last picture, of second 0.96.
+    const QByteArray errors = Play(R"({"tile":1,"time":0.96,"box":[0.25,0.5,0.5,0.25],"colour":"#ff0000"}
+        {"time":0.9601,"label":"<b>cat</b> & dog","box":[0.1,0.2,0.1,0.1],"colour":"blue"}
+        {"time":0.96,"box":[0.9,0.9,5,5],"colour":"lime"})");
+    EXPECT_FALSE(errors.contains("boxes")) << errors.toStdString();
+    const QRect red = Extent(Qt::red);
+    for (const int difference : {red.left() - 80, red.right() - 240, red.top() - 90, red.bottom() - 135}) {
+        EXPECT_LE(std::abs(difference), 2) << "the line is three pixels wide";
+    }
+    EXPECT_TRUE(IsLike(picture.pixelColor(160, 112), QColor(126, 126, 126))) << "an outline is empty";
+    const QRect blue = Extent(Qt::blue);
     EXPECT_LE(std::abs(blue.left() - 32), 6);
     EXPECT_LT(blue.top(), 33) << "the label lies above its box";
     EXPECT_GT(blue.right(), 110) << "it is shown as it is written, not as HTML";
-    EXPECT_GE(Extent(run.picture, QColor(0, 255, 0)).right(), 318) << "cut off at the picture's edge";
+    EXPECT_GE(Extent(Qt::green).right(), 318) << "cut off at the picture's edge";
 }
 
 // Which boxes are seen on the last picture, 24, of second 0.96.
-TEST(Boxes, BelongToTheirPicture)
+TEST_F(Boxes, BelongToTheirPicture)
 {
-    const QTemporaryDir directory;
-    const QString file = GreyClip(directory);
     const struct {
-        const char* lines;
+        const char* red;
+        const char* other;
         bool isSeen;
     } table[] = {
-        {R"({@"time":0.96,"box":[0.2,0.2,0.5,0.5],"colour":"red"})", true},
-        {R"({@"time":0.944,"stays":0,"box":[0.2,0.2,0.5,0.5],"colour":"red"})", true}, // the nearest picture
-        {R"({@"time":0.92,"stays":0,"box":[0.2,0.2,0.5,0.5],"colour":"red"})", false},
-        {R"({@"time":0.52,"box":[0.2,0.2,0.5,0.5],"colour":"red"})", true}, // half a second
-        {R"({@"time":0.40,"box":[0.2,0.2,0.5,0.5],"colour":"red"})", false},
-        {R"({@"time":0.40,"stays":1,"box":[0.2,0.2,0.5,0.5],"colour":"red"})", true},
-        {R"({@"time":1.1,"box":[0.2,0.2,0.5,0.5],"colour":"red"})", false},
-        {R"({@"time":0.8,"box":[0.2,0.2,0.5,0.5],"colour":"red"}
-            {@"time":0.88,"box":[0,0,0.1,0.1]})",
-         false}, // others follow
-        {R"({@"time":0.8,"box":[0.2,0.2,0.5,0.5],"colour":"red"}
-            {@"time":0.88})",
-         false}, // nothing follows
-        {R"({@"time":0.8,"box":[0.2,0.2,0.5,0.5],"colour":"red"}
-            {@"time":0.8,"box":[0,0,0.1,0.1]})",
-         true},                                                           // beside others
-        {R"({@"stays":9,"box":[0.2,0.2,0.5,0.5],"colour":"red"})", true}, // the newest when it comes
+        {R"("time":0.96)", nullptr, true},
+        {R"("time":0.944,"stays":0)", nullptr, true}, // the nearest picture
+        {R"("time":0.92,"stays":0)", nullptr, false},
+        {R"("time":0.52)", nullptr, true}, // half a second
+        {R"("time":0.40)", nullptr, false},
+        {R"("time":0.40,"stays":1)", nullptr, true},
+        {R"("time":1.0)", nullptr, false},
+        {R"("time":0.8)", R"("time":0.88,"box":[0,0,0.1,0.1])", false}, // others follow
+        {R"("time":0.8)", R"("time":0.88)", false},                     // nothing follows
+        {R"("time":0.8)", R"("time":0.8,"box":[0,0,0.1,0.1])", true},   // beside others
+        {R"("time":0.8)", R"("time":1.0)", true},                       // what follows waits for its picture
+        {R"("stays":9)", nullptr, true},                                // the newest when it comes
     };
     // All rows in one run: a tile each.
     QByteArray lines;
-    QStringList files;
+    int tiles = 0;
     for (const auto& row : table) {
-        files << file;
-        lines +=
-            QByteArray(row.lines).replace("@", "\"tile\":" + QByteArray::number(files.size()) + ",") + "\n";
+        const QByteArray begin = "{\"tile\":" + QByteArray::number(++tiles) + ",";
+        lines += begin + row.red + R"(,"box":[0.2,0.2,0.5,0.5],"colour":"red"})" + "\n";
+        lines += row.other == nullptr ? QByteArray() : begin + row.other + "}\n";
     }
-    const Ending run =
-        Play(directory, files, lines + "{\"tile\":99}", {"--bare", "--once", "--size", "1280x540"});
-    for (int i = 0; i < files.size(); ++i) {
-        const QRect cell(QPoint(i % 4 * 320, i / 4 * 180), Size);
-        EXPECT_EQ(!Extent(run.picture.copy(cell), Qt::red).isEmpty(), table[i].isSeen) << table[i].lines;
+    const QByteArray errors =
+        Play(lines + "{\"tile\":99}", {"--bare", "--once", "--size", "1280x540"}, tiles);
+    for (int i = 0; i < tiles; ++i) {
+        EXPECT_EQ(!Extent(Qt::red, TileRect(i, 4, Size)).isEmpty(), table[i].isSeen) << table[i].red;
     }
-    EXPECT_TRUE(run.errors.contains("1 of 15 lines left out, first line 15: there is no tile 99"))
-        << run.errors.toStdString();
+    EXPECT_TRUE(errors.contains("1 of 17 lines left out, first line 17: there is no tile 99"))
+        << errors.toStdString();
 }
 
-TEST(Boxes, LinesThatAreNoneAreCountedOnce)
+TEST_F(Boxes, LinesThatAreNoneAreCountedOnce)
 {
-    const QTemporaryDir directory;
-    const QString file = GreyClip(directory);
     const QByteArray good = R"({"time":0.96,"box":[0.2,0.2,0.5,0.5],"colour":"red","confidence":0.9})";
-    const QByteArrayList bad = {
-        "nonsense",
-        "[1, 2]",
-        "{\"box\":[0.1,0.2,0.3]}",
-        "{\"box\":[0.1,0.2,0.3,-0.4]}",
-        "{\"box\":[0.1,0.2,\"a\",0.4]}",
-        "{\"box\":[1e300,0.2,1,0.4]}",
-        "{\"box\":\"here\"}",
-        "{\"time\":-1}",
-        "{\"time\":\"now\"}",
-        "{\"stays\":-1}",
-        "{\"tile\":0}",
-        "{\"tile\":1.5}",
-        "{\"tile\":1e18}",
-        "{\"label\":7}",
-        "{\"colour\":\"no colour\"}",
-        "\xff\xfe\x00\x01",
-        QByteArray(100, '['),
-        "{\"label\":\"" + QByteArray(300000, 'x') + "\"}",
-        "{\"time\":0.96,\"box\":[0.2,0.2,0.5,0.5]", // the end is missing
-    };
-    const Ending run = Play(directory, {file}, "\n" + good + "\r\n" + bad.join("\n" + good + "\n"), Bare);
-    EXPECT_FALSE(Extent(run.picture, Qt::red).isEmpty());
-    EXPECT_EQ(run.errors.count("boxes"), 1) << run.errors.toStdString();
-    EXPECT_TRUE(run.errors.contains("19 of 39 lines left out, first line 3: no JSON object"))
-        << run.errors.toStdString();
+    const QByteArrayList bad = {"nonsense",
+                                "[1, 2]",
+                                R"({"box":[0.1,0.2,0.3]})",
+                                R"({"box":[0.1,0.2,0.3,-0.4]})",
+                                R"({"box":[0.1,0.2,"a",0.4]})",
+                                R"({"box":[1e300,0.2,1,0.4]})",
+                                R"({"box":"here"})",
+                                R"({"time":-1})",
+                                R"({"time":"now"})",
+                                R"({"stays":-1})",
+                                R"({"tile":0})",
+                                R"({"tile":1.5})",
+                                R"({"tile":1e18})",
+                                R"({"label":7})",
+                                R"({"colour":"no colour"})",
+                                "\xff\xfe\x01",
+                                QByteArray(100, '['),
+                                R"({"label":")" + QByteArray(300000, 'x') + R"("})",
+                                R"({"time":0.96,"box":[0.2,0.2,0.5,0.5])"};
+    const QByteArray errors = Play("\n" + good + "\r\n" + bad.join("\n" + good + "\n"));
+    EXPECT_TRUE(Shows(Qt::red));
+    EXPECT_EQ(errors.count("boxes"), 1) << errors.toStdString();
+    EXPECT_TRUE(errors.contains("19 of 39 lines left out, first line 3: no JSON object"))
+        << errors.toStdString();
 
-    QProcess none;
-    none.start(OVEL_PLAYER, {"--boxes", directory.filePath("nowhere"), file});
-    ASSERT_TRUE(none.waitForFinished(20000));
-    EXPECT_EQ(none.exitCode(), 2);
-    EXPECT_TRUE(none.readAllStandardError().contains("cannot read boxes from"));
+    const QStringList nowhere{"--boxes", directory.filePath("nowhere"), file};
+    EXPECT_TRUE(RunProgram(OVEL_PLAYER, nowhere, 2).errors.contains("cannot read boxes from"));
 }
 
-TEST(Boxes, APipeAndAFloodHarmNobody)
+TEST_F(Boxes, APipeAndAFloodHarmNobody)
 {
-    const QTemporaryDir directory;
-    const QString file = GreyClip(directory);
     // Ever more boxes on a picture far away, then the one that counts; labels of every kind.
     QByteArray flood;
     for (int i = 0; i < 60000; ++i) {
         flood += "{\"time\":" + QByteArray::number(100 + i) +
                  ",\"label\":\"\xf0\x9f\x90\x88 \xe7\x8c\xab\",\"box\":[0,0,1,1]}\n";
     }
-    flood += R"({"time":0.96,"label":"last","box":[0.2,0.2,0.5,0.5],"colour":"red"})";
-    EXPECT_FALSE(Extent(Play(directory, {file}, flood, Bare).picture, Qt::red).isEmpty());
+    Play(flood + R"({"time":0.96,"label":"last","box":[0.2,0.2,0.5,0.5],"colour":"red"})");
+    EXPECT_TRUE(Shows(Qt::red));
 
     // A named pipe whose writers come and go.
     const QString pipe = directory.filePath("pipe");
     ASSERT_EQ(mkfifo(pipe.toUtf8().constData(), 0600), 0);
-    const QString picture = directory.filePath("piped.png");
-    QProcess player;
-    player.start(OVEL_PLAYER, QStringList{"--boxes", pipe, "--seconds", "2", "--picture", picture} + Bare +
-                                  QStringList{file});
-    for (const char* line : {"{\"time\":0.96,\"box\":[0.2,0.2,0.5,0.5],\"colour\":\"red\"}\n",
-                             "{\"time\":0.96,\"box\":[0.3,0.3,0.5,0.5],\"colour\":\"blue\"}\n"}) {
-        QFile writer(pipe);
-        ASSERT_TRUE(writer.open(QIODevice::WriteOnly));
-        writer.write(line);
-    }
-    ASSERT_TRUE(player.waitForFinished(20000));
-    EXPECT_FALSE(Extent(QImage(picture), Qt::red).isEmpty());
-    EXPECT_FALSE(Extent(QImage(picture), Qt::blue).isEmpty());
+    std::thread writers([&] {
+        WriteFile(pipe, "{\"time\":0.96,\"box\":[0.2,0.2,0.5,0.5],\"colour\":\"red\"}\n");
+        WriteFile(pipe, "{\"time\":0.96,\"box\":[0.3,0.3,0.5,0.5],\"colour\":\"blue\"}\n");
+    });
+    Play({}, Bare, 1, OVEL_PLAYER, pipe);
+    writers.join();
+    EXPECT_TRUE(Shows(Qt::red) && Shows(Qt::blue));
 }
 
-TEST(Boxes, OnTheWallToo)
+TEST_F(Boxes, OnTheWallToo)
 {
-    const QTemporaryDir directory;
-    const Ending run = Play(directory, {GreyClip(directory)},
-                            R"({"tile":2,"stays":9,"time":0,"box":[0.25,0.25,0.5,0.5],"colour":"red"})",
-                            {"--tiles", "2"}, OVEL_WALL);
-    const int middle = run.picture.width() / 2;
-    EXPECT_TRUE(Extent(run.picture.copy(0, 0, middle, run.picture.height()), Qt::red).isEmpty());
-    EXPECT_FALSE(Extent(run.picture.copy(middle, 0, middle, run.picture.height()), Qt::red).isEmpty());
+    Play(R"({"tile":2,"stays":9,"time":0,"box":[0.25,0.25,0.5,0.5],"colour":"red"})", {"--tiles", "2"}, 1,
+         OVEL_WALL);
+    EXPECT_TRUE(Shows(Qt::red));
+    EXPECT_GT(Extent(Qt::red).left(), picture.width() / 2);
 }
 
 // The player's newest picture is not to be foreseen; a board of its own is.
-TEST(Boxes, WithoutATimeTheyBelongToTheNewest)
+TEST(BoxBoard, WithoutATimeTheyBelongToTheNewest)
 {
     static int outlines;
     BoxBoard board(25.0, 4);
@@ -270,7 +234,7 @@ TEST(Boxes, WithoutATimeTheyBelongToTheNewest)
 }
 
 // A label is a QLabel that shows HTML as such: a sender must not be able to show a file of the disk.
-TEST(Boxes, LabelsShowWhatIsWritten)
+TEST(BoxBoard, LabelsShowWhatIsWritten)
 {
     for (const char* text : {"cat", "a & b < c", "<b>cat</b>", "<img src='/etc/secret.png'>", "x &lt; y",
                              "<?xml ?><b>", "<!DOCTYPE html><b>", "&lt;<u>", "<<u>>"}) {

@@ -4,9 +4,6 @@
 #include "Senders.h"
 
 #include <QDir>
-#include <QFile>
-
-#include <cstdlib>
 
 using namespace OvelTest;
 
@@ -17,21 +14,14 @@ const QColor Plate(144, 32, 32); // behind the label of a lost source
 constexpr int WallWidth = 1200;
 constexpr int WallHeight = 693; // without the status line
 
-void WriteText(const QString& name, const QByteArray& text)
-{
-    QFile file(name);
-    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-    file.write(text);
-}
-
 QString UdpUrl(int port)
 {
     return QString("udp://127.0.0.1:%1").arg(port);
 }
 
-QStringList OverUdp(int port)
+QString OverUdp(int port)
 {
-    return {"-f", "mpegts", UdpUrl(port) + "?pkt_size=1316"};
+    return "-f mpegts " + UdpUrl(port) + "?pkt_size=1316";
 }
 
 bool IsPlaying(const QJsonObject& line)
@@ -46,25 +36,24 @@ TEST(Wall, ListOfSourcesOfEveryKind)
     ASSERT_TRUE(QDir(directory.path()).mkdir("lists"));
     const int udp = FreePort(), http = FreePort() + 1, rtp = FreePort();
     const QString httpUrl = QString("http://127.0.0.1:%1/camera.ts").arg(http);
-    const Camera camera("yellow");
+    const Server camera({}, Camera("yellow"));
     const QString list = directory.filePath("lists/cameras.txt");
-    WriteText(list, "# the gate\n  " + UdpUrl(udp).toUtf8() + "  \n\n" + httpUrl.toUtf8() +
-                        "\r\n../yard.sdp\n" + camera.Url().toUtf8() + "\n../still.mkv\n");
+    WriteFile(list, "# the gate\n  " + UdpUrl(udp).toUtf8() + "  \n\n" + httpUrl.toUtf8() +
+                        "\r\n../yard.sdp\n" + camera.Url("rtsp").toUtf8() + "\n../still.mkv\n");
     MakeClip(directory.filePath("still.mkv"), "color=c=white:size=160x120,format=rgb24", "ffv1",
              {OVEL_MATRIX_BT601, OVEL_RANGE_LIMITED, OVEL_SITING_LEFT});
-    WriteText(directory.filePath("yard.sdp"), SessionDescription(rtp));
+    WriteFile(directory.filePath("yard.sdp"), SessionDescription(rtp));
     const QString picture = directory.filePath("picture.png");
     Watched wall(OVEL_WALL, {"--seconds", "6", "--picture", picture, list});
     ASSERT_TRUE(WaitUntil([&] { return !wall.Lines(1).empty(); }));
     const Sender first("red", "libx264", OverUdp(udp));
-    const Sender second("lime", "libx265", {"-f", "mpegts", "-listen", "1", httpUrl});
-    const Sender third("blue", "libx264", {"-f", "rtp", QString("rtp://127.0.0.1:%1").arg(rtp)});
+    const Sender second("lime", "libx265", "-f mpegts -listen 1 " + httpUrl);
+    const Sender third("blue", "libx264", QString("-f rtp rtp://127.0.0.1:%1").arg(rtp));
     EXPECT_EQ(wall.ExitCode(), 0);
     const QImage shown(picture);
     const QColor colors[] = {Qt::red, Qt::green, Qt::blue, Qt::yellow, Qt::white};
     for (int tile = 0; tile < 5; ++tile) {
-        const QColor pixel = shown.pixelColor(WallWidth / 6 + tile % 3 * WallWidth / 3,
-                                              WallHeight / 4 + tile / 3 * WallHeight / 2);
+        const QColor pixel = shown.pixelColor(TileRect(tile, 3, {WallWidth / 3, WallHeight / 2}).center());
         EXPECT_TRUE(IsLike(pixel, colors[tile])) << tile << " " << pixel.name().toStdString();
         const QJsonObject last = wall.Tile(tile + 1);
         EXPECT_EQ(last["state"].toString(), tile < 4 ? "playing" : "file");
@@ -114,8 +103,8 @@ TEST(Wall, SourcesThatNobodyServes)
 {
     const QTemporaryDir directory;
     const QString picture = directory.filePath("picture.png");
-    Server closing({}, Server::Then::Close);
-    const Server silent({}, Server::Then::KeepSilent);
+    Server closing({});
+    const Server silent({}, [](const QByteArray&) { return QByteArray(); });
     const QStringList sources{
         UdpUrl(FreePort()), closing.Url(),      silent.Url("http"),    silent.Url("rtsp"),
         "/dev/video63",     "nothing://at.all", "http://127.0.0.1:1/", directory.filePath("none.sdp"),
@@ -125,8 +114,9 @@ TEST(Wall, SourcesThatNobodyServes)
     EXPECT_EQ(wall.ExitCode(), 0);
     const QImage shown(picture);
     for (int tile = 0; tile < 9; ++tile) {
-        const QPoint left(tile % 3 * WallWidth / 3 + 20, WallHeight / 6 + tile / 3 * WallHeight / 3);
-        EXPECT_TRUE(IsLike(shown.pixelColor(left), Plate)) << sources[tile].toStdString();
+        const QRect cell = TileRect(tile, 3, {WallWidth / 3, WallHeight / 3});
+        EXPECT_TRUE(IsLike(shown.pixelColor(cell.left() + 20, cell.center().y()), Plate))
+            << sources[tile].toStdString();
         EXPECT_EQ(wall.Tile(tile + 1)["received"].toInt(), 0);
         EXPECT_EQ(wall.Tile(tile + 1)["losses"].toInt(), 0) << "there was nothing to lose";
     }
@@ -143,7 +133,7 @@ TEST(Wall, ListsThatNameNothing)
 {
     const QTemporaryDir directory;
     const QString empty = directory.filePath("empty.txt");
-    WriteText(empty, "# nothing yet\n\n");
+    WriteFile(empty, "# nothing yet\n\n");
     for (const QStringList& arguments : {QStringList{empty},
                                          {directory.filePath("missing.txt")},
                                          {"--timeout", "soon", UdpUrl(1)},
@@ -160,11 +150,8 @@ TEST(Wall, MemoryStaysFlatOverLosses)
     const int losses = wanted.isEmpty() ? 24 : wanted.toInt();
     const QTemporaryDir directory;
     const QString clip = directory.filePath("clip.ts");
-    Ffmpeg({"-f", "lavfi", "-i", "testsrc2=size=640x480:rate=25:duration=0.4", "-c:v", "libx264", "-preset",
-            "ultrafast", clip});
-    QFile file(clip);
-    ASSERT_TRUE(file.open(QIODevice::ReadOnly));
-    const Server server(file.readAll(), Server::Then::Close);
+    Ffmpeg("-f lavfi -i testsrc2=size=640x480:rate=25:duration=0.4 -c:v libx264 -preset ultrafast " + clip);
+    const Server server(ReadFile(clip));
     const Watched wall(OVEL_WALL, {"--longest-pause", "0.05", server.Url()});
     const auto hasLost = [&](int count) {
         return wall.WaitFor(
@@ -174,8 +161,6 @@ TEST(Wall, MemoryStaysFlatOverLosses)
     const double before = wall.Mebibytes();
     const int files = wall.Count("fd"), threads = wall.Count("task");
     ASSERT_TRUE(hasLost(losses));
-    std::printf("%d losses: %.1f MiB at a third, %.1f MiB at the end\n", wall.Tile(1)["losses"].toInt(),
-                before, wall.Mebibytes());
     EXPECT_LT(wall.Mebibytes() - before, 4.0) << "a decoder of this size takes more";
     EXPECT_LE(wall.Count("fd"), files + 2);
     EXPECT_LE(wall.Count("task"), threads + 1);

@@ -13,37 +13,31 @@
 namespace
 {
 
-TEST(Helpers, Memcpy)
+TEST(Helpers, Copies)
 {
     const struct {
         unsigned long room, given;
         const char* expected;
-    } cases[] = {{4, 10, "0123------"}, {10, 4, "0123------"}, {0, 3, "----------"}, {10, 10, "0123456789"}};
-    for (const auto& one : cases) {
+    } copies[] = {{4, 10, "0123------"}, {10, 4, "0123------"}, {0, 3, "----------"}, {10, 10, "0123456789"}};
+    for (const auto& one : copies) {
         char target[] = "----------";
         EXPECT_EQ(os_memcpy(target, one.room, "0123456789", one.given), 0);
-        EXPECT_STREQ(target, one.expected);
         EXPECT_EQ(os_memcpy(target, 4, nullptr, 4), 22);
         EXPECT_EQ(os_memcpy(nullptr, 4, target, 4), 22);
         EXPECT_STREQ(target, one.expected);
     }
-}
-
-TEST(Helpers, Strcpy)
-{
     const struct {
         std::string source;
         int size;
         std::string expected;
-    } cases[] = {{"abcdef", 4, "abc"}, {"ab", 4, "ab"}, {"abc", 4, "abc"},       {"abcd", 4, "abc"},
-                 {"abc", 1, ""},       {"", 1, ""},     {"abcdef", 0, "abcdef"}, {"abcdef", -3, "abcdef"}};
-    for (const auto& one : cases) {
+    } texts[] = {{"abcdef", 4, "abc"}, {"ab", 4, "ab"},         {"abcd", 4, "abc"},      {"abc", 1, ""},
+                 {"", 1, ""},          {"abcdef", 0, "abcdef"}, {"abcdef", -3, "abcdef"}};
+    for (const auto& one : texts) {
         std::string target(12, '#');
         EXPECT_EQ(os_strcpy(target.data(), one.source.c_str(), one.size), 0);
-        EXPECT_EQ(target, one.expected + '\0' + std::string(11 - one.expected.size(), '#')) << one.source;
         EXPECT_EQ(os_strcpy(target.data(), nullptr, 4), -1);
         EXPECT_EQ(os_strcpy(nullptr, "a", 4), -1);
-        EXPECT_EQ(target.substr(0, one.expected.size()), one.expected);
+        EXPECT_EQ(target, one.expected + '\0' + std::string(11 - one.expected.size(), '#')) << one.source;
     }
 }
 
@@ -58,10 +52,8 @@ TEST(Helpers, Split)
         int result;
         Fields fields;
     } cases[] = {{"a,b,c", 0, {"a", "b", "c"}},
-                 {"a,,b", 0, {"a", "", "b"}},
-                 {",a", 0, {"", "a"}},
+                 {",a,,b", 0, {"", "a", "", "b"}},
                  {"a,", 0, {"a"}},
-                 {",", 0, {""}},
                  {",,", 0, {"", ""}},
                  {"", 0, {""}},
                  {"a;b", 0, {"a;b"}},
@@ -90,16 +82,12 @@ TEST(Helpers, Split)
     EXPECT_STREQ(text, "a,b");
 }
 
-TEST(Helpers, Lower)
+TEST(Helpers, LettersAndHeights)
 {
     char text[] = "AbZ[@`{09\xC3\x89\xFF";
     os_to_lower(text);
     EXPECT_STREQ(text, "abz[@`{09\xC3\x89\xFF");
     os_to_lower(nullptr);
-}
-
-TEST(Helpers, VideoHeights)
-{
     const int known[][2] = {{368, 360}, {1088, 1080}, {1624, 1620}, {1808, 1800}, {1952, 1944}, {1968, 1960}};
     for (int size = -5, next = 0; size < 5000; ++size) {
         const bool isKnown = next < 6 && size == known[next][0];
@@ -112,8 +100,7 @@ TEST(Helpers, VideoHeights)
 TEST(Helpers, Utf8)
 {
     const std::vector<std::string> yes = {"\xC3\xA9",
-                                          "\xE4\xB8\xAD"
-                                          "abc",
+                                          "\xE4\xB8\xADz",
                                           std::string("\0\xC0\x80", 3),
                                           "\xDF\xBF",
                                           "\xE0\x80\x80",
