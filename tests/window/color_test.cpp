@@ -91,6 +91,28 @@ TEST_P(ColorTest, SizesAndViews)
     ExpectShown(MakePicture(40, 1), Nv12, last);
 }
 
+// Short payloads overwrite leading bytes; what then is outside its range changes nothing.
+TEST_P(ColorTest, ShortPayloads)
+{
+    const Picture picture = Checkered(48, 32);
+    ASSERT_TRUE(window.Show(picture, Nv12));
+    ASSERT_TRUE(Describe({2, 1, 1}));
+    struct Case {
+        tagOvelColor sent;
+        int size, result;
+        tagOvelColor stored;
+    };
+    const Case cases[] = {{{1, 0, 0}, 1, 0, {1, 1, 1}},  {{1, 2, 0}, 5, 0, {1, 2, 1}},
+                          {{4, 1, 1}, 1, -1, {1, 2, 1}}, {{256, 0, 0}, 2, -1, {1, 2, 1}},
+                          {{1, 3, 0}, 5, -1, {1, 2, 1}}, {{0, 0, 2}, 9, 0, {0, 0, 2}}};
+    for (const Case& c : cases) {
+        tagOvelColor sent = c.sent;
+        EXPECT_EQ(Ovel_SetParam(window.handle, OVELCMD_SET_COLOR, &sent, c.size), c.result);
+        ASSERT_TRUE(window.Repaint());
+        ExpectShown(picture, Nv12, c.stored);
+    }
+}
+
 // Layouts and the widget's parents change; the colours stay until the release.
 TEST_P(ColorTest, StaysUntilReleased)
 {
