@@ -23,12 +23,13 @@ OVEL_ASKED_BY_RUNTIME const char* __lsan_default_options()
     return "print_suppressions=0";
 }
 
-// What libraries under Qt (session bus, fonts) and Mesa keep until the process ends.
+// What libraries under Qt (session bus, fonts), its VNC platform and Mesa keep until the process ends.
 OVEL_ASKED_BY_RUNTIME const char* __lsan_default_suppressions()
 {
     return "leak:libdbus-1.so.3\n"
            "leak:swrast_dri.so\n"
-           "leak:libfontconfig.so.1\n";
+           "leak:libfontconfig.so.1\n"
+           "leak:libqvnc.so\n";
 }
 
 // Qt, Mesa and what they bring along are not instrumented: calls from these libraries into intercepted functions look
