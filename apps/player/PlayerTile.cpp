@@ -50,8 +50,8 @@ template <typename Payload> int Command(void* renderer, int code, Payload payloa
 
 } // namespace
 
-PlayerTile::PlayerTile(int rendererType, OpenedFile file)
-    : m_file(file.Name), m_liveOptions(file.Live), m_isLive(!file.Source),
+PlayerTile::PlayerTile(int rendererType, OpenedFile&& file)
+    : m_file(std::move(file.Name)), m_liveOptions(file.Live), m_isLive(!file.Source),
       m_canTurn(rendererType != OVEL_RENDER_SUB_IMAGE), m_waitingSource(std::move(file.Source)),
       m_facts(m_isLive ? VideoFacts{} : m_waitingSource->Facts()),
       m_renderer(Ovel_CreateEx(&rendererType, sizeof(rendererType))),

@@ -21,7 +21,7 @@ class SeekBar;
 class PlayerTile : public QWidget
 {
 public:
-    PlayerTile(int rendererType, OpenedFile file);
+    PlayerTile(int rendererType, OpenedFile&& file);
     ~PlayerTile() override;
 
     bool IsReady() const { return m_renderer != nullptr; }
