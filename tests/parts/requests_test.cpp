@@ -91,39 +91,4 @@ TEST(RepaintRequestPart, RequestsThatComeAndGoDuringDelivery)
     EXPECT_EQ(late, 0) << "requests on their way go with their owner";
 }
 
-// The last state is always seen: a request after a change is answered after that change.
-TEST(RepaintRequestPart, NoneIsLostAmongManyThreads)
-{
-    constexpr int Threads = 4;
-    struct Feeder {
-        std::atomic<int> made{0};
-        int seen = 0;
-        std::unique_ptr<RepaintRequest> request;
-    };
-    std::vector<Feeder> feeders(Threads);
-    for (Feeder& feeder : feeders) {
-        feeder.request = std::make_unique<RepaintRequest>([&feeder] { feeder.seen = feeder.made; });
-    }
-    for (int round = 0; round < 100; ++round) {
-        std::vector<std::thread> threads;
-        for (int i = 0; i < Threads; ++i) {
-            threads.emplace_back([&feeders, i] {
-                for (int n = 0; n < 20 + i; ++n) {
-                    ++feeders[static_cast<size_t>(i)].made;
-                    feeders[static_cast<size_t>(i)].request->Send();
-                }
-            });
-        }
-        QCoreApplication::processEvents();
-        for (std::thread& thread : threads) {
-            thread.join();
-        }
-        const bool all = WaitUntil([&] {
-            return std::all_of(feeders.begin(), feeders.end(),
-                               [](const Feeder& f) { return f.seen == f.made; });
-        });
-        ASSERT_TRUE(all) << "round " << round;
-    }
-}
-
 } // namespace
