@@ -24,8 +24,10 @@ RendererSteps::Taken RendererSteps::TakeFrame(const void* pFrame, int iSize, tag
             return Taken::BadSize;
         }
         if (frame.iDisplayType != m_renderer.m_nDisplayType) {
+            const bool isUpdateDue = OutdateSources();
             LogDisplayType(frame.iDisplayType);
-            if (ChangeDisplayType(frame.iDisplayType)) {
+            KeepDisplayType(frame.iDisplayType);
+            if (isUpdateDue) {
                 Traits().emitUpdate();
             }
         }
@@ -94,7 +96,8 @@ RendererSteps::Taken RendererSteps::Refer(const tagOvelFrameRef& frame, FrameRef
         return Taken::NoDescriptor;
     }
     if (frame.iDisplayType != m_renderer.m_nDisplayType) {
-        ChangeDisplayType(frame.iDisplayType); // what is due follows with the frame
+        OutdateSources(); // the signal that may be due follows with the frame
+        KeepDisplayType(frame.iDisplayType);
     }
     m_parts.frames.Refer(frame, *planes, std::move(reference));
     NoteTaken(frame.iDisplayType, CopiedFrame::Picture);
@@ -198,12 +201,7 @@ void RendererSteps::LeaveContext()
     m_renderer.doneCurrent();
 }
 
-void RendererSteps::LogDisplayType(int displayType) const
-{
-    api_sdk_log_msg("%s", LayoutOf(displayType).*Traits().changeMessage);
-}
-
-bool RendererSteps::ChangeDisplayType(int displayType)
+bool RendererSteps::OutdateSources()
 {
     bool* const blockFrame = Traits().blockFrame;
     const bool wasBlock = !blockFrame || *blockFrame;
@@ -216,8 +214,17 @@ bool RendererSteps::ChangeDisplayType(int displayType)
         m_renderer.InnerFreeSource();
         *blockFrame = wasBlock;
     }
-    m_renderer.m_nDisplayType = displayType == 4 ? Traits().typeFor4 : displayType;
     return !wasBlock;
+}
+
+void RendererSteps::LogDisplayType(int displayType) const
+{
+    api_sdk_log_msg("%s", LayoutOf(displayType).*Traits().changeMessage);
+}
+
+void RendererSteps::KeepDisplayType(int displayType)
+{
+    m_renderer.m_nDisplayType = displayType == 4 ? Traits().typeFor4 : displayType;
 }
 
 void RendererSteps::NoteTaken(int displayType, CopiedFrame copied)

@@ -55,9 +55,10 @@ public:
 private:
     Taken Refer(const tagOvelFrameRef& frame, FrameReference& reference);
     const RendererTraits& Traits() const { return *m_parts.traits; }
+    // A change of display type, in this order.
+    bool OutdateSources(); // true when signalUpdate is due
     void LogDisplayType(int displayType) const;
-    // True when signalUpdate is due.
-    bool ChangeDisplayType(int displayType);
+    void KeepDisplayType(int displayType);
     void NoteTaken(int displayType, CopiedFrame copied);
     tagQRECT PictureRect() const;
     void AnnounceFrame();

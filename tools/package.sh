@@ -56,7 +56,7 @@ try_packages() {
     local fresh=$build/fresh tree=$build/root
     if [ ! -f "$fresh/.ready" ]; then
         rm -rf "$fresh"
-        quietly debootstrap --variant=minbase bookworm "$fresh" "${OVEL_DEBIAN_MIRROR:-http://deb.debian.org/debian}"
+        quietly debootstrap --variant=minbase bookworm "$fresh" ${OVEL_DEBIAN_MIRROR:+"$OVEL_DEBIAN_MIRROR"}
         touch "$fresh/.ready"
     fi
     rm -rf "$tree"

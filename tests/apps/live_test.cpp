@@ -161,7 +161,8 @@ TEST(Wall, MemoryStaysFlatOverLosses)
     const double before = wall.Mebibytes();
     const int files = wall.Count("fd"), threads = wall.Count("task");
     ASSERT_TRUE(hasLost(losses));
-    EXPECT_LT(wall.Mebibytes() - before, 4.0) << "a decoder of this size takes more";
+    // Sixteen more decoders would take more; a sanitizer keeps what was freed.
+    EXPECT_LT(wall.Mebibytes() - before, OVEL_SANITIZED ? 300.0 : 8.0);
     EXPECT_LE(wall.Count("fd"), files + 2);
     EXPECT_LE(wall.Count("task"), threads + 1);
     EXPECT_GE(wall.Tile(1)["received"].toInt(), 9 * losses) << "10 pictures each time";
