@@ -8,16 +8,16 @@
  *
  * @section threads Threads
  * - `Ovel_Create`, `Ovel_CreateEx` and `Ovel_Release` belong on the GUI thread (the thread of the
- * `QApplication`). Creating elsewhere, or without a `QApplication`, gives null and an error entry in the log;
- * releasing elsewhere works, the widget is then detached and deleted by the GUI thread a little later.
+ *   `QApplication`). Creating elsewhere, or without a `QApplication`, gives null and an error entry in the
+ *   log; releasing elsewhere works, the widget is then detached and deleted by the GUI thread a little later.
  * - `Ovel_ShowYuvFrame`, `Ovel_ShowYuvFrameRef`, `Ovel_SetParam`, `Ovel_GetParam` and `Ovel_ClearDraw` may be
- * called on any thread, also at the same time for the same handle: they are serialised per renderer.
+ *   called on any thread, also at the same time for the same handle: they are serialised per renderer.
  * - `Ovel_ShowYuvFrame` drops a frame rather than wait longer than 500 ms for another call of the same
  *   handle. Of paints it waits for its own window's only, one that is at work or that waits for the frame
  *   before: a paint that is due goes before further frames, however fast they come.
  * - The draw callback runs inside the call that brings a frame, on the caller's thread, and on the GUI
- *   thread after a resize, which does not wait for the other: it may run on two threads at once. The run that began last
- *   counts, what an earlier one still sends is taken and dropped.
+ *   thread after a resize, which does not wait for the other: it may run on two threads at once. The run that
+ *   began last counts, what an earlier one still sends is taken and dropped.
  * - Locks in the callback: for a frame the library holds those of this one renderer, for a resize none. A
  *   recursive lock of the host's may be held around `Ovel_ShowYuvFrame` and taken in the callback. Waiting
  *   for the GUI thread is safe only while that thread does not wait for this renderer (a command, a release,
@@ -27,21 +27,19 @@
  *
  * @section lifetime Lifetime
  * - A handle is valid from the create call until its `Ovel_Release`. `Ovel_Release` waits for calls of the
- * handle that are in flight; calls that come later find the handle unknown and get -1.
- * - A renderer whose Qt parent deletes it leaves the registry by itself:
- *   later calls give -1, a later `Ovel_Release` 0.
+ *   handle that are in flight; calls that come later find the handle unknown and get -1.
+ * - A renderer whose Qt parent deletes it leaves the registry by itself: later calls give -1, a later
+ *   `Ovel_Release` 0.
  * - Memory that a call points to is never read after that call has returned, except the planes of
- * `Ovel_ShowYuvFrameRef`: until their release has been called.
+ *   `Ovel_ShowYuvFrameRef`: until their release has been called.
  * - Once a renderer has been created the library stays mapped until the process ends, because Qt may still
- * hold events for its widgets; a `dlclose` is then without effect. Without a renderer it unloads normally.
- *
+ *   hold events for its widgets; a `dlclose` is then without effect. Without a renderer it unloads normally.
  * - The widget's surface format is the application's default without multisampling, which video gains nothing
  *   from and pays for in every paint.
  *
  * @section results Results
- * Functions return 0 for success and -1 for failure, create functions a handle or null. No exception leaves
- * the library; running out of memory is a failure like any other. A failed call changes nothing on the
- * screen.
+ * Functions return 0 for success and -1 for failure, create functions a handle or null. No exception leaves the
+ * library; running out of memory is a failure like any other. A failed call changes nothing on the screen.
  *
  * A frame that was taken is not yet seen: without an OpenGL context (a platform without OpenGL, a driver that
  * refuses) frames are taken as ever and nothing is shown. One error entry per renderer says so with the reason,
@@ -49,11 +47,11 @@
  * the renderer shows its frames.
  *
  * @section formats Picture formats
- * 8-bit 4:2:0 in two layouts; W and H are the width and height of the luma plane, chroma sizes truncate (W/2,
- * H/2).
+ * 8-bit 4:2:0 in two layouts; W and H are the width and height of the luma plane, chroma sizes truncate
+ * (W/2, H/2).
  *
- * Three planes (#OVEL_DISPLAY_YV12, despite its name in the order Y,
- * U, V), one block at `pYuvData`; 8 x 4 pixels:
+ * Three planes (#OVEL_DISPLAY_YV12, despite its name in the order Y, U, V), one block at `pYuvData`; 8 x 4
+ * pixels:
  *
  *     offset  0   Y   4 rows of 8 bytes
  *     offset 32   U   2 rows of 4 bytes      (W * H)
@@ -85,10 +83,10 @@
  * pixels of the unzoomed view: the renderer applies zoom, rotation and mirror to them as it does to the
  * picture.
  *
- * Worked example: a detector found a box from (0.25, 0.50) to (0.75, 1.00) of the picture.
- * The callback got left 100, top 0, right 700, bottom 600, so the box goes to
- * x = 100 + 0.25 * 600 = 250 up to 100 + 0.75 * 600 = 550 and to y = 0 + 0.5 * 600 = 300 up to 600.
- * Send these four corners as a closed outline (#OVEL_GRAPH_OUTLINE).
+ * Worked example: a detector found a box from (0.25, 0.50) to (0.75, 1.00) of the picture. The callback got
+ * left 100, top 0, right 700, bottom 600, so the box goes to x = 100 + 0.25 * 600 = 250 up to
+ * 100 + 0.75 * 600 = 550 and to y = 0 + 0.5 * 600 = 300 up to 600. Send these four corners as a closed outline
+ * (#OVEL_GRAPH_OUTLINE).
  */
 #ifndef OVEL_INTERFACE_H
 #define OVEL_INTERFACE_H
@@ -135,9 +133,9 @@ enum {
     OVELCMD_SET_STOPDRAW_PARA = 4,
     /** Payload #tagOvelVideoRotate; next paint. Full-frame renderer only. */
     OVELCMD_SET_VIDEO_ROTATE = 5,
-    /** Payload one int32: 0 fits the current frame's aspect into the widget (the whole
-     * widget before the first frame), else fills it. Computed once, from the current sizes:
-     * repeat it after a resize. Full-frame renderer only. */
+    /** Payload one int32: 0 fits the current frame's aspect into the widget (the whole widget before the first
+     *  frame), else fills it. Computed once, from the current sizes: repeat it after a resize. Full-frame
+     *  renderer only. */
     OVELCMD_SET_DRAW_RATIO_MODE = 6,
     /** Payload #tagQRECT in widget pixels, at least 2 x 2 (smaller: -1, the picture stays where it is); not
      *  clipped. Full-frame renderer only. */
@@ -318,13 +316,12 @@ typedef struct tagOvelFrameRef {
     int32_t iHeight;       /**< +4 luma rows, at least 1 */
     int32_t iDisplayType;  /**< +8 #OVEL_DISPLAY_YV12 or #OVEL_DISPLAY_NV12 */
     uint32_t uiFrameParam; /**< +12 handed unchanged to the draw callback */
-    const void*
-        pPlane[3];     /**< +16 the first (top) row of each plane; not used where the plane has no samples */
-    int32_t iPitch[3]; /**< +40 bytes from row to row, at least a row's; negative for pictures that lie
+    const void* pPlane[3]; /**< +16 the first (top) row of each plane; not used where it has no samples */
+    int32_t iPitch[3];     /**< +40 bytes from row to row, at least a row's; negative for pictures that lie
                               bottom up; 0: no gaps (W, for U and V W/2, for UV W) */
-    int32_t iHasColor; /**< +52 nonzero: stColor describes this frame, whatever #OVELCMD_SET_COLOR says */
-    tagOvelColor stColor; /**< +56 */
-    uint8_t reserved[4];  /**< +68 */
+    int32_t iHasColor;     /**< +52 nonzero: stColor describes this frame, whatever #OVELCMD_SET_COLOR says */
+    tagOvelColor stColor;  /**< +56 */
+    uint8_t reserved[4];   /**< +68 */
 } tagOvelFrameRef;
 
 /** Extension. Gives a frame of #Ovel_ShowYuvFrameRef back: its planes are not read any more. Gets the user value
@@ -396,10 +393,10 @@ OVEL_API int Ovel_Release(void* pcls);
  * @param pcls handle.
  * @param pFrame #tagYuvFrameInfo; its pictures are not read after the return.
  * @param iSize bytes at pFrame, at least 1; at most 112 are read.
- * @return 0; -1 for an unknown handle, a null or empty descriptor,
- * a width or height below 1 (each such frame is logged by the full-frame renderer while a picture is there),
- * a picture above 2 GiB, out of memory, a busy renderer (500 ms), or from inside its draw callback.
- * The previous picture then stays. A frame without source pointers is taken (0) and keeps the buffer.
+ * @return 0; -1 for an unknown handle, a null or empty descriptor, a width or height below 1 (each such frame is
+ * logged by the full-frame renderer while a picture is there), a picture above 2 GiB, out of memory, a busy
+ * renderer (500 ms), or from inside its draw callback. The previous picture then stays. A frame without source
+ * pointers is taken (0) and keeps the buffer.
  */
 OVEL_API int Ovel_ShowYuvFrame(void* pcls, void* pFrame, int iSize);
 
@@ -448,9 +445,11 @@ OVEL_API int Ovel_ShowYuvFrameRef(void* pcls, void* pFrame, int iSize, OvelFrame
  */
 OVEL_API int Ovel_SetParam(void* pcls, int iCmd, void* pData, int iSize);
 
-/** Reserved for reading parameters. Any thread. @param pcls handle.
- * @param iCmd not used. @param pData not written.
- *  @param iSize not used. @return -1 for every code. */
+/**
+ * Reserved for reading parameters. Any thread.
+ * @param pcls handle. @param iCmd not used. @param pData not written. @param iSize not used.
+ * @return -1 for every code.
+ */
 OVEL_API int Ovel_GetParam(void* pcls, int iCmd, void* pData, int iSize);
 
 /**

@@ -1,7 +1,7 @@
 // What lives with a GL context: pictures, overlays and what is on the screen, in a framebuffer object without
 // a window.
 #include "OsCoreApi.h"
-#include "parts/ContextPainter.h"
+#include "parts/PictureSources.h"
 #include "picture/DisplayGeometry.h"
 
 #include "Harness.h"
@@ -10,7 +10,6 @@
 #include <QOpenGLContext>
 #include <QOpenGLFramebufferObject>
 #include <QOpenGLFunctions>
-#include <QOpenGLShaderProgram>
 
 using namespace OvelTest;
 
@@ -29,39 +28,27 @@ protected:
         painter.Enter();
         target = std::make_unique<QOpenGLFramebufferObject>(QSize(60, 40));
         target->bind();
-        context.functions()->glGenTextures(3, textures);
         view.displayType = Yv12;
         view.frame = 1;
         view.overlays = 1;
-        view.parameters = {WholeArea, WholeArea, {}, {}};
         view.surface = {target->size(), 1, target->handle()};
-        program.reset(painter.BuildProgram(layout, PictureProgramKind::FullFrame,
-                                           {{&sampler[0], &sampler[1], &sampler[2]}, flag, color}));
     }
     ~ContextPart() override
     {
-        program.reset();
         painter.Free();
-        if (target) {
-            context.functions()->glDeleteTextures(3, textures);
-        }
         target.reset();
     }
 
-    PictureTarget Target(const tagOvelVideoRotate& rotate = {})
+    PicturePlanes Planes() const
     {
-        return {program.get(),
-                {textures[0], textures[1], textures[2]},
-                TextureStorage::Respecified,
-                view.parameters.destination,
-                rotate};
+        return PlanesInBuffer(layout, bytes.data(), picture.width, picture.height);
     }
-    ContextPainter::Drawn Draw(const Picture& picture, quint64 serial)
+    ContextPainter::Drawn Draw(const PictureSources& sources)
     {
-        const std::vector<uint8_t> bytes = BufferBytes(picture, layout.displayType);
-        return painter.DrawPicture(Target(view.parameters.rotate), layout,
-                                   PlanesInBuffer(layout, bytes.data(), picture.width, picture.height),
-                                   serial, view.parameters);
+        PictureTarget drawn = sources.Target();
+        drawn.destination = view.parameters.destination;
+        drawn.rotate = view.parameters.rotate;
+        return painter.DrawPicture(drawn, layout, Planes(), 1, view.parameters);
     }
     QImage Shown() const { return target->toImage(); }
     bool IsBlack() const { return bool(ShowsCanvas(Shown(), Canvas(target->size()), 0)); }
@@ -69,12 +56,19 @@ protected:
     QOffscreenSurface offscreen;
     QOpenGLContext context;
     std::unique_ptr<QOpenGLFramebufferObject> target;
-    unsigned int textures[3] = {};
     const PictureLayout& layout = LayoutOf(Yv12);
-    int sampler[3] = {-7, -7, -7};
-    int flag = -7;
-    int color = -7;
-    std::unique_ptr<QOpenGLShaderProgram> program;
+    const Picture picture = MakePicture(30, 20);
+    const std::vector<uint8_t> bytes = BufferBytes(picture, Yv12);
+    int location[6] = {-7, -7, -7, -7, -7, -7};
+    unsigned int name[3] = {};
+    QOpenGLShaderProgram* program = nullptr;
+    const SourceFields fields = {
+        program, name[0], name[1], name[2],
+        PictureUniforms{{&location[0], &location[1], &location[2]}, location[3], location[4]}};
+    QOpenGLTexture* owned[3] = {};
+    FixedSources::Texture shared[3];
+    RespecifiedSources respecified{fields, owned[0], owned[1], owned[2], location[5]};
+    FixedSources fixed{fields, shared[0], shared[1], shared[2]};
     ContextPainter painter;
     PaintedView view;
 };
@@ -82,11 +76,6 @@ protected:
 TEST_F(ContextPart, PictureAndOverlaysAsTheViewSays)
 {
     ASSERT_TRUE(target) << "no context";
-    ASSERT_TRUE(program);
-    for (const int location : {sampler[0], sampler[1], sampler[2], flag, color}) {
-        EXPECT_NE(location, -7) << "written";
-    }
-    const Picture picture = MakePicture(30, 20);
     const std::vector<__tagQDrawGraphInfo> records = {
         Graph(OVEL_GRAPH_POLYLINE, 0x3050F0, 4, {{5, 5}, {50, 30}}),
         Graph(OVEL_GRAPH_FILLED, 0x20C040, 1, {{30, 5}, {55, 5}, {55, 20}, {30, 20}}, 0.5f)};
@@ -98,23 +87,36 @@ TEST_F(ContextPart, PictureAndOverlaysAsTheViewSays)
     expected.direction = expected.mirror = 1;
     expected.angle = 90;
     view.parameters = {expected.zoom, expected.destination, {1, 90, 1}, {}};
-    painter.FillFramebuffer(view.surface);
-    EXPECT_EQ(Draw(picture, 1), ContextPainter::Drawn::Uploaded);
-    EXPECT_EQ(Draw(picture, 1), ContextPainter::Drawn::Again);
-    Canvas canvas = RenderPicture(picture, Yv12, expected);
-    EXPECT_TRUE(ShowsCanvas(Shown(), canvas));
-    painter.MeshOverlays(list, OverlayKinds::LinesAndShapes, view);
-    painter.MeshOverlays({}, OverlayKinds::LinesAndShapes, view); // is of this view already
-    painter.PaintOpaqueOverlays();
-    painter.PaintTranslucentOverlays();
-    DrawOverlays(canvas, records, expected, false);
-    EXPECT_TRUE(ShowsCanvas(Shown(), canvas));
-    painter.Free(); // with all that was meshed
-    EXPECT_EQ(Draw(picture, 1), ContextPainter::Drawn::Uploaded);
-    painter.PaintBlack();
-    painter.MeshOverlays(list, OverlayKinds::LinesAndShapes, view);
-    painter.PaintOpaqueOverlays();
-    EXPECT_FALSE(IsBlack());
+    PictureSources* const both[] = {&respecified, &fixed};
+    for (PictureSources* const sources : both) {
+        sources->Build(painter, layout, Planes());
+        ASSERT_TRUE(program);
+        EXPECT_TRUE(sources->Serve(30, 20));
+        EXPECT_EQ(sources->Serve(32, 20), sources == &respecified);
+        painter.FillFramebuffer(view.surface);
+        EXPECT_EQ(Draw(*sources), ContextPainter::Drawn::Uploaded);
+        EXPECT_EQ(Draw(*sources), ContextPainter::Drawn::Again);
+        Canvas canvas = RenderPicture(picture, Yv12, expected);
+        EXPECT_TRUE(ShowsCanvas(Shown(), canvas));
+        painter.MeshOverlays(list, OverlayKinds::LinesAndShapes, view);
+        painter.MeshOverlays({}, OverlayKinds::LinesAndShapes, view); // is of this view already
+        painter.PaintOpaqueOverlays();
+        painter.PaintTranslucentOverlays();
+        DrawOverlays(canvas, records, expected, false);
+        EXPECT_TRUE(ShowsCanvas(Shown(), canvas));
+        painter.Free(); // with all that was meshed
+        EXPECT_EQ(Draw(*sources), ContextPainter::Drawn::Uploaded);
+        painter.PaintBlack();
+        painter.MeshOverlays(list, OverlayKinds::LinesAndShapes, view);
+        painter.PaintOpaqueOverlays();
+        EXPECT_FALSE(IsBlack());
+        painter.Free();
+        sources->Free();
+        EXPECT_FALSE(program || owned[0] || shared[0]);
+    }
+    for (const int written : location) {
+        EXPECT_NE(written, -7);
+    }
 }
 
 } // namespace

@@ -1,6 +1,7 @@
-// Parts that hold what frames, callbacks and commands bring: the frame buffer and its lock, the overlay list,
-// the view.
+// Parts that hold what frames, callbacks and commands bring: the frame buffer and its lock, lent pictures, the
+// overlay list, the view.
 #include "parts/FrameLock.h"
+#include "parts/FrameReference.h"
 #include "parts/FrameStore.h"
 #include "parts/OverlayList.h"
 #include "parts/ViewStore.h"
@@ -95,6 +96,32 @@ TEST(FrameStorePart, PlanesThatPointElsewhere)
         EXPECT_EQ(s.store.HoldsPicture(Nv12), holds) << luma - s.buffer << ", " << chroma - s.buffer;
         EXPECT_TRUE(s.store.HoldsPicture(Yv12));
     }
+}
+
+// However deep in a call a picture is let go of, the host has it back when that call is over, once.
+TEST(FrameReferencePart, GivenBackAfterTheCall)
+{
+    int returned = 0;
+    const int another = 0;
+    const auto lend = [&] {
+        return FrameReference([](void* user) { ++*static_cast<int*>(user); }, &returned);
+    };
+    {
+        const LettingGo call(&returned);
+        {
+            const LettingGo nested(&returned);
+            LettingGo::Later(lend());
+        }
+        EXPECT_EQ(returned, 0);
+        {
+            const LettingGo nested(&another);
+            LettingGo::Later(lend());
+        }
+        EXPECT_EQ(returned, 1) << "the call for another renderer is over";
+    }
+    EXPECT_EQ(returned, 2);
+    LettingGo::Later(lend());
+    EXPECT_EQ(returned, 3) << "outside every call at once";
 }
 
 // Whether a thread of this process sleeps; as nothing else tells that it waits in a lock.

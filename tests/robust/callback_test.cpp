@@ -1,5 +1,6 @@
 // Hosts that lock, wait and call inside their draw callbacks, and threads that give others no room: nobody
 // waits for ever, and nobody who took a callback away meets it again.
+#include "Lender.h"
 #include "ScriptedHost.h"
 
 using namespace OvelTest;
@@ -197,17 +198,21 @@ int ShowAnother(void* other)
     return SmallFrame().Feed(other);
 }
 
+int LendAnother(void* other)
+{
+    Lender lender; // sees to it that it has its picture back
+    return lender.Lend(other, Loan(MakePicture(16, 16), Yv12));
+}
+
 TEST_P(CallbackTest, CallsForABusyRendererGiveUp)
 {
     const struct {
         const char* name;
         int (*call)(void*);
         bool inResize; // one will do: each takes half a second
-    } cases[] = {{"set in a resize", &SetAnother, true},
-                 {"set", &SetAnother, false},
-                 {"clear", &ClearAnother, false},
-                 {"show", &ShowAnother, false},
-                 {"release", &Ovel_Release, false}};
+    } cases[] = {{"set in a resize", &SetAnother, true}, {"set", &SetAnother, false},
+                 {"clear", &ClearAnother, false},        {"show", &ShowAnother, false},
+                 {"lend", &LendAnother, false},          {"release", &Ovel_Release, false}};
     for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
         RenderWindow busy(OVEL_RENDER_SUB_IMAGE - GetParam());

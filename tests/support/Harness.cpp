@@ -205,6 +205,11 @@ void MakeNativeIfAsked(QWidget& renderer)
     }
 }
 
+bool QtLosesTiles()
+{
+    return QT_VERSION_MAJOR >= 6 && TilesAreNative();
+}
+
 bool IsWayland()
 {
     return QGuiApplication::platformName() == QLatin1String("wayland");

@@ -33,6 +33,8 @@ bool IsFree(QMutex& mutex);
 // Makes a renderer a window of the display server inside its top-level window in the runs that are about such
 // tiles. Before it is shown.
 void MakeNativeIfAsked(QWidget& renderer);
+// Qt 6 composes a native tile without GL in a window that is translucent or was shown before the tile came.
+bool QtLosesTiles();
 // A display server that tells a window neither where it is nor what is on the screen.
 bool IsWayland();
 // What the screen shows where the widget lies.
