@@ -84,11 +84,14 @@ TEST_F(ContextPart, PictureAndOverlaysAsTheViewSays)
     expected.widget = expected.device = target->size();
     expected.zoom = {0.25, 0, 0.75, 1};
     expected.destination = {0.25, 0.25, 0.75, 1};
-    expected.direction = expected.mirror = 1;
-    expected.angle = 90;
-    view.parameters = {expected.zoom, expected.destination, {1, 90, 1}, {}};
-    PictureSources* const both[] = {&respecified, &fixed};
+    PictureSources* const both[] = {&fixed, &respecified};
     for (PictureSources* const sources : both) {
+        if (sources == &respecified) { // the other one's program knows no turns
+            expected.direction = expected.mirror = 1;
+            expected.angle = 90;
+        }
+        const tagOvelVideoRotate rotate{expected.direction, expected.angle, expected.mirror};
+        view.parameters = {expected.zoom, expected.destination, rotate, {}};
         sources->Build(painter, layout, Planes());
         ASSERT_TRUE(program);
         EXPECT_TRUE(sources->Serve(30, 20));
