@@ -5,6 +5,8 @@
 #include <chrono>
 #include <cstring>
 #include <ctime>
+#include <iterator>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -97,34 +99,24 @@ TEST(Helpers, LettersAndHeights)
     EXPECT_EQ(os_get_sdk_version(), 0);
 }
 
+std::vector<std::string> Words(const std::string& text)
+{
+    std::istringstream stream(text);
+    return {std::istream_iterator<std::string>(stream), {}};
+}
+
 TEST(Helpers, Utf8)
 {
-    const std::vector<std::string> yes = {"\xC3\xA9",
-                                          "\xE4\xB8\xADz",
-                                          std::string("\0\xC0\x80", 3),
-                                          "\xDF\xBF",
-                                          "\xE0\x80\x80",
-                                          "\xEF\xBF\xBF",
-                                          "\xF0\x80\x80\x80",
-                                          "\xF7\x80\x80\x80",
-                                          "\xF8\x80\x80\x80\x80",
-                                          "\xFB\x80\x80\x80\x80",
-                                          "\xFC\x80\x80\x80\x80\x80",
-                                          "\xFD\x80\x80\x80\x80\x80",
-                                          "\xFE\x80\x80\x80\x80",
-                                          "\xFF\x80\x80\x80\x80"};
-    const std::vector<std::string> no = {"",
-                                         "abc",
-                                         std::string("a\0b", 3),
-                                         "\xC3",
-                                         "\xA9",
-                                         "a\xBF",
-                                         "\xC3z",
-                                         "\xC3\xC3",
-                                         "\xEF\xBF",
-                                         "\xF8\x80\x80\x80",
-                                         "\xFC\x80\x80\x80\x80",
-                                         "\xFF\x80\x80\x80\x80\x80"};
+    std::vector<std::string> yes =
+        Words("\xC3\xA9 \xE4\xB8\xADz \xDF\xBF \xE0\x80\x80 \xEF\xBF\xBF \xF0\x80\x80\x80 "
+              "\xF7\x80\x80\x80 \xF8\x80\x80\x80\x80 \xFB\x80\x80\x80\x80 \xFC\x80\x80\x80\x80\x80 "
+              "\xFD\x80\x80\x80\x80\x80 \xFE\x80\x80\x80\x80 \xFF\x80\x80\x80\x80");
+    yes.emplace_back("\0\xC0\x80", 3);
+    std::vector<std::string> no =
+        Words("abc \xC3 \xA9 a\xBF \xC3z \xC3\xC3 \xEF\xBF \xF8\x80\x80\x80 \xFC\x80\x80\x80\x80 "
+              "\xFF\x80\x80\x80\x80\x80");
+    no.emplace_back("a\0b", 3);
+    no.emplace_back();
     for (const auto* texts : {&yes, &no}) {
         for (std::string text : *texts) {
             for (auto test : {os_is_utf8_encoding, os_get_charset_code, os_is_wide_char}) {
