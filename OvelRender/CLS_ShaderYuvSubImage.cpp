@@ -73,7 +73,7 @@ void CLS_ShaderYuvSubImage::InitGLNV12()
 void CLS_ShaderYuvSubImage::InnerFreeSource()
 {
     // Intake and commands come here on their own threads: the next paint deletes what needs the context.
-    m_bNeedFreeSource = true;
+    m_pState->traits->sources->PutProgramAside();
     m_bGLInited = false;
     if (m_blBlockFrame) {
         return;

@@ -248,6 +248,7 @@ tagQRECT RendererSteps::PictureRect() const
 
 void RendererSteps::FreeOutdated()
 {
+    Traits().sources->FreeProgramAside();
     if (!m_renderer.m_bNeedFreeSource) {
         return;
     }

@@ -13,7 +13,7 @@ struct RendererTraits {
     int typeFor4 = 4;
     // Whether a paint of this type shows nothing without a picture.
     bool (*needsBuffer)(int displayType) = nullptr;
-    bool freesInPlace = false;  // InnerFreeSource frees, in the paint; else it only marks, on any thread
+    bool freesInPlace = false;  // InnerFreeSource frees, in the paint; else on any thread, by putting aside
     bool hasPlace = false;      // destination and rotation are honoured; else the picture covers the widget
     bool isBlackAtOnce = false; // without a picture a paint does not wait for the frame lock
     bool* blockFrame = nullptr; // says whether the last frame came as one block of declared size

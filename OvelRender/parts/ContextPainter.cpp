@@ -114,8 +114,9 @@ QOpenGLShaderProgram* ContextPainter::BuildProgram(const PictureLayout& layout, 
 
 void ContextPainter::SetMatrix(QOpenGLShaderProgram* program, const tagOvelVideoRotate& rotate)
 {
-    if (program && m_matrixLocation >= 0) {
+    if (program && m_matrixLocation >= 0 && program->bind()) {
         program->setUniformValue(m_matrixLocation, ComputeViewMatrix(rotate));
+        program->release();
     }
 }
 

@@ -6,6 +6,7 @@
 #include <QOpenGLTexture>
 
 #include <new>
+#include <utility>
 
 namespace
 {
@@ -22,8 +23,21 @@ constexpr TextureLocation TwoPlaneLocation = {"InitGLNV12", {273, 279, 0}};
 
 void PictureSources::FreeProgram()
 {
+    FreeProgramAside();
     delete m_fields.program;
     m_fields.program = nullptr;
+}
+
+void PictureSources::PutProgramAside()
+{
+    if (m_fields.program) {
+        m_aside = std::exchange(m_fields.program, nullptr);
+    }
+}
+
+void PictureSources::FreeProgramAside()
+{
+    delete std::exchange(m_aside, nullptr);
 }
 
 PictureTarget PictureSources::TargetOf(TextureStorage storage) const

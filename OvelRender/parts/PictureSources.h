@@ -31,6 +31,9 @@ public:
     virtual bool Serve(int width, int height) const = 0;
     virtual void Free() = 0;
     void FreeProgram();
+    // Takes the program out of its field, on any thread with the frame lock; the next paint deletes it.
+    void PutProgramAside();
+    void FreeProgramAside();
 
     // What painting needs to know of them.
     virtual PictureTarget Target() const = 0;
@@ -39,6 +42,9 @@ protected:
     PictureTarget TargetOf(TextureStorage storage) const;
 
     const SourceFields m_fields;
+
+private:
+    QOpenGLShaderProgram* m_aside = nullptr;
 };
 
 // Textures that painting specifies anew when the size changes.

@@ -122,6 +122,12 @@ TEST_P(LabelTest, OneLabelInFull)
     ASSERT_TRUE(window.Repaint());
     RunEvents();
     EXPECT_EQ(qtDebugLines.Take(), Strings{"default: CLS_ShaderBase::AddLabel Error:iFontSize <= 0"});
+    auto record = Label("by hand", {0, 80, 90, 100});
+    for (const int slot : {-1, int(OVEL_LABELS), OVEL_LABELS - 1}) {
+        window.renderer->AddLabel(slot, &record);
+    }
+    ASSERT_NE(Slot(OVEL_LABELS - 1), nullptr);
+    EXPECT_EQ(Slot(OVEL_LABELS - 1)->text(), QString("by hand"));
 }
 
 TEST_P(LabelTest, Encodings)

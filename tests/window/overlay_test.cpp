@@ -203,6 +203,49 @@ TEST_P(OverlayTest, FollowTheView)
     }
 }
 
+QImage ReadPixels(CLS_ShaderBase& renderer, QSize size)
+{
+    QImage image(size, QImage::Format_RGBA8888);
+    renderer.glReadPixels(0, 0, size.width(), size.height(), GL_RGBA, GL_UNSIGNED_BYTE, image.bits());
+    return image.mirrored();
+}
+
+// The members that a paint is made of, called by hand.
+TEST_P(OverlayTest, ThePaintStepByStep)
+{
+    for (const int layout : Layouts) {
+        ExpectOverlays(Scene(), View(), layout);
+        const QImage expected = window.Framebuffer();
+        AsItsClass(window.renderer, [&](auto* renderer) {
+            renderer->makeCurrent();
+            renderer->glClear(GL_COLOR_BUFFER_BIT);
+            renderer->InnerFreeSource();
+            EXPECT_EQ(renderer->m_pShaderProgram, nullptr);
+            EXPECT_FALSE(renderer->m_bNeedFreeSource);
+            renderer->m_nDisplayType = layout;
+            layout == Nv12 ? renderer->InitGLNV12() : renderer->InitGLYV12();
+            layout == Nv12 ? renderer->PaintNV12() : renderer->PaintYV12();
+            if constexpr (std::is_same_v<decltype(renderer), CLS_ShaderYuv*>) {
+                renderer->VideoRotateMirror();
+                renderer->paintDraw(false);
+                renderer->paintDraw(true);
+            } else {
+                renderer->paintDraw();
+            }
+            EXPECT_TRUE(SameImage(ReadPixels(*renderer, expected.size()), expected));
+            renderer->doneCurrent();
+            source.records = {Graph(OVEL_GRAPH_POLYLINE, White, 9, {{10, 30}, {150, 50}})};
+            EXPECT_EQ(renderer->DrawCallbackToPlayer(77), 0);
+            EXPECT_EQ(source.calls.back().info.uiFrameParam, 77u);
+            EXPECT_EQ(renderer->m_vecDrawGraphInfo.size(), int(Scene().size()) + 1)
+                << "a list is not emptied";
+        });
+    }
+    float vertices[8] = {};
+    window.renderer->CalcuVertex(vertices);
+    EXPECT_EQ(std::vector<float>(vertices, vertices + 8), (std::vector<float>{-1, -1, 1, -1, -1, 1, 1, 1}));
+}
+
 // The very first paint after the program was built already shows them, turned like the picture.
 TEST_P(OverlayTest, FirstPaintIsTurned)
 {
