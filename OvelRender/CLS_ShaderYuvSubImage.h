@@ -66,7 +66,7 @@ public:
     QSharedPointer<QOpenGLTexture> m_spTextureU; // [gui]
     QSharedPointer<QOpenGLTexture> m_spTextureV; // [gui]
     std::atomic<bool> m_blDestroyed;             // frames are refused
-    QOpenGLShaderProgram* m_pShaderProgram;      // [gui] owned
+    QOpenGLShaderProgram* m_pShaderProgram;      // [frame] owned
     std::vector<RectMesh> m_vecRectMesh;
     bool m_blBlockFrame; // [frame] the last frame came as one block of declared size: it keeps its display
                          // type

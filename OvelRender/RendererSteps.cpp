@@ -191,13 +191,16 @@ void RendererSteps::LeaveContext()
         return;
     }
     m_renderer.makeCurrent();
-    if (Traits().freesInPlace) {
-        m_renderer.InnerFreeSource();
-    } else {
-        Traits().sources->Free();
-        m_renderer.m_bGLInited = false;
+    {
+        const FrameLock lock = FrameLock::ForContext(m_parts.gate); // a frame may put the program aside
+        if (Traits().freesInPlace) {
+            m_renderer.InnerFreeSource();
+        } else {
+            Traits().sources->Free();
+            m_renderer.m_bGLInited = false;
+        }
+        m_parts.painter.Free();
     }
-    m_parts.painter.Free();
     m_renderer.doneCurrent();
 }
 
