@@ -64,14 +64,35 @@ private:
     const bool m_held;
 };
 
-// Locks a renderer's mutex as long as this thread may wait, or as this call does.
-bool LockWithin(QMutex& mutex, std::optional<std::chrono::milliseconds> limit)
+using WaitTime = std::optional<std::chrono::milliseconds>; // none: without limit
+
+// Takes what it waits off the limit.
+bool LockWithin(QMutex& mutex, WaitTime& limit)
 {
-    if (limit) {
-        return mutex.tryLock(static_cast<int>(limit->count()));
+    if (mutex.tryLock()) {
+        return true;
     }
-    mutex.lock();
-    return true;
+    if (!limit) {
+        mutex.lock();
+        return true;
+    }
+    using Clock = std::chrono::steady_clock;
+    const Clock::time_point begin = Clock::now();
+    const bool locked = mutex.tryLock(static_cast<int>(limit->count()));
+    *limit -= std::min(*limit, std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - begin));
+    return locked;
+}
+
+// A mutex alone serves whoever runs when it gets free: a feeder without pauses kept commands of the GUI thread
+// waiting for seconds.
+bool LockInTurn(QMutex& turn, QMutex& mutex, WaitTime limit)
+{
+    if (!LockWithin(turn, limit)) {
+        return false;
+    }
+    const bool locked = LockWithin(mutex, limit);
+    turn.unlock();
+    return locked;
 }
 
 // One exported call for one renderer: found, kept alive and serialised until it ends; false when the call is
@@ -80,9 +101,9 @@ bool LockWithin(QMutex& mutex, std::optional<std::chrono::milliseconds> limit)
 class RendererCall
 {
 public:
-    explicit RendererCall(void* pcls, std::optional<std::chrono::milliseconds> limit = WaitLimit())
-        : m_lettingGo(pcls),
-          m_locked(!IsInsideDrawCallback(pcls) && Find(pcls) && LockWithin(*m_mutex, limit))
+    explicit RendererCall(void* pcls, WaitTime limit = WaitLimit())
+        : m_lettingGo(pcls), m_locked(!IsInsideDrawCallback(pcls) && Find(pcls) &&
+                                      LockInTurn(RendererSteps(*m_renderer).Turn(), *m_mutex, limit))
     {
     }
     ~RendererCall()

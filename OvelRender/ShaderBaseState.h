@@ -44,6 +44,7 @@ struct ShaderBaseState {
     }
 
     std::unique_ptr<const RendererTraits> traits; // once the renderer itself is made
+    QMutex turn;
     FrameGate gate;
     FrameStore frames;
     OverlayList overlays;
