@@ -202,14 +202,14 @@ CLS_ShaderBase* CreateRegistered(int type)
     return renderer.release();
 }
 
-// Widgets are taken apart by the GUI thread alone.
+// Widgets are taken apart by the GUI thread alone, and not inside their own events.
 void DetachAndDelete(CLS_ShaderBase* renderer)
 {
     // After the application nothing can be done to a widget any more.
     if (!QCoreApplication::instance()) {
         return;
     }
-    if (QThread::currentThread() == renderer->thread()) {
+    if (QThread::currentThread() == renderer->thread() && RendererSteps(*renderer).CanGo()) {
         renderer->DeleteLabels();
         renderer->setParent(nullptr);
         renderer->deleteLater();

@@ -35,6 +35,8 @@ public:
     // Any thread. False, and nothing is forgotten, when the callback runs elsewhere for longer than this
     // thread may wait.
     bool ForgetOverlays();
+    // GUI thread. Whether the widget may be taken apart here and now.
+    bool CanGo() const { return !m_parts.labels.IsInside(); }
     // Where calls wait for the renderer mutex.
     QMutex& Turn() { return m_parts.turn; }
     // Any thread. A hidden widget is painted when it is shown: nobody is woken for it.
