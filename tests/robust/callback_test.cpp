@@ -179,6 +179,27 @@ TEST_P(CallbackTest, WhoTakesACallbackAwayWaitsForIt)
     }
 }
 
+TEST_P(CallbackTest, CommandsAreNotOvertakenByAFeederWithoutPauses)
+{
+    ScriptedHost next([](const ScriptedHost::Run&) {});
+    Signal isIn;
+    ScriptedHost host([&](const ScriptedHost::Run&) {
+        isIn.Set();
+        std::this_thread::sleep_for(std::chrono::milliseconds(100)); // until the command waits
+    });
+    host.Attach(window.handle);
+    HostThread feeder([this] {
+        Frame frame = SmallFrame();
+        for (int i = 0; i < 10; ++i) {
+            EXPECT_EQ(frame.Feed(window.handle), 0);
+        }
+    });
+    EXPECT_TRUE(isIn.Wait());
+    next.Attach(window.handle);
+    feeder.Finish();
+    EXPECT_EQ(host.runs, 1);
+}
+
 // Calls for another renderer, from inside a callback.
 int SetAnother(void* other)
 {

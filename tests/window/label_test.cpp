@@ -188,10 +188,13 @@ TEST_P(LabelTest, ClearDrawEmptiesThem)
             ASSERT_TRUE(Show(Labels({"a", "b"})));
             ASSERT_EQ(Texts(), (Strings{"b", "a"}));
             window.renderer->hide(); // no paint does it
+            // As while the next frame is being taken.
+            QMutexLocker taking(otherThread && keep ? &window.renderer->m_mutexYuvBuf : nullptr);
             Clear(otherThread);
             const auto empty = [&] { return Texts() == Strings{"", ""}; };
             // On the GUI thread they are empty at once.
             EXPECT_TRUE(otherThread ? WaitUntil(empty, 1000) : empty()) << keep << otherThread;
+            taking.unlock();
             window.renderer->show();
         }
     }
