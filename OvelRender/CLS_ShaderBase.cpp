@@ -330,6 +330,7 @@ void CLS_ShaderBase::CalcuVertex(float (&vertices)[8])
 
 void CLS_ShaderBase::DrawTextInfo()
 {
+    m_pState->labels.Outdate();
     m_pState->labels.FinishPass(TakeTexts(*m_pState));
 }
 
@@ -343,6 +344,7 @@ void CLS_ShaderBase::AddLabel(int iIndex, __tagQDrawGraphInfo* pInfo)
         WarnOfMissingFontSize();
     }
     m_pState->labels.ShowRecord(iIndex, *pInfo);
+    m_pState->labels.Outdate();
 }
 
 void CLS_ShaderBase::ClearLabel()

@@ -50,6 +50,8 @@ public:
     void ShowRecord(int slot, const __tagQDrawGraphInfo& record);
     void Clear();
     void Delete();
+    // The next pass fills all labels, whether the list changed or not.
+    void Outdate() { m_isStale = true; }
     // Whether a label is being changed further up this thread's calls: the events that this sends go through the
     // host's filters. Labels and their window must not go meanwhile.
     bool IsInside() const { return m_inside > 0; }

@@ -304,6 +304,9 @@ TEST_P(LabelTest, EveryPassFillsAnew)
         window.renderer->ClearLabel();
         EXPECT_EQ(Texts(), (Strings{"", ""}));
         pass();
+        __tagQDrawGraphInfo host = Label("host", {0, 0, 50, 20});
+        window.renderer->AddLabel(1, &host);
+        pass();
         EXPECT_EQ(Texts(), (Strings{"b", "a"}));
         QFont font = before;
         font.setItalic(true);
