@@ -64,35 +64,11 @@ private:
     const bool m_held;
 };
 
-using WaitTime = std::optional<std::chrono::milliseconds>; // none: without limit
-
-// Takes what it waits off the limit.
-bool LockWithin(QMutex& mutex, WaitTime& limit)
+// A call would wait for itself: this thread is in one for that renderer further up, in the host's draw callback,
+// in a slot of the renderer's signals or in the log.
+bool IsInside(const void* renderer)
 {
-    if (mutex.tryLock()) {
-        return true;
-    }
-    if (!limit) {
-        mutex.lock();
-        return true;
-    }
-    using Clock = std::chrono::steady_clock;
-    const Clock::time_point begin = Clock::now();
-    const bool locked = mutex.tryLock(static_cast<int>(limit->count()));
-    *limit -= std::min(*limit, std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - begin));
-    return locked;
-}
-
-// A mutex alone serves whoever runs when it gets free: a feeder without pauses kept commands of the GUI thread
-// waiting for seconds.
-bool LockInTurn(QMutex& turn, QMutex& mutex, WaitTime limit)
-{
-    if (!LockWithin(turn, limit)) {
-        return false;
-    }
-    const bool locked = LockWithin(mutex, limit);
-    turn.unlock();
-    return locked;
+    return IsInsideDrawCallback(renderer) || LettingGo::IsInside(renderer);
 }
 
 // One exported call for one renderer: found, kept alive and serialised until it ends; false when the call is
@@ -101,9 +77,9 @@ bool LockInTurn(QMutex& turn, QMutex& mutex, WaitTime limit)
 class RendererCall
 {
 public:
-    explicit RendererCall(void* pcls, WaitTime limit = WaitLimit())
-        : m_lettingGo(pcls), m_locked(!IsInsideDrawCallback(pcls) && Find(pcls) &&
-                                      LockInTurn(RendererSteps(*m_renderer).Turn(), *m_mutex, limit))
+    explicit RendererCall(void* pcls, CallTurn::WaitTime limit = WaitLimit())
+        : m_isNested(IsInside(pcls)), m_lettingGo(pcls),
+          m_locked(!m_isNested && Find(pcls) && RendererSteps(*m_renderer).Turn().Lock(*m_mutex, limit))
     {
     }
     ~RendererCall()
@@ -130,7 +106,8 @@ private:
         return static_cast<bool>(*m_use);
     }
 
-    const LettingGo m_lettingGo; // first: ends without the mutex
+    const bool m_isNested;       // asked before the call itself counts
+    const LettingGo m_lettingGo; // before the others: ends without the mutex
     std::optional<RendererUse> m_use;
     CLS_ShaderBase* m_renderer = nullptr;
     QMutex* m_mutex = nullptr;
@@ -219,11 +196,12 @@ void DetachAndDelete(CLS_ShaderBase* renderer)
         renderer, [renderer] { DetachAndDelete(renderer); }, Qt::QueuedConnection);
 }
 
-// 0 also for a handle that is unknown or being released; -1 when its calls took longer than this thread may
-// wait, which leaves it as it was.
+// 0 also for a handle that is unknown or being released; -1 inside a call for it, or when its calls took longer
+// than this thread may wait, which leaves it as it was.
 int ReleaseRenderer(void* pcls)
 {
-    const LettingGo lettingGo(pcls); // first: ends without a lock
+    const bool isNested = LettingGo::IsInside(pcls);
+    const LettingGo lettingGo(pcls); // before the others: ends without a lock
     if (!s_registryStands) {
         return 0; // every handle went with it
     }
@@ -237,6 +215,9 @@ int ReleaseRenderer(void* pcls)
     }
     if (!*use) {
         return 0;
+    }
+    if (isNested) {
+        return -1;
     }
     // Calls in flight need the mutex; none can come any more, records for the sink neither.
     switch (use->Retire()) {

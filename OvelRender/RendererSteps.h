@@ -38,7 +38,7 @@ public:
     // GUI thread. Whether the widget may be taken apart here and now.
     bool CanGo() const { return !m_parts.labels.IsInside(); }
     // Where calls wait for the renderer mutex.
-    QMutex& Turn() { return m_parts.turn; }
+    CallTurn& Turn() { return m_parts.turn; }
     // Any thread. A hidden widget is painted when it is shown: nobody is woken for it.
     void RequestRepaint();
 
