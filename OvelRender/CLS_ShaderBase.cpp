@@ -59,6 +59,8 @@ void RunLabelPassOnSignal(CLS_ShaderBase& renderer, ShaderBaseState& parts)
     FrameLock lock = FrameLock::IfFree(parts.gate);
     if (!lock) {
         renderer.update();
+        // The texts that were there are over in any case, and a hidden widget has no paint to see to them.
+        parts.labels.Hide();
         return;
     }
     // After a stop nothing but black is shown, also when a resize has brought new texts meanwhile.
@@ -328,6 +330,7 @@ void CLS_ShaderBase::CalcuVertex(float (&vertices)[8])
 
 void CLS_ShaderBase::DrawTextInfo()
 {
+    m_pState->labels.Outdate();
     m_pState->labels.FinishPass(TakeTexts(*m_pState));
 }
 
@@ -341,6 +344,7 @@ void CLS_ShaderBase::AddLabel(int iIndex, __tagQDrawGraphInfo* pInfo)
         WarnOfMissingFontSize();
     }
     m_pState->labels.ShowRecord(iIndex, *pInfo);
+    m_pState->labels.Outdate();
 }
 
 void CLS_ShaderBase::ClearLabel()

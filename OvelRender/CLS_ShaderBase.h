@@ -20,6 +20,8 @@ struct ShaderBaseState;
 // All locks of the library, outermost first; none is ever taken while one further down is held:
 //
 //   registry lock     handle to renderer; dropped before the renderer mutex is taken
+//   turn              held by a call while it waits for the next lock, so that a thread which calls without
+//                     pauses does not overtake it
 //   renderer mutex    one exported call per renderer at a time
 //   gate              held by a paint while it waits for the next lock; frames pass through it, so that they
 //                     do not overtake the paint

@@ -2,14 +2,19 @@
 
 #include "global_common.h"
 
+#include <algorithm>
+#include <array>
 #include <cstdarg>
 #include <cstdio>
+#include <iterator>
 #include <mutex>
+#include <utility>
 
 namespace
 {
 
-// Held while the library is opened or closed; the forwarders never take it.
+// Held while the handle and the table change. Not while the dynamic loader works: that runs the constructors and
+// destructors of libraries, which may load the OS SDK themselves. The forwarders never take it.
 std::mutex s_mutexLoader;
 
 constexpr int TextBytes = 4096;
@@ -19,38 +24,60 @@ void WriteNotice(int line, const char* name)
     std::fprintf(stderr, "%d,%s", line, name);
 }
 
-template <typename Function> void Resolve(std::atomic<Function>& entry, void* library, const char* name)
+// The table's functions, in its order.
+#define OVEL_SDK_FUNCTION(result, name, parameters, arguments, fallback) #name,
+#define OVEL_SDK_PROCEDURE(name, parameters, arguments) #name,
+#define OVEL_SDK_TEXT(name) #name,
+constexpr const char* Names[] = {
+#include "OsSdkFunctions.def"
+};
+using Addresses = std::array<void*, std::size(Names)>;
+
+// Null for what the library lacks.
+Addresses LookUp(void* library)
+{
+    Addresses addresses = {};
+    std::transform(std::begin(Names), std::end(Names), addresses.begin(),
+                   [library](const char* name) { return os_dlsym_address(library, name); });
+    return addresses;
+}
+
+template <typename Function> void Store(std::atomic<Function>& entry, void* address)
 {
     static_assert(sizeof(entry) == sizeof(void*) && std::atomic<Function>::is_always_lock_free,
                   "an entry is one pointer in the table");
-    entry.store(reinterpret_cast<Function>(os_dlsym_address(library, name)), std::memory_order_release);
+    entry.store(reinterpret_cast<Function>(address), std::memory_order_release);
 }
 
-void ResolveEntries(CLS_OsCoreApi& api)
+void StoreEntries(CLS_OsCoreApi& api, const Addresses& addresses)
 {
-#define OVEL_SDK_FUNCTION(result, name, parameters, arguments, fallback)                                     \
-    Resolve(api.m_pfn_##name, api.m_hOsCoreLib, #name);
-#define OVEL_SDK_PROCEDURE(name, parameters, arguments) Resolve(api.m_pfn_##name, api.m_hOsCoreLib, #name);
-#define OVEL_SDK_TEXT(name) Resolve(api.m_pfn_##name, api.m_hOsCoreLib, #name);
+    void* const* next = addresses.data();
+#define OVEL_SDK_FUNCTION(result, name, parameters, arguments, fallback) Store(api.m_pfn_##name, *next++);
+#define OVEL_SDK_PROCEDURE(name, parameters, arguments) Store(api.m_pfn_##name, *next++);
+#define OVEL_SDK_TEXT(name) Store(api.m_pfn_##name, *next++);
 #include "OsSdkFunctions.def"
 }
 
-void ClearEntries(CLS_OsCoreApi& api)
+void* Library(const CLS_OsCoreApi& api)
 {
-#define OVEL_SDK_FUNCTION(result, name, parameters, arguments, fallback)                                     \
-    api.m_pfn_##name.store(nullptr, std::memory_order_release);
-#define OVEL_SDK_PROCEDURE(name, parameters, arguments)                                                      \
-    api.m_pfn_##name.store(nullptr, std::memory_order_release);
-#define OVEL_SDK_TEXT(name) api.m_pfn_##name.store(nullptr, std::memory_order_release);
-#include "OsSdkFunctions.def"
+    const std::lock_guard<std::mutex> lock(s_mutexLoader);
+    return api.m_hOsCoreLib;
 }
 
-// The entries go first: a call that starts while dlclose runs must not find an address any more.
-void CloseLibrary(CLS_OsCoreApi& api)
+// The entries go first: a call that starts while dlclose runs must not find an address any more. False when
+// there is no library.
+bool CloseLibrary(CLS_OsCoreApi& api)
 {
-    ClearEntries(api);
-    os_free_library(api.m_hOsCoreLib);
-    api.m_hOsCoreLib = nullptr;
+    void* library = nullptr;
+    {
+        const std::lock_guard<std::mutex> lock(s_mutexLoader);
+        library = std::exchange(api.m_hOsCoreLib, nullptr);
+        if (library != nullptr) {
+            StoreEntries(api, {});
+        }
+    }
+    os_free_library(library);
+    return library != nullptr;
 }
 
 void* OpenLibrary(const char* reserved1, void* reserved2, const char* dir)
@@ -100,17 +127,18 @@ CLS_OsCoreApi* CLS_OsCoreApi::Instance()
 
 int CLS_OsCoreApi::LoadOsCoreLib()
 {
+    void* library = Library(*this);
+    const Addresses addresses = LookUp(library);
     const std::lock_guard<std::mutex> lock(s_mutexLoader);
-    ResolveEntries(*this);
+    if (library == m_hOsCoreLib) {
+        StoreEntries(*this, addresses);
+    }
     return 0;
 }
 
 int CLS_OsCoreApi::ReleaseOsCoreLib()
 {
-    const std::lock_guard<std::mutex> lock(s_mutexLoader);
-    if (m_hOsCoreLib != nullptr) {
-        CloseLibrary(*this);
-    }
+    CloseLibrary(*this);
     return 0;
 }
 
@@ -155,24 +183,26 @@ int LoadOSSDK(const char* dir)
 int LoadOsCore(const char* reserved1, void* reserved2, const char* dir)
 {
     CLS_OsCoreApi* api = CLS_OsCoreApi::Instance();
-    const std::lock_guard<std::mutex> lock(s_mutexLoader);
-    if (api->m_hOsCoreLib != nullptr) {
+    if (Library(*api) != nullptr) {
         return 0;
     }
-    api->m_hOsCoreLib = OpenLibrary(reserved1, reserved2, dir);
-    if (api->m_hOsCoreLib == nullptr) {
-        return -1;
+    void* library = OpenLibrary(reserved1, reserved2, dir);
+    const Addresses addresses = LookUp(library);
+    {
+        const std::lock_guard<std::mutex> lock(s_mutexLoader);
+        if (api->m_hOsCoreLib == nullptr && library != nullptr) {
+            api->m_hOsCoreLib = library;
+            StoreEntries(*api, addresses);
+            return 0;
+        }
     }
-    ResolveEntries(*api);
-    return 0;
+    os_free_library(library); // another one was first
+    return Library(*api) != nullptr ? 0 : -1;
 }
 
 unsigned char ReleaseOSSDK()
 {
-    CLS_OsCoreApi* api = CLS_OsCoreApi::Instance();
-    const std::lock_guard<std::mutex> lock(s_mutexLoader);
-    if (api->m_hOsCoreLib != nullptr) {
-        CloseLibrary(*api);
+    if (CloseLibrary(*CLS_OsCoreApi::Instance())) {
         return 1;
     }
     WriteNotice(__LINE__, "ReleaseOSSDK");

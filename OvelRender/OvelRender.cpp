@@ -64,14 +64,11 @@ private:
     const bool m_held;
 };
 
-// Locks a renderer's mutex as long as this thread may wait, or as this call does.
-bool LockWithin(QMutex& mutex, std::optional<std::chrono::milliseconds> limit)
+// A call would wait for itself: this thread is in one for that renderer further up, in the host's draw callback,
+// in a slot of the renderer's signals or in the log.
+bool IsInside(const void* renderer)
 {
-    if (limit) {
-        return mutex.tryLock(static_cast<int>(limit->count()));
-    }
-    mutex.lock();
-    return true;
+    return IsInsideDrawCallback(renderer) || LettingGo::IsInside(renderer);
 }
 
 // One exported call for one renderer: found, kept alive and serialised until it ends; false when the call is
@@ -80,9 +77,9 @@ bool LockWithin(QMutex& mutex, std::optional<std::chrono::milliseconds> limit)
 class RendererCall
 {
 public:
-    explicit RendererCall(void* pcls, std::optional<std::chrono::milliseconds> limit = WaitLimit())
-        : m_lettingGo(pcls),
-          m_locked(!IsInsideDrawCallback(pcls) && Find(pcls) && LockWithin(*m_mutex, limit))
+    explicit RendererCall(void* pcls, CallTurn::WaitTime limit = WaitLimit())
+        : m_isNested(IsInside(pcls)), m_lettingGo(pcls),
+          m_locked(!m_isNested && Find(pcls) && RendererSteps(*m_renderer).Turn().Lock(*m_mutex, limit))
     {
     }
     ~RendererCall()
@@ -109,7 +106,8 @@ private:
         return static_cast<bool>(*m_use);
     }
 
-    const LettingGo m_lettingGo; // first: ends without the mutex
+    const bool m_isNested;       // asked before the call itself counts
+    const LettingGo m_lettingGo; // before the others: ends without the mutex
     std::optional<RendererUse> m_use;
     CLS_ShaderBase* m_renderer = nullptr;
     QMutex* m_mutex = nullptr;
@@ -181,14 +179,14 @@ CLS_ShaderBase* CreateRegistered(int type)
     return renderer.release();
 }
 
-// Widgets are taken apart by the GUI thread alone.
+// Widgets are taken apart by the GUI thread alone, and not inside their own events.
 void DetachAndDelete(CLS_ShaderBase* renderer)
 {
     // After the application nothing can be done to a widget any more.
     if (!QCoreApplication::instance()) {
         return;
     }
-    if (QThread::currentThread() == renderer->thread()) {
+    if (QThread::currentThread() == renderer->thread() && RendererSteps(*renderer).CanGo()) {
         renderer->DeleteLabels();
         renderer->setParent(nullptr);
         renderer->deleteLater();
@@ -198,11 +196,12 @@ void DetachAndDelete(CLS_ShaderBase* renderer)
         renderer, [renderer] { DetachAndDelete(renderer); }, Qt::QueuedConnection);
 }
 
-// 0 also for a handle that is unknown or being released; -1 when its calls took longer than this thread may
-// wait, which leaves it as it was.
+// 0 also for a handle that is unknown or being released; -1 inside a call for it, or when its calls took longer
+// than this thread may wait, which leaves it as it was.
 int ReleaseRenderer(void* pcls)
 {
-    const LettingGo lettingGo(pcls); // first: ends without a lock
+    const bool isNested = LettingGo::IsInside(pcls);
+    const LettingGo lettingGo(pcls); // before the others: ends without a lock
     if (!s_registryStands) {
         return 0; // every handle went with it
     }
@@ -216,6 +215,9 @@ int ReleaseRenderer(void* pcls)
     }
     if (!*use) {
         return 0;
+    }
+    if (isNested) {
+        return -1;
     }
     // Calls in flight need the mutex; none can come any more, records for the sink neither.
     switch (use->Retire()) {

@@ -43,8 +43,7 @@ RendererSteps::Taken RendererSteps::TakeFrame(const void* pFrame, int iSize, tag
             return Taken::NoBuffer;
         }
         NoteTaken(frame.iDisplayType, frames.Copy(frame));
-        m_renderer.InnerClearDrawInfo();
-        AskPlayer(OverlayList::Start::Emptied, frame.uiFrameParam);
+        AskForOverlays(frame.uiFrameParam);
     }
     // After the lock: the GUI thread that wakes up may run in this one's place.
     AnnounceFrame();
@@ -65,9 +64,7 @@ int RendererSteps::TakeReference(const void* pFrame, int iSize, FrameReference& 
         isNewType = frame->iDisplayType != m_renderer.m_nDisplayType;
         taken = Refer(*frame, reference);
         if (taken == Taken::Yes) {
-            m_renderer.InnerClearDrawInfo();
-            // Whatever a callback throws, the frame is taken: the host must not think that it has it back.
-            Guarded(0, [&] { return AskPlayer(OverlayList::Start::Emptied, frame->uiFrameParam); });
+            AskForOverlays(frame->uiFrameParam);
         }
     }
     if (taken == Taken::BadSize) {
@@ -102,6 +99,13 @@ RendererSteps::Taken RendererSteps::Refer(const tagOvelFrameRef& frame, FrameRef
     m_parts.frames.Refer(frame, *planes, std::move(reference));
     NoteTaken(frame.iDisplayType, CopiedFrame::Picture);
     return Taken::Yes;
+}
+
+// Whatever a callback throws, the frame is taken: the host must not think that the previous one is still there.
+void RendererSteps::AskForOverlays(unsigned int frameParam)
+{
+    m_renderer.InnerClearDrawInfo();
+    Guarded([&] { AskPlayer(OverlayList::Start::Emptied, frameParam); });
 }
 
 int RendererSteps::AskPlayer(OverlayList::Start start, std::optional<unsigned int> frameParam)

@@ -35,6 +35,10 @@ public:
     // Any thread. False, and nothing is forgotten, when the callback runs elsewhere for longer than this
     // thread may wait.
     bool ForgetOverlays();
+    // GUI thread. Whether the widget may be taken apart here and now.
+    bool CanGo() const { return !m_parts.labels.IsInside(); }
+    // Where calls wait for the renderer mutex.
+    CallTurn& Turn() { return m_parts.turn; }
     // Any thread. A hidden widget is painted when it is shown: nobody is woken for it.
     void RequestRepaint();
 
@@ -60,6 +64,7 @@ private:
     void LogDisplayType(int displayType) const;
     void KeepDisplayType(int displayType);
     void NoteTaken(int displayType, CopiedFrame copied);
+    void AskForOverlays(unsigned int frameParam);
     tagQRECT PictureRect() const;
     void AnnounceFrame();
     void FreeOutdated();

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "RendererTraits.h"
+#include "parts/CallTurn.h"
 #include "parts/ContextPainter.h"
 #include "parts/FrameLock.h"
 #include "parts/FrameStore.h"
@@ -44,6 +45,7 @@ struct ShaderBaseState {
     }
 
     std::unique_ptr<const RendererTraits> traits; // once the renderer itself is made
+    CallTurn turn;
     FrameGate gate;
     FrameStore frames;
     OverlayList overlays;

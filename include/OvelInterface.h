@@ -22,7 +22,8 @@
  *   recursive lock of the host's may be held around `Ovel_ShowYuvFrame` and taken in the callback. Waiting
  *   for the GUI thread is safe only while that thread does not wait for this renderer (a command, a release,
  *   a first show or a new parent).
- * - From inside any draw callback, calls for the same handle are refused (-1); calls for other handles work,
+ * - From inside any draw callback, and from a slot of the renderer's signals that runs within a call of the
+ *   library, calls for the same handle are refused (-1); from a draw callback calls for other handles work,
  *   but give -1 when that renderer stays busy for 500 ms.
  *
  * @section lifetime Lifetime

@@ -34,6 +34,15 @@ LettingGo::~LettingGo()
     }
 }
 
+bool LettingGo::IsInside(const void* renderer)
+{
+    const LettingGo* scope = t_innermost;
+    while (scope && scope->m_renderer != renderer) {
+        scope = scope->m_outer;
+    }
+    return scope != nullptr;
+}
+
 void LettingGo::Later(FrameReference reference)
 {
     if (t_innermost && !t_innermost->m_gone.m_release) {

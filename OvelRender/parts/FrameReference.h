@@ -34,6 +34,8 @@ public:
     LettingGo(const LettingGo&) = delete;
     LettingGo& operator=(const LettingGo&) = delete;
 
+    // Whether this thread is in a scope of that renderer.
+    static bool IsInside(const void* renderer);
     // At the end of this thread's innermost scope; at once without one, where every lock is the host's own.
     static void Later(FrameReference reference);
 

@@ -5,6 +5,18 @@
 #include <QApplication>
 #include <QLabel>
 
+class LabelBoard::Inside
+{
+public:
+    explicit Inside(LabelBoard& board) : m_board(board) { ++m_board.m_inside; }
+    ~Inside() { --m_board.m_inside; }
+    Inside(const Inside&) = delete;
+    Inside& operator=(const Inside&) = delete;
+
+private:
+    LabelBoard& m_board;
+};
+
 void LabelBoard::SetParent(QWidget* parent)
 {
     m_fields.parent = parent;
@@ -134,6 +146,7 @@ QLabel* LabelBoard::LabelOf(int slot)
 
 void LabelBoard::ShowRecord(int slot, const __tagQDrawGraphInfo& record)
 {
+    const Inside inside(*this);
     QLabel* const label = LabelOf(slot);
     Shown& shown = m_shown[static_cast<size_t>(slot)];
     const quint32 color = record.uiColor & 0xFFFFFF;
@@ -167,6 +180,7 @@ void LabelBoard::ClearSlot(int slot)
     if (!label || shown.text.isEmpty()) {
         return;
     }
+    const Inside inside(*this);
     label->clear();
     shown.text.clear();
 }

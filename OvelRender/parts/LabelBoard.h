@@ -50,8 +50,14 @@ public:
     void ShowRecord(int slot, const __tagQDrawGraphInfo& record);
     void Clear();
     void Delete();
+    // The next pass fills all labels, whether the list changed or not.
+    void Outdate() { m_isStale = true; }
+    // Whether a label is being changed further up this thread's calls: the events that this sends go through the
+    // host's filters. Labels and their window must not go meanwhile.
+    bool IsInside() const { return m_inside > 0; }
 
 private:
+    class Inside;
     // A label as it is shown, so that only what differs is touched.
     struct Shown {
         QRect geometry;
@@ -77,6 +83,7 @@ private:
     std::vector<__tagQDrawGraphInfo> m_wanted; // last-arrived first; grows and stays
     int m_count = 0;                           // of text records, beyond the slots too
     int m_missingFontSizes = 0;
+    int m_inside = 0;
     quint64 m_serial = 0; // of the list that was taken last
     QFont m_font;         // the application's when it was
     bool m_isStale = false;

@@ -233,6 +233,7 @@ TEST_P(ReferenceTest, ThrowingHosts)
     lender.whenReturned = [] { throw 2; };
     EXPECT_EQ(lender.Lend(window.handle, Loan(MakePicture(8, 8), Yv12)), 0) << "taken all the same";
     EXPECT_EQ(lender.Out(), 1);
+    EXPECT_EQ(Frame(MakePicture(8, 8), Yv12).Feed(window.handle), 0);
     Ovel_ClearDraw(window.handle);
     EXPECT_EQ(lender.Out(), 0);
 }
