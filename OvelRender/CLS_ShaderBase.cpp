@@ -59,8 +59,9 @@ void RunLabelPassOnSignal(CLS_ShaderBase& renderer, ShaderBaseState& parts)
     FrameLock lock = FrameLock::IfFree(parts.gate);
     if (!lock) {
         renderer.update();
-        // The texts that were there are over in any case, and a hidden widget has no paint to see to them.
-        parts.labels.Hide();
+        if (!renderer.isVisible()) { // no paint will see to the texts that were there
+            parts.labels.Hide();
+        }
         return;
     }
     // After a stop nothing but black is shown, also when a resize has brought new texts meanwhile.

@@ -127,12 +127,8 @@ CLS_OsCoreApi* CLS_OsCoreApi::Instance()
 
 int CLS_OsCoreApi::LoadOsCoreLib()
 {
-    void* library = Library(*this);
-    const Addresses addresses = LookUp(library);
-    const std::lock_guard<std::mutex> lock(s_mutexLoader);
-    if (library == m_hOsCoreLib) {
-        StoreEntries(*this, addresses);
-    }
+    const std::lock_guard<std::mutex> lock(s_mutexLoader); // the library must not go while it is looked into
+    StoreEntries(*this, LookUp(m_hOsCoreLib));
     return 0;
 }
 

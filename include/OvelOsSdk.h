@@ -11,10 +11,11 @@
  *
  * @section osthreads Threads
  * Every function may be called on any thread; the bridge takes no lock and copies nothing, an OS SDK function
- * runs on the caller's thread. Loading and releasing are serialised: two threads that load at once open the
- * library once. A call that starts after #ReleaseOSSDK has begun to close the library gets its default. A
- * call that is inside the OS SDK while another thread releases it runs in code that is being unmapped: only
- * the host can prevent that, by ending its threads' calls (its renderers log too) before it releases.
+ * runs on the caller's thread. Loading and releasing work on any thread and inside the OS SDK's own
+ * constructors and destructors: no lock is held while they run. Two threads that load at once leave one library
+ * open. A call that starts after #ReleaseOSSDK has begun to close the library gets its default. A call that is
+ * inside the OS SDK while another thread releases it runs in code that is being unmapped: only the host can
+ * prevent that, by ending its threads' calls (its renderers log too) before it releases.
  *
  * @section osowner Ownership
  * Handles are the OS SDK's: the bridge passes pointers, lengths and callbacks on exactly as they came, null
@@ -60,12 +61,11 @@ typedef struct _NetUdpClient _NetUdpClient;     /**< UDP client */
  * loaded already; loads are not counted.
  * @param dir directory that holds the file, at most 247 bytes (one separator is added, whether or not it ends
  * with one); null or empty for the search of `dlopen`. Not kept.
- * @return 0 loaded, now or before; -1 no such file, not loadable,
- * or a directory that is too long (never cut). Nothing is changed then.
+ * @return 0 loaded, now or before; -1 no such file, not loadable, or a directory that is too long (never cut).
+ * Nothing is changed then.
  */
 OVEL_API int LoadOSSDK(const char* dir);
-/** As #LoadOSSDK. @param reserved1 not used.
- * @param reserved2 not used. @param dir as there. @return as there. */
+/** As #LoadOSSDK. @param reserved1 not used. @param reserved2 not used. @param dir as there. @return as there. */
 OVEL_API int LoadOsCore(const char* reserved1, void* reserved2, const char* dir);
 /**
  * Closes the OS SDK, however often it was loaded. Functions called from then on give their defaults; a later

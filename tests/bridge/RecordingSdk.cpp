@@ -29,6 +29,9 @@ template <typename Result> Result Record(const char* name, const RecordedCall& c
     }
 }
 
+// An OS SDK may look for itself while it is loaded.
+const int s_lookedFor = LoadOSSDK("/nonexistent");
+
 } // namespace
 
 extern "C" {

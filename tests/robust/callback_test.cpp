@@ -178,7 +178,7 @@ TEST_P(CallbackTest, WhoTakesACallbackAwayWaitsForIt)
             taker.Finish();
             EXPECT_FALSE(takenMeanwhile);
             const int runs = host.runs;
-            EXPECT_TRUE(inResize || runs == 1) << "a feeder without pauses was faster";
+            EXPECT_LE(runs, 3) << "a feeder without pauses goes before who waits";
             own.top->resize(130, 75);
             RunEvents();
             SmallFrame().Feed(own.handle);

@@ -136,14 +136,19 @@ TEST_P(PictureTest, UpdatesFromOtherThreads)
     };
     EXPECT_TRUE(paintedFromAThread(emitSignal));
     std::atomic<int> heard{0};
+    std::atomic<int> refused{0};
     {
         QObject listener;
-        HearUpdates(window.renderer, listener, [&] { ++heard; });
+        HearUpdates(window.renderer, listener, [&] {
+            ++heard;
+            refused += window.Set(OVELCMD_SET_STOPDRAW_PARA, 1);
+        });
         EXPECT_TRUE(paintedFromAThread(feed));
         feed();
         EXPECT_EQ(heard, 2);
         EXPECT_TRUE(paintedFromAThread(emitSignal));
         EXPECT_EQ(heard, 3);
+        EXPECT_EQ(refused, -2) << "inside the two calls";
     }
     EXPECT_TRUE(paintedFromAThread(feed));
     EXPECT_EQ(heard, 3);
