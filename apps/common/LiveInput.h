@@ -41,5 +41,5 @@ private:
 // file:// too, are not.
 bool IsLive(const std::string& name);
 
-// Opens the source and finds its streams. The context is null when that fails; the code says why.
-AVFormatContext* OpenLiveInput(const std::string& name, LiveGuard& guard, int& code);
+// Opens the source. Negative, FFmpeg's code, and a context that is null when that fails.
+int OpenLiveInput(AVFormatContext*& format, const std::string& name, LiveGuard& guard);

@@ -19,5 +19,10 @@ struct UprightView {
     int Mirror = 0;
 };
 
+inline bool operator==(const UprightView& one, const UprightView& other)
+{
+    return one.QuarterTurns == other.QuarterTurns && one.Mirror == other.Mirror;
+}
+
 // From the display matrix of a picture; false when it has none.
 bool ReadUprightView(const AVFrame& picture, UprightView& view);

@@ -60,10 +60,7 @@ PlayerTile::PlayerTile(int rendererType, OpenedFile&& file)
     if (m_renderer == nullptr) {
         return;
     }
-    if (m_canTurn) {
-        m_state.QuarterTurns = m_facts.View.QuarterTurns;
-        m_state.Mirror = m_facts.View.Mirror;
-    }
+    StandUpright();
     m_view = static_cast<QWidget*>(m_renderer);
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(FrameWidth, FrameWidth, FrameWidth, FrameWidth);
@@ -98,9 +95,9 @@ PlayerTile::~PlayerTile()
 void PlayerTile::Start(bool once)
 {
     PlaybackEvents events;
-    events.SizeChanged = [this](const VideoFacts& facts) {
+    events.FactsChanged = [this](const VideoFacts& facts) {
         QMetaObject::invokeMethod(
-            this, [this, facts] { OnSizeChanged(facts); }, Qt::QueuedConnection);
+            this, [this, facts] { OnFactsChanged(facts); }, Qt::QueuedConnection);
     };
     events.Broke = [this](const std::string& damage) {
         QMetaObject::invokeMethod(
@@ -111,13 +108,26 @@ void PlayerTile::Start(bool once)
     if (m_isLive) {
         Command(m_renderer, OVELCMD_SET_DRAW_CALLBACK, tagOvelDrawCallback{&PlayerTile::Draw, this});
         m_live = std::make_unique<LiveStream>(m_renderer, QFile::encodeName(m_file).toStdString(),
-                                              m_liveOptions, *m_counter, m_loss, events.SizeChanged);
+                                              m_liveOptions, *m_counter, m_loss, events.FactsChanged);
     }
 }
 
-void PlayerTile::OnSizeChanged(const VideoFacts& facts)
+// As its tags say, whatever the user made of it.
+void PlayerTile::StandUpright()
 {
+    if (m_canTurn) {
+        m_state.QuarterTurns = m_facts.View.QuarterTurns;
+        m_state.Mirror = m_facts.View.Mirror;
+    }
+}
+
+void PlayerTile::OnFactsChanged(const VideoFacts& facts)
+{
+    const bool isTurned = !(facts.View == m_facts.View);
     m_facts = facts;
+    if (isTurned) {
+        StandUpright();
+    }
     m_seekBar->SetDuration(m_isLive ? 0.0 : facts.Duration);
     if (m_boxes) {
         m_boxes->SetRate(facts.FramesPerSecond);
