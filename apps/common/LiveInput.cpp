@@ -105,7 +105,7 @@ bool IsLive(const std::string& name)
     return (isUrl && name.rfind("file://", 0) != 0) || IsDevice(name) || IsSessionDescription(name);
 }
 
-int OpenLiveInput(AVFormatContext*& format, const std::string& name, LiveGuard& guard)
+int OpenLiveInput(AVFormatContext*& format, const std::string& name, LiveGuard& guard, bool isOverTcp)
 {
     guard.Restart();
     format = avformat_alloc_context();
@@ -117,6 +117,9 @@ int OpenLiveInput(AVFormatContext*& format, const std::string& name, LiveGuard& 
     AVDictionary* options = nullptr;
     if (IsSessionDescription(name)) {
         av_dict_set(&options, "protocol_whitelist", "file,rtp,udp", 0); // what the file may lead to
+    }
+    if (isOverTcp) {
+        av_dict_set(&options, "rtsp_flags", "prefer_tcp", 0); // other protocols do not know it
     }
     const int code = avformat_open_input(&format, name.c_str(), FormatOf(name),
                                          &options); // frees the context when it fails

@@ -88,6 +88,8 @@ void LiveStream::Run(LiveStream* self, const std::shared_ptr<LiveGuard>& guard, 
         if (source && !guard->IsStopped()) {
             pause.Reset();
             reason = Play(*self, *source, *guard);
+        } else {
+            options.Source.IsOverTcp = !options.Source.IsOverTcp; // where UDP does not get through
         }
         if (guard->IsStopped()) {
             return;

@@ -39,7 +39,7 @@ uint8_t* PackRows(uint8_t* target, const uint8_t* source, int pitch, int width, 
 bool VideoSource::Parts::OpenFile(const std::string& path, std::string& reason)
 {
     AVFormatContext* opened = nullptr;
-    int code = Options.Guard ? OpenLiveInput(opened, path, *Options.Guard)
+    int code = Options.Guard ? OpenLiveInput(opened, path, *Options.Guard, Options.IsOverTcp)
                              : avformat_open_input(&opened, path.c_str(), nullptr, nullptr);
     Format.reset(opened);
     if (code >= 0) {

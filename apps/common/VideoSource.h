@@ -24,6 +24,7 @@ struct SourceOptions {
     Handover Way = Handover::Reference;
     // A live source has one: what blocks, opening and Next, ends with its time-out or when it is stopped.
     std::shared_ptr<LiveGuard> Guard{};
+    bool IsOverTcp = false; // how RTSP brings its pictures
 };
 
 // What the status line and the overlays want to know about a file.

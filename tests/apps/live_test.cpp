@@ -157,6 +157,18 @@ TEST(Wall, SourcesThatNobodyServes)
     }
 }
 
+// Where UDP does not get through, a camera is asked for its pictures over the connection.
+TEST(Player, RtspWithoutUdp)
+{
+    std::atomic<bool> isAsked{false};
+    const Server camera({}, [&isAsked, silent = Camera("none")](const QByteArray& request) {
+        isAsked = isAsked || request.contains("RTP/AVP/TCP");
+        return silent(request);
+    });
+    const Watched player(OVEL_PLAYER, {"--timeout", "0.5", camera.Url("rtsp")});
+    EXPECT_TRUE(WaitUntil([&] { return isAsked.load(); }));
+}
+
 TEST(Wall, ListsThatNameNothing)
 {
     const QTemporaryDir directory;
@@ -166,9 +178,12 @@ TEST(Wall, ListsThatNameNothing)
                                          {directory.filePath("missing.txt")},
                                          {"--timeout", "soon", UdpUrl(1)},
                                          {"--longest-pause", "0", UdpUrl(1)},
+                                         {"--seconds", "soon", UdpUrl(1)},
+                                         {"--threads", "all", UdpUrl(1)},
                                          {"--record-statistics", directory.path(), UdpUrl(1)}}) {
         RunProgram(OVEL_WALL, arguments, 1);
     }
+    RunProgram(OVEL_PLAYER, {"--record-statistics", directory.path(), UdpUrl(1)}, 1);
 }
 
 // One decoder at a time, whatever the number of losses. OVEL_LOSSES sets it for a longer run by hand.
