@@ -2,9 +2,6 @@
 
 #include <QCommandLineParser>
 
-namespace
-{
-
 bool ReadSeconds(const QString& text, double& seconds, QString& reason)
 {
     bool isNumber = false;
@@ -15,8 +12,6 @@ bool ReadSeconds(const QString& text, double& seconds, QString& reason)
     reason = QStringLiteral("'%1' is no number of seconds").arg(text);
     return false;
 }
-
-} // namespace
 
 LiveCommandLine::LiveCommandLine()
     : m_timeout(QStringLiteral("timeout"),

@@ -1,4 +1,4 @@
-// The options about live sources, the same in all applications.
+// What the command lines of all applications share: the options about live sources, and how times are read.
 #pragma once
 
 #include "LiveStream.h"
@@ -8,6 +8,9 @@
 #include <QString>
 
 class QCommandLineParser;
+
+// More than none, a day at most. False with a one-line reason when it is no such number.
+bool ReadSeconds(const QString& text, double& seconds, QString& reason);
 
 class LiveCommandLine
 {

@@ -72,16 +72,6 @@ RendererChoice RendererNamed(const QString& name)
     return RendererChoice::Full;
 }
 
-double SecondsFrom(const QString& text)
-{
-    bool isNumber = false;
-    const double seconds = text.toDouble(&isNumber);
-    if (!isNumber || !(seconds > 0.0 && seconds <= 86400.0)) {
-        Refuse(QStringLiteral("'%1' is no number of seconds").arg(text));
-    }
-    return seconds;
-}
-
 QSize SizeFrom(const QString& text)
 {
     const QStringList parts = text.split(QLatin1Char('x'));
@@ -159,7 +149,8 @@ Options ReadOptions()
     Options options;
     QString reason;
     if (!ExpandSources(parser.positionalArguments(), options.Files, reason) ||
-        !live.Read(parser, options.Live, reason)) {
+        !live.Read(parser, options.Live, reason) ||
+        (parser.isSet(seconds) && !ReadSeconds(parser.value(seconds), options.Seconds, reason))) {
         Refuse(reason);
     }
     options.Statistics = live.StatisticsFileName(parser);
@@ -174,7 +165,6 @@ Options ReadOptions()
     options.Once = parser.isSet(once);
     options.Keys = parser.isSet(keys);
     options.FullScreen = parser.isSet(fullScreen);
-    options.Seconds = parser.isSet(seconds) ? SecondsFrom(parser.value(seconds)) : 0.0;
     options.Picture = parser.value(picture);
     options.WindowSize = SizeFrom(parser.value(size));
     return options;

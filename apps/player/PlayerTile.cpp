@@ -1,6 +1,7 @@
 #include "PlayerTile.h"
 
 #include "SeekBar.h"
+#include "SourceList.h"
 
 #include <QFile>
 #include <QFileInfo>
@@ -55,7 +56,7 @@ PlayerTile::PlayerTile(int rendererType, OpenedFile&& file)
       m_canTurn(rendererType != OVEL_RENDER_SUB_IMAGE), m_waitingSource(std::move(file.Source)),
       m_facts(m_isLive ? VideoFacts{} : m_waitingSource->Facts()),
       m_renderer(Ovel_CreateEx(&rendererType, sizeof(rendererType))),
-      m_scene(QFileInfo(m_file).completeBaseName().left(20).toStdString(), m_facts.FramesPerSecond)
+      m_scene(QFileInfo(Name()).completeBaseName().left(20).toStdString(), m_facts.FramesPerSecond)
 {
     if (m_renderer == nullptr) {
         return;
@@ -317,7 +318,7 @@ void PlayerTile::ApplyZoom()
 
 QString PlayerTile::Name() const
 {
-    return QFileInfo(m_file).fileName();
+    return NameOfSource(m_file);
 }
 
 QString PlayerTile::StatusText()

@@ -160,9 +160,6 @@ void PlayerWindow::Begin()
         show();
     }
     m_statusTimer.start(StatusIntervalMs);
-    if (!m_options.Statistics.isEmpty() && m_record.Open(m_options.Statistics)) {
-        m_recordTimer.start(RecordIntervalMs);
-    }
     if (m_options.Seconds > 0.0) {
         QTimer::singleShot(static_cast<int>(m_options.Seconds * 1000.0), this, [this] { Finish(); });
     }
@@ -373,6 +370,15 @@ void PlayerWindow::resizeEvent(QResizeEvent* event)
 {
     QWidget::resizeEvent(event);
     m_keys->Fit();
+}
+
+bool PlayerWindow::RecordStatistics(const QString& file)
+{
+    if (!m_record.Open(file)) {
+        return false;
+    }
+    m_recordTimer.start(RecordIntervalMs);
+    return true;
 }
 
 void PlayerWindow::WriteStatistics()

@@ -78,7 +78,7 @@ int Show(const WallOptions& options)
     if (!reason.isEmpty()) {
         std::fprintf(stderr, "wall: cannot read boxes from %s: %s\n", qPrintable(options.Boxes),
                      qPrintable(reason));
-        return 1;
+        return ExitUnreadable;
     }
     WallWindow window(options.Tiles, QSize(1200, 720), AreNative(options.Way));
     if (feed) {
