@@ -89,6 +89,17 @@ TEST(Player, OtherFormatsKeepTheirColors)
     }
 }
 
+// A film without tags, cut to its shape.
+TEST(Player, AWidePictureIsHd)
+{
+    const QTemporaryDir directory;
+    const tagOvelColor hd = {OVEL_MATRIX_BT709, OVEL_RANGE_LIMITED, OVEL_SITING_LEFT};
+    const QString tagged = directory.filePath("tagged.mkv"), file = directory.filePath("film.nut");
+    MakeClip(tagged, BarsOf({1280, 96}), "ffv1", hd);
+    Ffmpeg("-i " + tagged + " -c:v rawvideo " + file);
+    EXPECT_TRUE(ShowsCanvas(PlayerPicture(directory, {file}, {1280, 96}), ByFfmpeg(file, {1280, 96}, hd)));
+}
+
 // Turns and mirrors of the file against what ffmpeg itself makes of them.
 TEST(Player, TurnsAndProportionsOfTheFile)
 {
