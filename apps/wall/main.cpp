@@ -109,6 +109,7 @@ int main(int argc, char** argv)
         const QCoreApplication withoutDisplay(argc, argv);
         ReadOptions(); // ends the process
     }
+    QGuiApplication::setDesktopFileName(QStringLiteral("ovel-wall")); // by which Wayland finds the icon
     const QApplication application(argc, argv);
     const WallOptions options = ReadOptions();
     if (!HasOpenGl()) {
