@@ -369,6 +369,9 @@ void PlayerWindow::dropEvent(QDropEvent* event)
 void PlayerWindow::resizeEvent(QResizeEvent* event)
 {
     QWidget::resizeEvent(event);
+    const QFont letters = LegibleFont(*this, size());
+    m_status->setFont(letters);
+    m_hint->setFont(letters);
     m_keys->Fit();
 }
 

@@ -271,6 +271,12 @@ bool WallWindow::eventFilter(QObject* watched, QEvent* event)
     return QWidget::eventFilter(watched, event);
 }
 
+void WallWindow::resizeEvent(QResizeEvent* event)
+{
+    QWidget::resizeEvent(event);
+    m_status->setFont(LegibleFont(*this, size()));
+}
+
 void WallWindow::keyPressEvent(QKeyEvent* event)
 {
     if (event->key() == Qt::Key_Q || event->key() == Qt::Key_Escape) {
