@@ -136,7 +136,7 @@ void LiveStream::HandOver(const VideoSource& source)
     if (m_frames.Show(source) != 0) {
         m_counter.Dropped();
     }
-    if (!LieAlike(source.Facts(), m_facts)) {
+    if (!(source.Facts() == m_facts)) {
         m_facts = source.Facts();
         m_factsChanged(m_facts);
     }

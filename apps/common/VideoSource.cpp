@@ -36,6 +36,15 @@ uint8_t* PackRows(uint8_t* target, const uint8_t* source, int pitch, int width, 
 
 } // namespace
 
+bool operator==(const VideoFacts& one, const VideoFacts& other)
+{
+    const auto isEqual = [](double left, double right) { return !(left < right || right < left); };
+    return one.Width == other.Width && one.Height == other.Height && one.View == other.View &&
+           isEqual(one.PixelAspect, other.PixelAspect) &&
+           isEqual(one.FramesPerSecond, other.FramesPerSecond) && isEqual(one.Duration, other.Duration) &&
+           one.Codec == other.Codec && one.Delivered == other.Delivered;
+}
+
 bool VideoSource::Parts::OpenFile(const std::string& path, std::string& reason)
 {
     AVFormatContext* opened = nullptr;
@@ -242,7 +251,8 @@ bool VideoSource::Parts::Describe()
     Facts.Height = frame.height;
     const AVRational aspect = av_guess_sample_aspect_ratio(Format.get(), Stream, Decoded.get());
     Facts.PixelAspect = aspect.num > 0 && aspect.den > 0 ? av_q2d(aspect) : 1.0;
-    if (Facts.Delivered.empty()) {
+    if (DeliveredFormat != Decoded->format) {
+        DeliveredFormat = Decoded->format;
         const char* name = av_get_pix_fmt_name(format);
         Facts.Delivered = wantNv12 ? "NV12" : "YV12";
         if (!direct) {

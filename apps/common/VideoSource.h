@@ -39,13 +39,8 @@ struct VideoFacts {
     std::string Delivered; // how the pictures reach the renderer
 };
 
-// Whether pictures of both lie alike in a tile, and have their numbers alike. Any of it may change in mid-stream.
-inline bool LieAlike(const VideoFacts& one, const VideoFacts& other)
-{
-    const auto isEqual = [](double left, double right) { return !(left < right || right < left); };
-    return one.Width == other.Width && one.Height == other.Height && one.View == other.View &&
-           isEqual(one.PixelAspect, other.PixelAspect) && isEqual(one.FramesPerSecond, other.FramesPerSecond);
-}
+// Any of it may change in mid-stream.
+bool operator==(const VideoFacts& one, const VideoFacts& other);
 
 // The number that a picture of that time goes to the renderer with.
 inline uint32_t PictureNumber(double seconds, double framesPerSecond)

@@ -234,7 +234,7 @@ void PlaybackThread::HandOver()
     if (m_facts.Width == 0) {
         WaitForFirstPaint();
     }
-    if (!LieAlike(m_source->Facts(), m_facts)) {
+    if (!(m_source->Facts() == m_facts)) {
         m_facts = m_source->Facts();
         m_events.FactsChanged(m_facts);
     }

@@ -16,7 +16,7 @@
 
 // Called on the decoder thread.
 struct PlaybackEvents {
-    // After the first picture that lies otherwise in its tile than the one before is with the renderer.
+    // After the first picture with other facts than the one before is with the renderer.
     std::function<void(const VideoFacts&)> FactsChanged;
     std::function<void(const std::string&)> Broke; // no further picture; says where and why
 };

@@ -127,7 +127,7 @@ void DecoderPool::HandOver(Stream& stream, Clock::time_point due)
     if (stream.Frames->Show(*stream.Source) != 0) {
         stream.Counter->Dropped();
     }
-    if (!LieAlike(stream.Source->Facts(), stream.Facts)) {
+    if (!(stream.Source->Facts() == stream.Facts)) {
         stream.Facts = stream.Source->Facts();
         stream.FactsChanged(stream.Facts);
     }
