@@ -1,6 +1,7 @@
 #include "PlayerWindow.h"
 
 #include "PlayerKeys.h"
+#include "SourceList.h"
 
 #include <QDateTime>
 #include <QDragEnterEvent>
@@ -136,8 +137,13 @@ void PlayerWindow::StartTile(PlayerTile& tile)
 // What cannot be played changes nothing.
 void PlayerWindow::Open(const QStringList& files)
 {
+    QStringList sources;
     QStringList problems;
-    std::vector<OpenedFile> opened = OpenFiles(files, m_options, problems);
+    QString reason;
+    if (!ExpandSources(files, sources, reason)) {
+        problems << reason;
+    }
+    std::vector<OpenedFile> opened = OpenFiles(sources, m_options, problems);
     for (const QString& problem : problems) {
         std::fprintf(stderr, "player: %s\n", qPrintable(problem));
     }
