@@ -29,6 +29,13 @@ LiveCommandLine::LiveCommandLine()
 {
 }
 
+QString LiveCommandLine::SourceHelp()
+{
+    return QStringLiteral(
+        "Video files; live sources (rtsp://, http://, udp:// and so on, /dev/video0, a session's "
+        ".sdp); .txt files that name such, one a line, # for comments.");
+}
+
 bool LiveCommandLine::Read(const QCommandLineParser& parser, LiveOptions& options, QString& reason) const
 {
     return ReadSeconds(parser.value(m_timeout), options.TimeoutSeconds, reason) &&

@@ -18,6 +18,8 @@ public:
     LiveCommandLine();
     QList<QCommandLineOption> Options() const { return {m_timeout, m_longestPause, m_record}; }
 
+    static QString SourceHelp(); // what can be named
+
     // After parsing. False with a one-line reason when a value is no number of seconds.
     bool Read(const QCommandLineParser& parser, LiveOptions& options, QString& reason) const;
     QString StatisticsFileName(const QCommandLineParser& parser) const; // empty: none

@@ -133,11 +133,11 @@ Options ReadOptions()
                                   QStringLiteral("size"), QStringLiteral("960x571"));
 
     QCommandLineParser parser;
-    parser.setApplicationDescription(QStringLiteral("Plays video files, one tile per file.\n\n") +
+    parser.setApplicationDescription(QStringLiteral("Plays video files and live sources, a tile each.\n\n") +
                                      KeyListAsText());
-    parser.addPositionalArgument(
-        QStringLiteral("[FILE...]"),
-        QStringLiteral("Files that FFmpeg's libraries can read. None: a window to drop them on."));
+    parser.addPositionalArgument(QStringLiteral("[FILE|URL|LIST...]"),
+                                 LiveCommandLine::SourceHelp() +
+                                     QStringLiteral(" None: a window to drop them on."));
     parser.addHelpOption();
     parser.addVersionOption();
     parser.addOptions({layout, handover, colors, bare, renderer, overlay, boxes, log, once, keys, fullScreen,

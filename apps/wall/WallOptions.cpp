@@ -68,12 +68,9 @@ void Describe(QCommandLineParser& parser)
     parser.setApplicationDescription(
         QStringLiteral("Plays the files side by side on a wall of tiles, again and again, and shows live "
                        "sources as they come. Click a tile to enlarge it, Q quits."));
-    parser.addPositionalArgument(
-        QStringLiteral("FILE|URL|LIST..."),
-        QStringLiteral(
-            "Video files, the tiles take them in turn; live sources (rtsp://, http://, udp:// and so "
-            "on, /dev/video0, a session's .sdp); .txt files that name such, one a line, # for "
-            "comments."));
+    parser.addPositionalArgument(QStringLiteral("FILE|URL|LIST..."),
+                                 LiveCommandLine::SourceHelp() +
+                                     QStringLiteral(" The tiles take files in turn."));
     parser.addHelpOption();
     parser.addVersionOption();
 }
