@@ -67,7 +67,7 @@ void Describe(QCommandLineParser& parser)
 {
     parser.setApplicationDescription(
         QStringLiteral("Plays the files side by side on a wall of tiles, again and again, and shows live "
-                       "sources as they come. Click a tile to enlarge it, Q quits."));
+                       "sources as they come. Click a tile to enlarge it; F: full screen, Q: quit."));
     parser.addPositionalArgument(QStringLiteral("FILE|URL|LIST..."),
                                  LiveCommandLine::SourceHelp() +
                                      QStringLiteral(" The tiles take files in turn."));

@@ -247,7 +247,7 @@ void WallWindow::UpdateStatistics()
                                   .arg(tile.Counter->DroppedSoFar()));
     }
     m_status->setText(QStringLiteral("%1 tiles    %2 decoder threads    %3 fps    dropped %4    CPU %5 %    "
-                                     "click: enlarge a tile, Q: quit")
+                                     "click: enlarge a tile, F: full screen, Q: quit")
                           .arg(m_tiles.size())
                           .arg(m_threads)
                           .arg(rate, 0, 'f', 0)
@@ -279,7 +279,10 @@ void WallWindow::resizeEvent(QResizeEvent* event)
 
 void WallWindow::keyPressEvent(QKeyEvent* event)
 {
-    if (event->key() == Qt::Key_Q || event->key() == Qt::Key_Escape) {
+    const int key = event->key();
+    if (key == Qt::Key_F || (key == Qt::Key_Escape && isFullScreen())) {
+        setWindowState(windowState() ^ Qt::WindowFullScreen);
+    } else if (key == Qt::Key_Q || key == Qt::Key_Escape) {
         close();
     }
 }
