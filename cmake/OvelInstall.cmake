@@ -58,7 +58,8 @@ foreach(program player wall)
     endif()
 endforeach()
 if(TARGET player)
-    install(FILES apps/player/ovel-player.desktop DESTINATION "${CMAKE_INSTALL_DATAROOTDIR}/applications" COMPONENT player)
+    install(FILES apps/player/ovel-player.desktop apps/wall/ovel-wall.desktop
+        DESTINATION "${CMAKE_INSTALL_DATAROOTDIR}/applications" COMPONENT player)
     install(FILES apps/player/ovel-player.svg
         DESTINATION "${CMAKE_INSTALL_DATAROOTDIR}/icons/hicolor/scalable/apps" COMPONENT player)
 endif()

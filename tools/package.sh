@@ -45,7 +45,7 @@ make_packages() {
         die "cmake/debian/changelog does not begin with the version that is built"
     local as_root=()
     [ "$(id -u)" -ne 0 ] || as_root=(--allow-root)
-    desktop-file-validate apps/player/*.desktop
+    desktop-file-validate apps/*/*.desktop
     lintian "${as_root[@]}" --fail-on error,warning "$build"/*.deb
     (cd "$build" && ls -1 -- *.deb)
 }

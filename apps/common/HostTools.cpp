@@ -1,5 +1,7 @@
 #include "HostTools.h"
 
+#include "ViewState.h"
+
 #include <OvelOsSdk.h>
 
 #include <QCoreApplication>
@@ -211,6 +213,13 @@ bool WantsTextOnly(int argc, char** argv)
 int GridColumns(int tiles)
 {
     return static_cast<int>(std::ceil(std::sqrt(static_cast<double>(tiles))));
+}
+
+QFont LegibleFont(const QWidget& widget, QSize area)
+{
+    QFont letters = widget.font();
+    letters.setPixelSize(qRound(widget.fontInfo().pixelSize() * LegibleScale(area)));
+    return letters;
 }
 
 QPointF MousePosition(const QMouseEvent& event)

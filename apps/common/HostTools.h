@@ -90,6 +90,9 @@ bool WantsTextOnly(int argc, char** argv);
 // Columns of the squarest grid that holds so many tiles of 16:9.
 int GridColumns(int tiles);
 
+// The widget's letters, larger over a large area.
+QFont LegibleFont(const QWidget& widget, QSize area);
+
 // Position within the widget; the accessor has another name in each Qt major version.
 QPointF MousePosition(const QMouseEvent& event);
 

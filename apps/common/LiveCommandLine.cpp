@@ -2,9 +2,6 @@
 
 #include <QCommandLineParser>
 
-namespace
-{
-
 bool ReadSeconds(const QString& text, double& seconds, QString& reason)
 {
     bool isNumber = false;
@@ -15,8 +12,6 @@ bool ReadSeconds(const QString& text, double& seconds, QString& reason)
     reason = QStringLiteral("'%1' is no number of seconds").arg(text);
     return false;
 }
-
-} // namespace
 
 LiveCommandLine::LiveCommandLine()
     : m_timeout(QStringLiteral("timeout"),
@@ -32,6 +27,13 @@ LiveCommandLine::LiveCommandLine()
                               "received, shown and dropped, losses, delay in seconds if the sender tells."),
                QStringLiteral("file"))
 {
+}
+
+QString LiveCommandLine::SourceHelp()
+{
+    return QStringLiteral(
+        "Video files; live sources (rtsp://, http://, udp:// and so on, /dev/video0, a session's "
+        ".sdp); .txt files that name such, one a line, # for comments.");
 }
 
 bool LiveCommandLine::Read(const QCommandLineParser& parser, LiveOptions& options, QString& reason) const

@@ -105,13 +105,12 @@ bool IsLive(const std::string& name)
     return (isUrl && name.rfind("file://", 0) != 0) || IsDevice(name) || IsSessionDescription(name);
 }
 
-AVFormatContext* OpenLiveInput(const std::string& name, LiveGuard& guard, int& code)
+int OpenLiveInput(AVFormatContext*& format, const std::string& name, LiveGuard& guard, bool isOverTcp)
 {
     guard.Restart();
-    AVFormatContext* format = avformat_alloc_context();
+    format = avformat_alloc_context();
     if (format == nullptr) {
-        code = AVERROR(ENOMEM);
-        return nullptr;
+        return AVERROR(ENOMEM);
     }
     format->interrupt_callback = {&LiveGuard::ShallReturn, &guard};
     SetLowDelay(*format);
@@ -119,16 +118,11 @@ AVFormatContext* OpenLiveInput(const std::string& name, LiveGuard& guard, int& c
     if (IsSessionDescription(name)) {
         av_dict_set(&options, "protocol_whitelist", "file,rtp,udp", 0); // what the file may lead to
     }
-    code = avformat_open_input(&format, name.c_str(), FormatOf(name),
-                               &options); // frees the context when it fails
+    if (isOverTcp) {
+        av_dict_set(&options, "rtsp_flags", "prefer_tcp", 0); // other protocols do not know it
+    }
+    const int code = avformat_open_input(&format, name.c_str(), FormatOf(name),
+                                         &options); // frees the context when it fails
     av_dict_free(&options);
-    if (code >= 0) {
-        guard.Restart();
-        code = avformat_find_stream_info(format, nullptr);
-    }
-    if (code < 0) {
-        avformat_close_input(&format);
-        code = guard.IsTimedOut() ? AVERROR(ETIMEDOUT) : code;
-    }
-    return format;
+    return code;
 }

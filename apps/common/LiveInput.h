@@ -41,5 +41,6 @@ private:
 // file:// too, are not.
 bool IsLive(const std::string& name);
 
-// Opens the source and finds its streams. The context is null when that fails; the code says why.
-AVFormatContext* OpenLiveInput(const std::string& name, LiveGuard& guard, int& code);
+// Opens the source; one of RTSP with its pictures over UDP, or over the connection itself, which passes where
+// nothing else does. Negative, FFmpeg's code, and a context that is null when that fails.
+int OpenLiveInput(AVFormatContext*& format, const std::string& name, LiveGuard& guard, bool isOverTcp);

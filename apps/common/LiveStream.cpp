@@ -39,8 +39,8 @@ private:
 };
 
 LiveStream::LiveStream(void* renderer, std::string url, const LiveOptions& options, FrameCounter& counter,
-                       LossLabel& label, std::function<void(const VideoFacts&)> sizeChanged)
-    : m_frames(renderer), m_counter(counter), m_label(label), m_sizeChanged(std::move(sizeChanged)),
+                       LossLabel& label, std::function<void(const VideoFacts&)> factsChanged)
+    : m_frames(renderer), m_counter(counter), m_label(label), m_factsChanged(std::move(factsChanged)),
       m_delay(std::numeric_limits<double>::quiet_NaN()),
       m_guard(std::make_shared<LiveGuard>(LiveGuard::Seconds(options.TimeoutSeconds)))
 {
@@ -88,6 +88,8 @@ void LiveStream::Run(LiveStream* self, const std::shared_ptr<LiveGuard>& guard, 
         if (source && !guard->IsStopped()) {
             pause.Reset();
             reason = Play(*self, *source, *guard);
+        } else {
+            options.Source.IsOverTcp = !options.Source.IsOverTcp; // where UDP does not get through
         }
         if (guard->IsStopped()) {
             return;
@@ -131,14 +133,12 @@ void LiveStream::HandOver(const VideoSource& source)
         return;
     }
     m_counter.HandedOver(); // before the call: its repaint may run at once
-    const tagYuvFrameInfo& frame = source.Frame();
     if (m_frames.Show(source) != 0) {
         m_counter.Dropped();
     }
-    if (frame.iWidth != m_width || frame.iHeight != m_height) {
-        m_width = frame.iWidth;
-        m_height = frame.iHeight;
-        m_sizeChanged(source.Facts());
+    if (!(source.Facts() == m_facts)) {
+        m_facts = source.Facts();
+        m_factsChanged(m_facts);
     }
 }
 
@@ -153,7 +153,7 @@ void LiveStream::SayLost(const VideoSource* source, const std::string& reason)
         const std::string time = QTime::currentTime().toString(QStringLiteral("HH:mm:ss")).toStdString();
         m_label.SetText("no picture since " + time, reason);
         m_frames.Show(*source);
-    } else if (m_width == 0) {
+    } else if (m_facts.Width == 0) {
         m_label.SetText("waiting for the source", reason);
         ShowBlack();
     }

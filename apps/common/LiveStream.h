@@ -35,9 +35,9 @@ class LiveStream
 {
 public:
     // GUI thread. The label is what the tile's draw callback sends along; both it and the counter outlive the
-    // stream. sizeChanged is called on the stream's thread.
+    // stream. factsChanged is called on the stream's thread.
     LiveStream(void* renderer, std::string url, const LiveOptions& options, FrameCounter& counter,
-               LossLabel& label, std::function<void(const VideoFacts&)> sizeChanged);
+               LossLabel& label, std::function<void(const VideoFacts&)> factsChanged);
     ~LiveStream(); // GUI thread
     LiveStream(const LiveStream&) = delete;
     LiveStream& operator=(const LiveStream&) = delete;
@@ -62,7 +62,7 @@ private:
     ColoredFrames m_frames;
     FrameCounter& m_counter;
     LossLabel& m_label;
-    const std::function<void(const VideoFacts&)> m_sizeChanged;
+    const std::function<void(const VideoFacts&)> m_factsChanged;
     std::atomic<LiveState> m_state{LiveState::Connecting};
     std::atomic<qint64> m_received{0};
     std::atomic<qint64> m_losses{0};
@@ -70,8 +70,7 @@ private:
     std::atomic<bool> m_paused{false};
 
     // The stream's thread.
-    int m_width = 0;
-    int m_height = 0;
+    VideoFacts m_facts; // of the picture shown last; without a size there was none
 
     std::shared_ptr<LiveGuard> m_guard;
     Clock::time_point m_stoppedAt;

@@ -3,6 +3,7 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QUrl>
 
 namespace
 {
@@ -32,6 +33,17 @@ bool ReadList(const QString& name, QStringList& sources, QString& reason)
 }
 
 } // namespace
+
+QString NameOfSource(const QString& source)
+{
+    const QUrl url(source);
+    if (url.isLocalFile() || !source.contains(QLatin1String("://"))) {
+        return QFileInfo(source).fileName();
+    }
+    const QString place =
+        url.toString(QUrl::RemoveScheme | QUrl::RemoveUserInfo | QUrl::RemoveQuery | QUrl::RemoveFragment);
+    return place.mid(place.startsWith(QLatin1String("//")) ? 2 : 0);
+}
 
 bool ExpandSources(const QStringList& arguments, QStringList& sources, QString& reason)
 {

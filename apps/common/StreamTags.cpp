@@ -11,7 +11,9 @@ extern "C" {
 namespace
 {
 
-constexpr int LinesOfHd = 720;
+// Of HD video; films are often cut to fewer lines.
+constexpr int LeastWidth = 1280;
+constexpr int LeastHeight = 720;
 
 int MatrixOf(const AVFrame& picture, bool isRgb)
 {
@@ -27,7 +29,8 @@ int MatrixOf(const AVFrame& picture, bool isRgb)
     case AVCOL_SPC_BT2020_CL:
         return OVEL_MATRIX_BT2020;
     default:
-        return picture.height >= LinesOfHd ? OVEL_MATRIX_BT709 : OVEL_MATRIX_BT601;
+        return picture.width >= LeastWidth || picture.height >= LeastHeight ? OVEL_MATRIX_BT709
+                                                                            : OVEL_MATRIX_BT601;
     }
 }
 

@@ -5,8 +5,8 @@
 
 struct AVFrame;
 
-// What the samples of a picture mean once it is 8-bit 4:2:0. Without tags: BT.709 from 720 lines on, else
-// BT.601, limited range, chroma on the left. Pictures that are converted on their way (RGB, other chroma
+// What the samples of a picture mean once it is 8-bit 4:2:0. Without tags: BT.709 from 1280 columns or 720
+// lines on, else BT.601, limited range, chroma on the left. Pictures that are converted on their way (RGB, other chroma
 // sizes) get the description that PictureConverter gives them.
 tagOvelColor ColorOf(const AVFrame& picture);
 
@@ -18,6 +18,11 @@ struct UprightView {
     int QuarterTurns = 0;
     int Mirror = 0;
 };
+
+inline bool operator==(const UprightView& one, const UprightView& other)
+{
+    return one.QuarterTurns == other.QuarterTurns && one.Mirror == other.Mirror;
+}
 
 // From the display matrix of a picture; false when it has none.
 bool ReadUprightView(const AVFrame& picture, UprightView& view);

@@ -41,6 +41,8 @@ bool VideoSource::Parts::GoToKeyFrame(double seconds)
     AwaitsKeyFrame = true;
     Count = 0;
     Time = 0.0;
+    Facts.View =
+        {}; // which a later part may have changed; what it begins with comes again with the first packet
     return true;
 }
 

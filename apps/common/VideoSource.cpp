@@ -36,24 +36,32 @@ uint8_t* PackRows(uint8_t* target, const uint8_t* source, int pitch, int width, 
 
 } // namespace
 
+bool operator==(const VideoFacts& one, const VideoFacts& other)
+{
+    const auto isEqual = [](double left, double right) { return !(left < right || right < left); };
+    return one.Width == other.Width && one.Height == other.Height && one.View == other.View &&
+           isEqual(one.PixelAspect, other.PixelAspect) &&
+           isEqual(one.FramesPerSecond, other.FramesPerSecond) && isEqual(one.Duration, other.Duration) &&
+           one.Codec == other.Codec && one.Delivered == other.Delivered;
+}
+
 bool VideoSource::Parts::OpenFile(const std::string& path, std::string& reason)
 {
     AVFormatContext* opened = nullptr;
-    int code = 0;
-    if (Options.Guard) {
-        Format.reset(OpenLiveInput(path, *Options.Guard, code));
-    } else {
-        code = avformat_open_input(&opened, path.c_str(), nullptr, nullptr);
-        Format.reset(opened);
-    }
-    if (code >= 0 && !Options.Guard) {
+    int code = Options.Guard ? OpenLiveInput(opened, path, *Options.Guard, Options.IsOverTcp)
+                             : avformat_open_input(&opened, path.c_str(), nullptr, nullptr);
+    Format.reset(opened);
+    if (code >= 0) {
 #if LIBAVFORMAT_VERSION_MAJOR < 61
-        av_format_inject_global_side_data(opened); // the file's turn, for the first picture
+        av_format_inject_global_side_data(opened); // the source's turn, for the first picture
 #endif
+        if (Options.Guard) {
+            Options.Guard->Restart();
+        }
         code = avformat_find_stream_info(opened, nullptr);
     }
     if (code < 0) {
-        reason = ErrorText(code);
+        reason = ErrorText(Options.Guard && Options.Guard->IsTimedOut() ? AVERROR(ETIMEDOUT) : code);
         return false;
     }
     return true;
@@ -176,6 +184,7 @@ VideoSource::Step VideoSource::Parts::DecodeOnly()
             av_frame_unref(Decoded.get());
             av_frame_move_ref(Decoded.get(), Incoming.get());
             TakeTime();
+            ReadUprightView(*Decoded, Facts.View); // mostly with key frames only: it holds from there on
             DamagedSinceFrame = Draining && DamagedSinceFrame;
             ++Count;
             return Step::Frame;
@@ -238,12 +247,12 @@ bool VideoSource::Parts::Describe()
     if (Options.Colors == ColorChoice::Tagged) {
         Color = ColorOf(*Decoded);
     }
-    ReadUprightView(*Decoded, Facts.View);
     Facts.Width = frame.width;
     Facts.Height = frame.height;
     const AVRational aspect = av_guess_sample_aspect_ratio(Format.get(), Stream, Decoded.get());
     Facts.PixelAspect = aspect.num > 0 && aspect.den > 0 ? av_q2d(aspect) : 1.0;
-    if (Facts.Delivered.empty()) {
+    if (DeliveredFormat != Decoded->format) {
+        DeliveredFormat = Decoded->format;
         const char* name = av_get_pix_fmt_name(format);
         Facts.Delivered = wantNv12 ? "NV12" : "YV12";
         if (!direct) {

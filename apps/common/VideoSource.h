@@ -24,6 +24,7 @@ struct SourceOptions {
     Handover Way = Handover::Reference;
     // A live source has one: what blocks, opening and Next, ends with its time-out or when it is stopped.
     std::shared_ptr<LiveGuard> Guard{};
+    bool IsOverTcp = false; // how RTSP brings its pictures
 };
 
 // What the status line and the overlays want to know about a file.
@@ -37,6 +38,9 @@ struct VideoFacts {
     std::string Codec;
     std::string Delivered; // how the pictures reach the renderer
 };
+
+// Any of it may change in mid-stream.
+bool operator==(const VideoFacts& one, const VideoFacts& other);
 
 // The number that a picture of that time goes to the renderer with.
 inline uint32_t PictureNumber(double seconds, double framesPerSecond)

@@ -41,6 +41,7 @@ struct VideoSource::Parts {
     std::vector<uint8_t> Block; // planes without gaps, reused from frame to frame
     tagYuvFrameInfo Info{};
     VideoFacts Facts;
+    int DeliveredFormat = -1; // that its text was made for
     std::string Damage;
     std::string Ending; // why nothing more could be read
     double SentAt = std::numeric_limits<double>::quiet_NaN();

@@ -72,16 +72,6 @@ RendererChoice RendererNamed(const QString& name)
     return RendererChoice::Full;
 }
 
-double SecondsFrom(const QString& text)
-{
-    bool isNumber = false;
-    const double seconds = text.toDouble(&isNumber);
-    if (!isNumber || !(seconds > 0.0 && seconds <= 86400.0)) {
-        Refuse(QStringLiteral("'%1' is no number of seconds").arg(text));
-    }
-    return seconds;
-}
-
 QSize SizeFrom(const QString& text)
 {
     const QStringList parts = text.split(QLatin1Char('x'));
@@ -143,11 +133,11 @@ Options ReadOptions()
                                   QStringLiteral("size"), QStringLiteral("960x571"));
 
     QCommandLineParser parser;
-    parser.setApplicationDescription(QStringLiteral("Plays video files, one tile per file.\n\n") +
+    parser.setApplicationDescription(QStringLiteral("Plays video files and live sources, a tile each.\n\n") +
                                      KeyListAsText());
-    parser.addPositionalArgument(
-        QStringLiteral("[FILE...]"),
-        QStringLiteral("Files that FFmpeg's libraries can read. None: a window to drop them on."));
+    parser.addPositionalArgument(QStringLiteral("[FILE|URL|LIST...]"),
+                                 LiveCommandLine::SourceHelp() +
+                                     QStringLiteral(" None: a window to drop them on."));
     parser.addHelpOption();
     parser.addVersionOption();
     parser.addOptions({layout, handover, colors, bare, renderer, overlay, boxes, log, once, keys, fullScreen,
@@ -159,7 +149,8 @@ Options ReadOptions()
     Options options;
     QString reason;
     if (!ExpandSources(parser.positionalArguments(), options.Files, reason) ||
-        !live.Read(parser, options.Live, reason)) {
+        !live.Read(parser, options.Live, reason) ||
+        (parser.isSet(seconds) && !ReadSeconds(parser.value(seconds), options.Seconds, reason))) {
         Refuse(reason);
     }
     options.Statistics = live.StatisticsFileName(parser);
@@ -174,7 +165,6 @@ Options ReadOptions()
     options.Once = parser.isSet(once);
     options.Keys = parser.isSet(keys);
     options.FullScreen = parser.isSet(fullScreen);
-    options.Seconds = parser.isSet(seconds) ? SecondsFrom(parser.value(seconds)) : 0.0;
     options.Picture = parser.value(picture);
     options.WindowSize = SizeFrom(parser.value(size));
     return options;

@@ -122,7 +122,7 @@ bool PlaybackThread::TakeShowAgain()
 {
     const std::lock_guard<std::mutex> lock(m_mutex);
     // While playing the next picture comes by itself.
-    const bool again = m_showAgain && m_width > 0;
+    const bool again = m_showAgain && m_facts.Width > 0;
     m_showAgain = false;
     return again;
 }
@@ -225,20 +225,18 @@ void PlaybackThread::TakeSpeed()
 
 void PlaybackThread::HandOver()
 {
-    const tagYuvFrameInfo& frame = m_source->Frame();
     m_counter.HandedOver(); // before the call: its repaint may run at once
     if (m_frames.Show(*m_source) != 0) {
         m_counter.Dropped();
     }
     m_position = m_source->Time();
     m_showOne = false;
-    if (m_width == 0) {
+    if (m_facts.Width == 0) {
         WaitForFirstPaint();
     }
-    if (frame.iWidth != m_width || frame.iHeight != m_height) {
-        m_width = frame.iWidth;
-        m_height = frame.iHeight;
-        m_events.SizeChanged(m_source->Facts());
+    if (!(m_source->Facts() == m_facts)) {
+        m_facts = m_source->Facts();
+        m_events.FactsChanged(m_facts);
     }
 }
 

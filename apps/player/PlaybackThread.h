@@ -16,8 +16,8 @@
 
 // Called on the decoder thread.
 struct PlaybackEvents {
-    std::function<void(const VideoFacts&)>
-        SizeChanged;                               // after the first picture of a size is with the renderer
+    // After the first picture with other facts than the one before is with the renderer.
+    std::function<void(const VideoFacts&)> FactsChanged;
     std::function<void(const std::string&)> Broke; // no further picture; says where and why
 };
 
@@ -81,8 +81,7 @@ private:
     Clock::time_point m_clockStart;
     double m_clockTime = 0.0;
     double m_clockSpeed = 1.0;
-    int m_width = 0;
-    int m_height = 0;
+    VideoFacts m_facts; // of the picture shown last; without a size there was none
 
     std::thread m_thread; // last: starts when all else stands
 };

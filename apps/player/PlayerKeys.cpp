@@ -24,7 +24,7 @@ const KeyHelp KeyHelpList[] = {
     {"O", "overlays on and off"},
     {"F, double click", "full screen"},
     {"S", "save the window as a PNG here"},
-    {"Ctrl+O", "open other files; or drop them on the window"},
+    {"Ctrl+O", "open other files or lists; or drop them here"},
     {"H", "this list"},
     {"Q", "quit (also Esc)"},
 };

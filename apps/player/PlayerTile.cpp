@@ -1,47 +1,22 @@
 #include "PlayerTile.h"
 
+#include "RubberBand.h"
 #include "SeekBar.h"
+#include "SourceList.h"
 
 #include <QFile>
 #include <QFileInfo>
-#include <QMouseEvent>
-#include <QPainter>
 #include <QVBoxLayout>
-#include <QWheelEvent>
 
 #include <algorithm>
-#include <cmath>
 #include <cstdio>
 
 namespace
 {
 
 constexpr int FrameWidth = 2;
-constexpr int SmallestDrag = 8;
 constexpr double Speeds[] = {0.25, 0.5, 0.75, 1.0, 1.25, 1.5, 2.0, 3.0, 4.0};
 constexpr int SpeedCount = static_cast<int>(sizeof(Speeds) / sizeof(Speeds[0]));
-
-// Visible on light and on dark pictures.
-class RubberBand : public QWidget
-{
-public:
-    explicit RubberBand(QWidget* parent) : QWidget(parent)
-    {
-        setAttribute(Qt::WA_TransparentForMouseEvents);
-        hide();
-    }
-
-protected:
-    void paintEvent(QPaintEvent*) override
-    {
-        QPainter painter(this);
-        painter.fillRect(rect(), QColor(255, 196, 64, 50));
-        painter.setPen(QPen(QColor(0, 0, 0, 180), 3));
-        painter.drawRect(rect().adjusted(1, 1, -2, -2));
-        painter.setPen(QPen(QColor(255, 196, 64), 1));
-        painter.drawRect(rect().adjusted(1, 1, -2, -2));
-    }
-};
 
 template <typename Payload> int Command(void* renderer, int code, Payload payload)
 {
@@ -55,15 +30,12 @@ PlayerTile::PlayerTile(int rendererType, OpenedFile&& file)
       m_canTurn(rendererType != OVEL_RENDER_SUB_IMAGE), m_waitingSource(std::move(file.Source)),
       m_facts(m_isLive ? VideoFacts{} : m_waitingSource->Facts()),
       m_renderer(Ovel_CreateEx(&rendererType, sizeof(rendererType))),
-      m_scene(QFileInfo(m_file).completeBaseName().left(20).toStdString(), m_facts.FramesPerSecond)
+      m_scene(QFileInfo(Name()).completeBaseName().left(20).toStdString(), m_facts.FramesPerSecond)
 {
     if (m_renderer == nullptr) {
         return;
     }
-    if (m_canTurn) {
-        m_state.QuarterTurns = m_facts.View.QuarterTurns;
-        m_state.Mirror = m_facts.View.Mirror;
-    }
+    StandUpright();
     m_view = static_cast<QWidget*>(m_renderer);
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(FrameWidth, FrameWidth, FrameWidth, FrameWidth);
@@ -98,9 +70,9 @@ PlayerTile::~PlayerTile()
 void PlayerTile::Start(bool once)
 {
     PlaybackEvents events;
-    events.SizeChanged = [this](const VideoFacts& facts) {
+    events.FactsChanged = [this](const VideoFacts& facts) {
         QMetaObject::invokeMethod(
-            this, [this, facts] { OnSizeChanged(facts); }, Qt::QueuedConnection);
+            this, [this, facts] { OnFactsChanged(facts); }, Qt::QueuedConnection);
     };
     events.Broke = [this](const std::string& damage) {
         QMetaObject::invokeMethod(
@@ -111,13 +83,26 @@ void PlayerTile::Start(bool once)
     if (m_isLive) {
         Command(m_renderer, OVELCMD_SET_DRAW_CALLBACK, tagOvelDrawCallback{&PlayerTile::Draw, this});
         m_live = std::make_unique<LiveStream>(m_renderer, QFile::encodeName(m_file).toStdString(),
-                                              m_liveOptions, *m_counter, m_loss, events.SizeChanged);
+                                              m_liveOptions, *m_counter, m_loss, events.FactsChanged);
     }
 }
 
-void PlayerTile::OnSizeChanged(const VideoFacts& facts)
+// As its tags say, whatever the user made of it.
+void PlayerTile::StandUpright()
 {
+    if (m_canTurn) {
+        m_state.QuarterTurns = m_facts.View.QuarterTurns;
+        m_state.Mirror = m_facts.View.Mirror;
+    }
+}
+
+void PlayerTile::OnFactsChanged(const VideoFacts& facts)
+{
+    const bool isTurned = !(facts.View == m_facts.View);
     m_facts = facts;
+    if (isTurned) {
+        StandUpright();
+    }
     m_seekBar->SetDuration(m_isLive ? 0.0 : facts.Duration);
     if (m_boxes) {
         m_boxes->SetRate(facts.FramesPerSecond);
@@ -307,7 +292,7 @@ void PlayerTile::ApplyZoom()
 
 QString PlayerTile::Name() const
 {
-    return QFileInfo(m_file).fileName();
+    return NameOfSource(m_file);
 }
 
 QString PlayerTile::StatusText()
@@ -365,87 +350,4 @@ QString PlayerTile::SummaryText() const
         .arg(QString::fromStdString(m_facts.Codec), QString::fromStdString(m_facts.Delivered))
         .arg(Shown())
         .arg(Dropped());
-}
-
-QPointF PlayerTile::Fraction(QPointF position) const
-{
-    return {position.x() / m_view->width(), position.y() / m_view->height()};
-}
-
-void PlayerTile::PressAt(const QMouseEvent& event)
-{
-    if (Clicked) {
-        Clicked();
-    }
-    if (event.button() == Qt::RightButton) {
-        ResetZoom();
-    } else if (event.button() == Qt::LeftButton && !m_seekBar->Press(MousePosition(event).toPoint())) {
-        m_dragging = true;
-        m_dragFrom = MousePosition(event).toPoint();
-    }
-}
-
-void PlayerTile::DragTo(const QMouseEvent& event)
-{
-    const bool isPressed = event.buttons() != Qt::NoButton;
-    if (m_seekBar->Move(MousePosition(event).toPoint(), isPressed) || !m_dragging) {
-        return;
-    }
-    const QRect dragged = QRect(m_dragFrom, MousePosition(event).toPoint()).normalized() & m_view->rect();
-    m_band->setGeometry(dragged);
-    m_band->setVisible(dragged.width() >= SmallestDrag || dragged.height() >= SmallestDrag);
-    m_band->raise();
-}
-
-void PlayerTile::ReleaseAt(const QMouseEvent& event)
-{
-    if (event.button() != Qt::LeftButton || m_seekBar->Release(MousePosition(event).toPoint()) ||
-        !m_dragging) {
-        return;
-    }
-    m_dragging = false;
-    if (m_band->isVisible()) {
-        m_band->hide();
-        const QRectF band(m_band->geometry());
-        m_state.ZoomTo(QRectF(Fraction(band.topLeft()), Fraction(band.bottomRight())));
-        ApplyZoom();
-    }
-}
-
-bool PlayerTile::eventFilter(QObject* watched, QEvent* event)
-{
-    switch (event->type()) {
-    case QEvent::Resize:
-        ApplyGeometry();
-        GiveView();
-        m_seekBar->FollowView();
-        break;
-    case QEvent::Leave:
-        m_seekBar->Leave();
-        break;
-    case QEvent::MouseButtonPress:
-        PressAt(*static_cast<QMouseEvent*>(event));
-        return true;
-    case QEvent::MouseMove:
-        DragTo(*static_cast<QMouseEvent*>(event));
-        return true;
-    case QEvent::MouseButtonRelease:
-        ReleaseAt(*static_cast<QMouseEvent*>(event));
-        return true;
-    case QEvent::MouseButtonDblClick:
-        if (!m_seekBar->Press(MousePosition(*static_cast<QMouseEvent*>(event)).toPoint()) && DoubleClicked) {
-            DoubleClicked();
-        }
-        return true;
-    case QEvent::Wheel: {
-        const auto* wheel = static_cast<QWheelEvent*>(event);
-        m_state.ZoomAt(Fraction(wheel->position()), std::pow(1.2, wheel->angleDelta().y() / 120.0));
-        ApplyZoom();
-        event->accept();
-        return true;
-    }
-    default:
-        break;
-    }
-    return QWidget::eventFilter(watched, event);
 }

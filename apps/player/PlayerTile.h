@@ -59,7 +59,8 @@ private:
     static constexpr int NormalSpeed = 3; // rung of the ladder
 
     void PauseThreads();
-    void OnSizeChanged(const VideoFacts& facts);
+    void StandUpright();
+    void OnFactsChanged(const VideoFacts& facts);
     void OnBroke(const std::string& damage);
     static int Draw(int reserved, __tagQDrawCallbackInfo* info, int length, void* user);
     void OnBoxes();

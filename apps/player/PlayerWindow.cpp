@@ -1,12 +1,12 @@
 #include "PlayerWindow.h"
 
 #include "PlayerKeys.h"
+#include "SourceList.h"
 
 #include <QDateTime>
 #include <QDragEnterEvent>
 #include <QFileInfo>
 #include <QGridLayout>
-#include <QKeyEvent>
 #include <QLabel>
 #include <QMimeData>
 #include <QVBoxLayout>
@@ -20,8 +20,6 @@ namespace
 constexpr int StatusIntervalMs = 500;
 constexpr int RecordIntervalMs = 1000;
 constexpr int NoticeMs = 3000;
-constexpr int AnswerMs = 120;
-constexpr double SeekSeconds = 5.0;
 
 } // namespace
 
@@ -136,8 +134,13 @@ void PlayerWindow::StartTile(PlayerTile& tile)
 // What cannot be played changes nothing.
 void PlayerWindow::Open(const QStringList& files)
 {
+    QStringList sources;
     QStringList problems;
-    std::vector<OpenedFile> opened = OpenFiles(files, m_options, problems);
+    QString reason;
+    if (!ExpandSources(files, sources, reason)) {
+        problems << reason;
+    }
+    std::vector<OpenedFile> opened = OpenFiles(sources, m_options, problems);
     for (const QString& problem : problems) {
         std::fprintf(stderr, "player: %s\n", qPrintable(problem));
     }
@@ -160,9 +163,6 @@ void PlayerWindow::Begin()
         show();
     }
     m_statusTimer.start(StatusIntervalMs);
-    if (!m_options.Statistics.isEmpty() && m_record.Open(m_options.Statistics)) {
-        m_recordTimer.start(RecordIntervalMs);
-    }
     if (m_options.Seconds > 0.0) {
         QTimer::singleShot(static_cast<int>(m_options.Seconds * 1000.0), this, [this] { Finish(); });
     }
@@ -198,120 +198,6 @@ void PlayerWindow::ShowAlone(size_t shown)
         m_tiles[index]->SetAsleep(index != shown);
     }
     Select(shown);
-}
-
-void PlayerWindow::keyPressEvent(QKeyEvent* event)
-{
-    const int key = event->key();
-    const bool shift = event->modifiers().testFlag(Qt::ShiftModifier);
-    if (event->modifiers().testFlag(Qt::ControlModifier) && key == Qt::Key_O) {
-        AskForFiles(this, [this](const QStringList& files) { Open(files); });
-        return;
-    }
-    const bool isForTile =
-        !m_tiles.empty() && (RunTimeKey(key, event->isAutoRepeat()) || RunTileKey(key, shift));
-    if (!isForTile && !RunKey(key)) {
-        QWidget::keyPressEvent(event);
-        return;
-    }
-    UpdateStatus();
-    QTimer::singleShot(AnswerMs, this, [this] { UpdateStatus(); }); // what the decoder thread made of it
-}
-
-bool PlayerWindow::RunTimeKey(int key, bool isRepeat)
-{
-    switch (key) {
-    case Qt::Key_Space:
-        Selected().TogglePause();
-        return true;
-    case Qt::Key_Left:
-        Selected().SeekBy(-SeekSeconds);
-        return true;
-    case Qt::Key_Right:
-        Selected().SeekBy(SeekSeconds);
-        return true;
-    case Qt::Key_Period:
-        Selected().Step(1, isRepeat);
-        return true;
-    case Qt::Key_Comma:
-        Selected().Step(-1, isRepeat);
-        return true;
-    case Qt::Key_BracketLeft:
-        Selected().ChangeSpeed(-1);
-        return true;
-    case Qt::Key_BracketRight:
-        Selected().ChangeSpeed(1);
-        return true;
-    case Qt::Key_Backspace:
-        Selected().ChangeSpeed(0);
-        return true;
-    default:
-        return false;
-    }
-}
-
-bool PlayerWindow::RunTileKey(int key, bool shift)
-{
-    const size_t count = m_tiles.size();
-    switch (key) {
-    case Qt::Key_N:
-        ShowAlone((m_selected + 1) % count);
-        return true;
-    case Qt::Key_P:
-        ShowAlone((m_selected + count - 1) % count);
-        return true;
-    case Qt::Key_G:
-        ShowGrid();
-        for (PlayerTile* tile : m_tiles) {
-            tile->SetAsleep(false);
-        }
-        Select(m_selected);
-        return true;
-    case Qt::Key_R:
-        Selected().Turn(shift ? -1 : 1);
-        return true;
-    case Qt::Key_M:
-        Selected().NextMirror();
-        return true;
-    case Qt::Key_A:
-        Selected().ToggleRatio();
-        return true;
-    case Qt::Key_Z:
-        Selected().ResetZoom();
-        return true;
-    case Qt::Key_O:
-        Selected().ToggleOverlay();
-        return true;
-    default:
-        return false;
-    }
-}
-
-bool PlayerWindow::RunKey(int key)
-{
-    switch (key) {
-    case Qt::Key_F:
-        ToggleFullScreen();
-        return true;
-    case Qt::Key_S:
-        SavePictureHere();
-        return true;
-    case Qt::Key_H:
-        m_keys->Toggle();
-        return true;
-    case Qt::Key_Escape:
-        if (isFullScreen()) {
-            showNormal();
-            return true;
-        }
-        close();
-        return true;
-    case Qt::Key_Q:
-        close();
-        return true;
-    default:
-        return false;
-    }
 }
 
 void PlayerWindow::SavePictureHere()
@@ -372,7 +258,19 @@ void PlayerWindow::dropEvent(QDropEvent* event)
 void PlayerWindow::resizeEvent(QResizeEvent* event)
 {
     QWidget::resizeEvent(event);
+    const QFont letters = LegibleFont(*this, size());
+    m_status->setFont(letters);
+    m_hint->setFont(letters);
     m_keys->Fit();
+}
+
+bool PlayerWindow::RecordStatistics(const QString& file)
+{
+    if (!m_record.Open(file)) {
+        return false;
+    }
+    m_recordTimer.start(RecordIntervalMs);
+    return true;
 }
 
 void PlayerWindow::WriteStatistics()

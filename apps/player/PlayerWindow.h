@@ -26,6 +26,7 @@ public:
     // Plays these instead of what there is. False when a renderer could not be made.
     bool Play(std::vector<OpenedFile> files);
     void SetBoxes(std::unique_ptr<BoxFeed> boxes); // before Play
+    bool RecordStatistics(const QString& file);    // false, and said, when it cannot be written
     void Begin();
     void PrintReport() const;
 

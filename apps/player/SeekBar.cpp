@@ -1,6 +1,6 @@
 #include "SeekBar.h"
 
-#include "ViewState.h"
+#include "HostTools.h"
 
 #include <QFontMetrics>
 #include <QPainter>
@@ -50,9 +50,7 @@ void SeekBar::SetDuration(double seconds)
 void SeekBar::FollowView()
 {
     const QSize view = parentWidget()->size();
-    QFont letters = parentWidget()->font();
-    letters.setPixelSize(qRound(parentWidget()->fontInfo().pixelSize() * LegibleScale(view)));
-    setFont(letters);
+    setFont(LegibleFont(*parentWidget(), view));
     const int height = fontMetrics().height() * 2;
     setGeometry(0, view.height() - height, view.width(), height);
 }

@@ -31,6 +31,9 @@ int Play(const Options& options)
     }
     PlayerWindow window(options);
     window.SetBoxes(std::move(boxes));
+    if (!options.Statistics.isEmpty() && !window.RecordStatistics(options.Statistics)) {
+        return 1;
+    }
     if (!window.Play(std::move(files))) {
         std::fprintf(stderr, "player: the library gave no renderer\n");
         return 1;

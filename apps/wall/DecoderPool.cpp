@@ -12,9 +12,17 @@ constexpr Seconds LongestGap{0.25};
 
 } // namespace
 
-void DecoderPool::Add(void* renderer, FrameCounter& counter, std::unique_ptr<VideoSource> source)
+void DecoderPool::Add(void* renderer, FrameCounter& counter, std::unique_ptr<VideoSource> source,
+                      std::function<void(const VideoFacts&)> factsChanged)
 {
-    m_streams.push_back({std::make_unique<ColoredFrames>(renderer), &counter, std::move(source), {}, {}});
+    const VideoFacts facts = source->Facts();
+    m_streams.push_back({std::make_unique<ColoredFrames>(renderer),
+                         &counter,
+                         std::move(source),
+                         std::move(factsChanged),
+                         facts,
+                         {},
+                         {}});
 }
 
 void DecoderPool::Start(int threads)
@@ -118,5 +126,9 @@ void DecoderPool::HandOver(Stream& stream, Clock::time_point due)
     stream.Counter->HandedOver();
     if (stream.Frames->Show(*stream.Source) != 0) {
         stream.Counter->Dropped();
+    }
+    if (!(stream.Source->Facts() == stream.Facts)) {
+        stream.Facts = stream.Source->Facts();
+        stream.FactsChanged(stream.Facts);
     }
 }

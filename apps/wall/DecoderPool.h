@@ -8,6 +8,7 @@
 
 #include <chrono>
 #include <condition_variable>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <queue>
@@ -23,7 +24,9 @@ public:
     DecoderPool& operator=(const DecoderPool&) = delete;
 
     // GUI thread. Adding is over before Start.
-    void Add(void* renderer, FrameCounter& counter, std::unique_ptr<VideoSource> source);
+    // factsChanged is called on a decoder thread.
+    void Add(void* renderer, FrameCounter& counter, std::unique_ptr<VideoSource> source,
+             std::function<void(const VideoFacts&)> factsChanged);
     void Start(int threads);
     void Stop(); // waits for the threads
 
@@ -34,6 +37,8 @@ private:
         std::unique_ptr<ColoredFrames> Frames;
         FrameCounter* Counter;
         std::unique_ptr<VideoSource> Source;
+        std::function<void(const VideoFacts&)> FactsChanged;
+        VideoFacts Facts;        // of the picture shown last
         Clock::time_point Start; // when its time 0 was or would have been
         Clock::time_point LastShown;
     };

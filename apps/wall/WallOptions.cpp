@@ -67,13 +67,10 @@ void Describe(QCommandLineParser& parser)
 {
     parser.setApplicationDescription(
         QStringLiteral("Plays the files side by side on a wall of tiles, again and again, and shows live "
-                       "sources as they come. Click a tile to enlarge it, Q quits."));
-    parser.addPositionalArgument(
-        QStringLiteral("FILE|URL|LIST..."),
-        QStringLiteral(
-            "Video files, the tiles take them in turn; live sources (rtsp://, http://, udp:// and so "
-            "on, /dev/video0, a session's .sdp); .txt files that name such, one a line, # for "
-            "comments."));
+                       "sources as they come. Click a tile to enlarge it; F: full screen, Q: quit."));
+    parser.addPositionalArgument(QStringLiteral("FILE|URL|LIST..."),
+                                 LiveCommandLine::SourceHelp() +
+                                     QStringLiteral(" The tiles take files in turn."));
     parser.addHelpOption();
     parser.addVersionOption();
 }
@@ -94,7 +91,7 @@ WallOptions ReadOptions()
                                      QStringLiteral("Threads that decode files. Default: one per core."),
                                      QStringLiteral("number"), QString::number(cores));
     const QCommandLineOption seconds(QStringLiteral("seconds"), QStringLiteral("Quit after so many seconds."),
-                                     QStringLiteral("number"), QStringLiteral("0"));
+                                     QStringLiteral("number"));
     const QCommandLineOption picture(QStringLiteral("picture"),
                                      QStringLiteral("Write the window as a PNG before quitting."),
                                      QStringLiteral("file"));
@@ -121,15 +118,19 @@ WallOptions ReadOptions()
     }
     WallOptions options;
     QString reason;
-    if (!ExpandSources(named, options.Sources, reason) || !live.Read(parser, options.Live, reason)) {
+    if (!ExpandSources(named, options.Sources, reason) || !live.Read(parser, options.Live, reason) ||
+        (parser.isSet(seconds) && !ReadSeconds(parser.value(seconds), options.Seconds, reason))) {
         Refuse(reason);
     }
     options.Live.Source.Colors = ColorsNamed(parser.value(colors));
     ReadTiles(parser.values(tiles), options.Sources != named, options);
-    options.Threads = std::clamp(parser.value(threads).toInt(), 1, options.Tiles);
+    bool isNumber = false;
+    options.Threads = std::clamp(parser.value(threads).toInt(&isNumber), 1, options.Tiles);
+    if (!isNumber) {
+        Refuse(QStringLiteral("--threads takes a number"));
+    }
     options.Statistics = live.StatisticsFileName(parser);
     options.Boxes = parser.value(boxes);
-    options.Seconds = parser.value(seconds).toDouble();
     options.Picture = parser.value(picture);
     return options;
 }

@@ -127,7 +127,7 @@ bool WallWindow::Add(const QString& name, std::unique_ptr<VideoSource> file)
     Tile* tile = AddTile(name);
     if (tile != nullptr) {
         tile->Facts = file->Facts();
-        m_pool.Add(tile->Renderer, *tile->Counter, std::move(file));
+        m_pool.Add(tile->Renderer, *tile->Counter, std::move(file), OnFactsChanged(m_tiles.size() - 1));
     }
     return tile != nullptr;
 }
@@ -141,6 +141,20 @@ bool WallWindow::AddLive(const QString& url, const LiveOptions& options)
     return tile != nullptr;
 }
 
+// For the thread that hands its pictures over.
+std::function<void(const VideoFacts&)> WallWindow::OnFactsChanged(size_t index)
+{
+    return [this, index](const VideoFacts& facts) {
+        QMetaObject::invokeMethod(
+            this,
+            [this, index, facts] {
+                m_tiles[index].Facts = facts;
+                Place(m_tiles[index]);
+            },
+            Qt::QueuedConnection);
+    };
+}
+
 // Once all renderers stand; how many there are.
 int WallWindow::StartLive()
 {
@@ -150,18 +164,9 @@ int WallWindow::StartLive()
         if (!tile.Waiting) {
             continue;
         }
-        const auto sizeChanged = [this, index](const VideoFacts& facts) {
-            QMetaObject::invokeMethod(
-                this,
-                [this, index, facts] {
-                    m_tiles[index].Facts = facts;
-                    Place(m_tiles[index]);
-                },
-                Qt::QueuedConnection);
-        };
-        tile.Live =
-            std::make_unique<LiveStream>(tile.Renderer, QFile::encodeName(tile.Name).toStdString(),
-                                         *tile.Waiting, *tile.Counter, tile.Caption->Loss(), sizeChanged);
+        tile.Live = std::make_unique<LiveStream>(tile.Renderer, QFile::encodeName(tile.Name).toStdString(),
+                                                 *tile.Waiting, *tile.Counter, tile.Caption->Loss(),
+                                                 OnFactsChanged(index));
         ++count;
     }
     return count;
@@ -242,7 +247,7 @@ void WallWindow::UpdateStatistics()
                                   .arg(tile.Counter->DroppedSoFar()));
     }
     m_status->setText(QStringLiteral("%1 tiles    %2 decoder threads    %3 fps    dropped %4    CPU %5 %    "
-                                     "click: enlarge a tile, Q: quit")
+                                     "click: enlarge a tile, F: full screen, Q: quit")
                           .arg(m_tiles.size())
                           .arg(m_threads)
                           .arg(rate, 0, 'f', 0)
@@ -266,9 +271,18 @@ bool WallWindow::eventFilter(QObject* watched, QEvent* event)
     return QWidget::eventFilter(watched, event);
 }
 
+void WallWindow::resizeEvent(QResizeEvent* event)
+{
+    QWidget::resizeEvent(event);
+    m_status->setFont(LegibleFont(*this, size()));
+}
+
 void WallWindow::keyPressEvent(QKeyEvent* event)
 {
-    if (event->key() == Qt::Key_Q || event->key() == Qt::Key_Escape) {
+    const int key = event->key();
+    if (key == Qt::Key_F || (key == Qt::Key_Escape && isFullScreen())) {
+        setWindowState(windowState() ^ Qt::WindowFullScreen);
+    } else if (key == Qt::Key_Q || key == Qt::Key_Escape) {
         close();
     }
 }

@@ -13,6 +13,7 @@
 #include <QTimer>
 #include <QWidget>
 
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -58,13 +59,14 @@ public:
 
 protected:
     void keyPressEvent(QKeyEvent* event) override;
+    void resizeEvent(QResizeEvent* event) override;
 
 private:
     struct Tile {
         QString Name;
         void* Renderer = nullptr;
         QWidget* View = nullptr;
-        VideoFacts Facts{}; // of the first picture of a size
+        VideoFacts Facts{}; // as the picture shown last has them
         FrameCounter* Counter = nullptr;
         std::unique_ptr<TileCaption> Caption{};
         std::optional<LiveOptions> Waiting{}; // of a live source; empty for files
@@ -72,6 +74,7 @@ private:
     };
 
     Tile* AddTile(const QString& name);
+    std::function<void(const VideoFacts&)> OnFactsChanged(size_t index);
     static void Place(const Tile& tile);
     void Enlarge(const QWidget* view);
     void UpdateStatistics();

@@ -78,7 +78,7 @@ int Show(const WallOptions& options)
     if (!reason.isEmpty()) {
         std::fprintf(stderr, "wall: cannot read boxes from %s: %s\n", qPrintable(options.Boxes),
                      qPrintable(reason));
-        return 1;
+        return ExitUnreadable;
     }
     WallWindow window(options.Tiles, QSize(1200, 720), AreNative(options.Way));
     if (feed) {
@@ -109,6 +109,7 @@ int main(int argc, char** argv)
         const QCoreApplication withoutDisplay(argc, argv);
         ReadOptions(); // ends the process
     }
+    QGuiApplication::setDesktopFileName(QStringLiteral("ovel-wall")); // by which Wayland finds the icon
     const QApplication application(argc, argv);
     const WallOptions options = ReadOptions();
     if (!HasOpenGl()) {

@@ -278,6 +278,9 @@ TEST(Player, DroppedAndChosenFilesPlayAtOnce)
     EXPECT_TRUE(player.Window().windowTitle().startsWith("from10.mp4")) << "it goes on";
     player.Drop({files[2], files[1]}); // side by side
     EXPECT_TRUE(isFrom(50, 0.25) && isFrom(30, 0.75));
+    WriteFile(directory.filePath("list.txt"), "from30.mp4\n");
+    player.Drop({directory.filePath("list.txt")});
+    EXPECT_TRUE(player.Window().windowTitle().startsWith("from30.mp4"));
 
     player.Keys({Qt::Key_O}, Qt::ControlModifier);
     auto* dialog = player.Window().findChild<QFileDialog*>();
