@@ -4,6 +4,7 @@
 #include <QDateTime>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QUrl>
 
 #include <cmath>
 #include <cstdio>
@@ -11,11 +12,18 @@
 namespace
 {
 
+// Figures are passed on, passwords are not.
+QString WithoutUser(const QString& source)
+{
+    const QUrl url(source);
+    return url.userInfo().isEmpty() ? source : url.toString(QUrl::RemoveUserInfo);
+}
+
 QJsonObject ObjectOf(const TileFigures& tile)
 {
     const qint64 shown = tile.Counter->Shown();
     const qint64 dropped = tile.Counter->DroppedSoFar();
-    QJsonObject line{{QStringLiteral("source"), tile.Source},
+    QJsonObject line{{QStringLiteral("source"), WithoutUser(tile.Source)},
                      {QStringLiteral("state"), QStringLiteral("file")},
                      {QStringLiteral("received"), shown + dropped},
                      {QStringLiteral("shown"), shown},

@@ -31,48 +31,6 @@ struct CallbackWithFields {
     }
 };
 
-// Where the callback stays until it is let go.
-struct StayingCallback {
-    Signal isIn;
-    Signal leave;
-    std::function<void()> script = [this] {
-        isIn.Set();
-        leave.Wait();
-    };
-    CallbackWithFields c{&script};
-};
-
-// From inside another renderer's callback nobody waits for ever: the former pair stays then.
-TEST(PlayerCallbackPart, WhoTakesItAwayInACallbackGivesUp)
-{
-    const struct {
-        const char* name;
-        bool givesUp;
-        std::function<bool(PlayerCallback&)> change;
-    } cases[] = {
-        {"forget", true, [](PlayerCallback& c) { return c.Forget(); }},
-        {"the same pair", false, [](PlayerCallback& c) { return c.Set(c.Get()); }},
-    };
-    for (const auto& change : cases) {
-        SCOPED_TRACE(change.name);
-        StayingCallback staying;
-        const tagOvelDrawCallback before = staying.c.callback.Get();
-        HostThread runner([&] { EXPECT_EQ(staying.c.Run(), 5); });
-        ASSERT_TRUE(staying.isIn.Wait());
-        Signal changed;
-        HostThread taker([&] {
-            const DrawCallbackScope scope(&taker, 1);
-            EXPECT_EQ(change.change(staying.c.callback), !change.givesUp);
-            changed.Set();
-        });
-        EXPECT_NE(changed.Wait(200), change.givesUp);
-        EXPECT_TRUE(changed.Wait(3000));
-        EXPECT_EQ(staying.c.callback.Get().pUser, before.pUser);
-        EXPECT_EQ(staying.c.callback.Get().pfnDrawCallback, before.pfnDrawCallback);
-        staying.leave.Set();
-    }
-}
-
 TEST(PlayerCallbackPart, OwnAndFailedRunsHoldNobody)
 {
     CallbackWithFields c;
