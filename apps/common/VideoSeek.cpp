@@ -41,8 +41,7 @@ bool VideoSource::Parts::GoToKeyFrame(double seconds)
     AwaitsKeyFrame = true;
     Count = 0;
     Time = 0.0;
-    Facts.View =
-        {}; // which a later part may have changed; what it begins with comes again with the first packet
+    Facts.View = {}; // a later part may have changed it; that of the beginning comes with the first packet
     return true;
 }
 

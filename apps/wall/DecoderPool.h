@@ -23,8 +23,7 @@ public:
     DecoderPool(const DecoderPool&) = delete;
     DecoderPool& operator=(const DecoderPool&) = delete;
 
-    // GUI thread. Adding is over before Start.
-    // factsChanged is called on a decoder thread.
+    // GUI thread. Adding is over before Start. factsChanged is called on a decoder thread.
     void Add(void* renderer, FrameCounter& counter, std::unique_ptr<VideoSource> source,
              std::function<void(const VideoFacts&)> factsChanged);
     void Start(int threads);
