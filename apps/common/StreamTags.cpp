@@ -11,9 +11,7 @@ extern "C" {
 namespace
 {
 
-// Of HD video; films are often cut to fewer lines.
-constexpr int LeastWidth = 1280;
-constexpr int LeastHeight = 720;
+constexpr int LinesOfHd = 720;
 
 int MatrixOf(const AVFrame& picture, bool isRgb)
 {
@@ -29,8 +27,7 @@ int MatrixOf(const AVFrame& picture, bool isRgb)
     case AVCOL_SPC_BT2020_CL:
         return OVEL_MATRIX_BT2020;
     default:
-        return picture.width >= LeastWidth || picture.height >= LeastHeight ? OVEL_MATRIX_BT709
-                                                                            : OVEL_MATRIX_BT601;
+        return picture.height >= LinesOfHd ? OVEL_MATRIX_BT709 : OVEL_MATRIX_BT601;
     }
 }
 

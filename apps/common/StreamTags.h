@@ -5,9 +5,9 @@
 
 struct AVFrame;
 
-// What the samples of a picture mean once it is 8-bit 4:2:0. Without tags: BT.709 from 1280 columns or 720
-// lines on, else BT.601, limited range, chroma on the left. Pictures that are converted on their way (RGB, other
-// chroma sizes) get the description that PictureConverter gives them.
+// What the samples of a picture mean once it is 8-bit 4:2:0. Without tags: BT.709 from 720 lines on, else
+// BT.601, limited range, chroma on the left. Pictures that are converted on their way (RGB, other chroma
+// sizes) get the description that PictureConverter gives them.
 tagOvelColor ColorOf(const AVFrame& picture);
 
 bool SameColor(const tagOvelColor& one, const tagOvelColor& other);

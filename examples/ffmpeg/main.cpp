@@ -45,8 +45,8 @@ struct Input {
 // What the samples mean: from the tags, and as usual for the size where there are none.
 static tagOvelColor ColorOf(const AVFrame& picture)
 {
-    const bool isHd = picture.width >= 1280 || picture.height >= 720;
-    tagOvelColor color = {isHd ? OVEL_MATRIX_BT709 : OVEL_MATRIX_BT601, OVEL_RANGE_LIMITED, OVEL_SITING_LEFT};
+    tagOvelColor color = {picture.height >= 720 ? OVEL_MATRIX_BT709 : OVEL_MATRIX_BT601, OVEL_RANGE_LIMITED,
+                          OVEL_SITING_LEFT};
     if (picture.colorspace == AVCOL_SPC_BT709) {
         color.iMatrix = OVEL_MATRIX_BT709;
     } else if (picture.colorspace == AVCOL_SPC_BT470BG || picture.colorspace == AVCOL_SPC_SMPTE170M) {

@@ -87,11 +87,6 @@ TEST(Player, OtherFormatsKeepTheirColors)
         EXPECT_TRUE(
             ShowsCanvas(shown.copy(TileRect(i, 3, size)), ByFfmpeg(files[i], size, table[i].color), 3));
     }
-    const QString film = directory.filePath("film.nut"); // cut to its shape, without tags
-    MakeClip(files[0], BarsOf({1280, 96}), "ffv1", table[0].color);
-    Ffmpeg("-i " + files[0] + " -c:v rawvideo " + film);
-    EXPECT_TRUE(ShowsCanvas(PlayerPicture(directory, {film}, {1280, 96}),
-                            ByFfmpeg(film, {1280, 96}, table[0].color)));
 }
 
 // Turns and mirrors of the file against what ffmpeg itself makes of them.
