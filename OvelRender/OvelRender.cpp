@@ -12,6 +12,7 @@
 #include <QMutexLocker>
 #include <QReadWriteLock>
 #include <QThread>
+#include <QTimer>
 
 #include <dlfcn.h>
 
@@ -186,14 +187,17 @@ void DetachAndDelete(CLS_ShaderBase* renderer)
     if (!QCoreApplication::instance()) {
         return;
     }
-    if (QThread::currentThread() == renderer->thread() && RendererSteps(*renderer).CanGo()) {
+    const auto later = [renderer] { DetachAndDelete(renderer); };
+    if (QThread::currentThread() != renderer->thread()) {
+        QMetaObject::invokeMethod(renderer, later, Qt::QueuedConnection);
+    } else if (!RendererSteps(*renderer).CanGo()) {
+        QTimer::singleShot(1, renderer,
+                           later); // posted, an event loop inside the event would run it for ever
+    } else {
         renderer->DeleteLabels();
         renderer->setParent(nullptr);
         renderer->deleteLater();
-        return;
     }
-    QMetaObject::invokeMethod(
-        renderer, [renderer] { DetachAndDelete(renderer); }, Qt::QueuedConnection);
 }
 
 // 0 also for a handle that is unknown or being released; -1 inside a call for it, or when its calls took longer

@@ -371,6 +371,34 @@ TEST_P(LabelTest, ReleaseTakesLabelsAlong)
     EXPECT_EQ(panel.findChild<QLabel*>(), nullptr);
 }
 
+// In an event of a label that is being filled the host ends its renderer, and runs events there.
+TEST_P(LabelTest, ReleasedInsideTheEventsOfALabel)
+{
+    struct Ender : QObject {
+        bool eventFilter(QObject* receiver, QEvent* event) override
+        {
+            if (handle && event->type() == type && qobject_cast<QLabel*>(receiver)) {
+                EXPECT_EQ(Ovel_Release(std::exchange(handle, nullptr)), 0);
+                RunEventsFor(5);
+            }
+            return false;
+        }
+        void* handle;
+        QEvent::Type type;
+    } ender;
+    source.records = Labels({"one"});
+    qApp->installEventFilter(&ender);
+    for (const QEvent::Type type : {QEvent::Move, QEvent::Resize, QEvent::FontChange, QEvent::StyleChange}) {
+        RenderWindow second(GetParam());
+        source.Attach(second.handle);
+        ender.type = type;
+        ender.handle = second.handle;
+        EXPECT_EQ(Frame(picture, Yv12).Feed(second.handle), 0);
+        EXPECT_TRUE(WaitUntil([&] { return !ender.handle; })) << type;
+        EXPECT_TRUE(WaitUntil([&] { return !second.top->findChild<QOpenGLWidget*>(); })) << "and gone";
+    }
+}
+
 // A host parent that feeds and pushes while it is painted must not lock itself up with the label pass.
 TEST_P(LabelTest, ParentThatFeedsWhilePainting)
 {
