@@ -29,8 +29,9 @@ template <typename Result> Result Record(const char* name, const RecordedCall& c
     }
 }
 
-// An OS SDK may look for itself while it is loaded.
-const int s_lookedFor = LoadOSSDK("/nonexistent");
+// An OS SDK may look for itself while it is loaded; not every program here has the function.
+#pragma weak LoadOSSDK
+const int s_lookedFor = LoadOSSDK != nullptr ? LoadOSSDK("/nonexistent") : 0;
 
 } // namespace
 

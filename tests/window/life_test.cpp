@@ -67,7 +67,9 @@ const Event Events[] = {
     {"full screen", false,
      [](RenderWindow& w) {
          w.top->showFullScreen();
-         w.top->setGeometry(w.top->screen()->geometry()); // without a window manager nobody else does
+         if (!IsWayland()) { // without a window manager nobody else does
+             w.top->setGeometry(w.top->screen()->geometry());
+         }
          RunEventsFor(60);
          AskForANewWindow(w);
      }},
