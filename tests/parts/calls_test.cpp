@@ -1,4 +1,5 @@
-// Parts that say who is inside a renderer or its draw callback, and wait for them.
+// Parts that say who is inside a renderer or its draw callback, who comes next, and wait for them.
+#include "parts/CallTurn.h"
 #include "parts/PlayerCallback.h"
 
 #include "ScriptedHost.h"
@@ -43,6 +44,28 @@ TEST(PlayerCallbackPart, OwnAndFailedRunsHoldNobody)
     EXPECT_THROW(c.Run(), std::runtime_error);
     HostThread([&] { EXPECT_TRUE(c.callback.Forget()); }).Finish();
     EXPECT_EQ(WaitLimit(), std::nullopt) << "no scope is left behind";
+}
+
+// Who waits without limit has the turn: a call that comes later gives up, though it asks for another mutex.
+TEST(CallTurnPart, WhoWaitsGoesFirst)
+{
+    using namespace std::chrono_literals;
+    CallTurn turn;
+    QMutex busy, other;
+    busy.lock();
+    HostThread waiter([&] {
+        EXPECT_TRUE(turn.Lock(busy, std::nullopt));
+        busy.unlock();
+    });
+    const auto isTaken = [&] {
+        const bool had = turn.Lock(other, 20ms);
+        had ? other.unlock() : void();
+        return !had;
+    };
+    EXPECT_TRUE(WaitUntil(isTaken));
+    busy.unlock();
+    waiter.Finish();
+    EXPECT_FALSE(isTaken());
 }
 
 int retired = 0;
