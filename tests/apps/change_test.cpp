@@ -70,22 +70,6 @@ TEST(ColoredFrames, ADescriptionComesWithItsFrame)
     EXPECT_GT(seen[2], 20);
 }
 
-TEST(ColoredFrames, AWaitingDecoderEndsAtOnce)
-{
-    RenderWindow window(OVEL_RENDER_FULL, QSize(64, 64));
-    ColoredFrames frames(window.handle);
-    Frame hd(HdPicture(), OVEL_DISPLAY_YV12);
-    std::atomic<int> result{7};
-    std::thread decoder([&] { result = frames.Show(hd.info, Hd); });
-    std::this_thread::sleep_for(std::chrono::milliseconds(50)); // it waits for events that nobody runs
-    EXPECT_EQ(result, 7);
-    frames.Stop();
-    decoder.join();
-    EXPECT_EQ(result, -1);
-    RunEvents(); // the request that is left finds no frame
-    EXPECT_EQ(window.renderer->m_nVideoWidth, 0);
-}
-
 QByteArray Stream(const QTemporaryDir& directory, const Picture& picture, const tagOvelColor& color)
 {
     const QString range = color.iRange == OVEL_RANGE_FULL ? "pc" : "tv";

@@ -51,7 +51,6 @@ protected:
         return painter.DrawPicture(drawn, layout, Planes(), 1, view.parameters);
     }
     QImage Shown() const { return target->toImage(); }
-    bool IsBlack() const { return bool(ShowsCanvas(Shown(), Canvas(target->size()), 0)); }
 
     QOffscreenSurface offscreen;
     QOpenGLContext context;
@@ -112,7 +111,7 @@ TEST_F(ContextPart, PictureAndOverlaysAsTheViewSays)
         painter.PaintBlack();
         painter.MeshOverlays(list, OverlayKinds::LinesAndShapes, view);
         painter.PaintOpaqueOverlays();
-        EXPECT_FALSE(IsBlack());
+        EXPECT_FALSE(ShowsCanvas(Shown(), Canvas(target->size()), 0)) << "black";
         painter.Free();
         sources->Free();
         EXPECT_FALSE(program || owned[0] || shared[0]);

@@ -11,16 +11,9 @@ using namespace OvelTest;
 namespace
 {
 
-constexpr int UnknownVersion = 9;
-
 bool Always(const QSurfaceFormat&)
 {
     return true;
-}
-
-bool UnlessKnown(const QSurfaceFormat& asked)
-{
-    return asked.majorVersion() == UnknownVersion;
 }
 
 class MissingTest : public BothRenderers
@@ -112,29 +105,6 @@ TEST_P(MissingTest, AWindowThatHasOneShowsThePicture)
     EXPECT_EQ(Frame(picture, OVEL_DISPLAY_YV12).Feed(window.handle), 0);
     EXPECT_TRUE(TakeErrorLines().empty()) << "said before";
     window.renderer->setParent(nullptr);
-}
-
-// Not the platform's fault.
-TEST_P(MissingTest, TheVersionMayBeTheReason)
-{
-    if (!platformHasOpenGl) {
-        return;
-    }
-    contextFails = &UnlessKnown;
-    int type = GetParam();
-    void* handle = Ovel_CreateEx(&type, sizeof(type));
-    auto* renderer = static_cast<CLS_ShaderBase*>(handle);
-    QSurfaceFormat format = renderer->format();
-    format.setVersion(UnknownVersion, 1);
-    renderer->setFormat(format);
-    renderer->show();
-    std::vector<std::string> errors;
-    EXPECT_TRUE(WaitUntil([&] {
-        errors = TakeErrorLines();
-        return !errors.empty();
-    }));
-    EXPECT_NE(errors.at(0).find("makes none of version 9.1"), std::string::npos) << errors[0];
-    EXPECT_EQ(Ovel_Release(handle), 0);
 }
 
 } // namespace
