@@ -5,6 +5,7 @@
 #include <QLabel>
 #include <QPaintEvent>
 
+#include <mutex>
 #include <optional>
 #include <thread>
 
@@ -195,12 +196,15 @@ TEST_P(LabelTest, ClearDrawEmptiesThem)
             ASSERT_EQ(Texts(), (Strings{"b", "a"}));
             window.renderer->hide(); // no paint does it
             // As while the next frame is being taken.
-            QMutexLocker taking(otherThread && keep ? &window.renderer->m_mutexYuvBuf : nullptr);
+            std::unique_lock<QMutex> taking;
+            if (otherThread && keep) {
+                taking = std::unique_lock<QMutex>(window.renderer->m_mutexYuvBuf);
+            }
             Clear(otherThread);
             const auto empty = [&] { return Texts() == Strings{"", ""}; };
             // On the GUI thread they are empty at once.
             EXPECT_TRUE(otherThread ? WaitUntil(empty, 1000) : empty()) << keep << otherThread;
-            taking.unlock();
+            taking = {};
             window.renderer->show();
         }
     }
