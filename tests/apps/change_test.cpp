@@ -32,7 +32,7 @@ int Which(const QColor& shown)
 {
     const auto isNear = [&shown](const Canvas& canvas) {
         const auto& wanted = canvas.colour.front();
-        return IsLike(shown, QColor::fromRgbF(wanted[0] / 255.0, wanted[1] / 255.0, wanted[2] / 255.0), 3);
+        return IsLike(shown, QColor(qRound(wanted[0]), qRound(wanted[1]), qRound(wanted[2])), 3);
     };
     return isNear(Described(SdPicture(), Sd)) ? 1 : isNear(Described(HdPicture(), Hd)) ? 2 : 0;
 }
