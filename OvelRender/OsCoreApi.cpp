@@ -13,8 +13,8 @@
 namespace
 {
 
-// Held while the handle and the table change. Not while the dynamic loader works: that runs the constructors and
-// destructors of libraries, which may load the OS SDK themselves. The forwarders never take it.
+// Held while the handle and the table change. Not while a library is opened or closed: that runs constructors and
+// destructors, which may load the OS SDK themselves. The forwarders never take it.
 std::mutex s_mutexLoader;
 
 constexpr int TextBytes = 4096;

@@ -191,8 +191,8 @@ void DetachAndDelete(CLS_ShaderBase* renderer)
     if (QThread::currentThread() != renderer->thread()) {
         QMetaObject::invokeMethod(renderer, later, Qt::QueuedConnection);
     } else if (!RendererSteps(*renderer).CanGo()) {
-        QTimer::singleShot(1, renderer,
-                           later); // posted, an event loop inside the event would run it for ever
+        // Not posted: an event loop inside the event would run it for ever.
+        QTimer::singleShot(1, renderer, later);
     } else {
         renderer->DeleteLabels();
         renderer->setParent(nullptr);

@@ -383,8 +383,8 @@ OVEL_API void* Ovel_CreateEx(void* pParam, int iSize);
  * Releases a renderer with its picture, overlays and labels; the widget is detached from its parent and
  * deleted by the event loop. Waits for calls of this handle that are in flight. GUI thread (see Threads).
  * @param pcls handle, or null.
- * @return 0, also for an unknown handle; -1 for null, from inside this renderer's draw callback, or from
- * inside another one when this renderer stays busy for 500 ms: it is then as it was.
+ * @return 0, also for an unknown handle; -1 for null, from inside a call for it (see Threads), or from inside
+ * another draw callback when this renderer stays busy for 500 ms: it is then as it was.
  */
 OVEL_API int Ovel_Release(void* pcls);
 
@@ -396,8 +396,8 @@ OVEL_API int Ovel_Release(void* pcls);
  * @param iSize bytes at pFrame, at least 1; at most 112 are read.
  * @return 0; -1 for an unknown handle, a null or empty descriptor, a width or height below 1 (each such frame is
  * logged by the full-frame renderer while a picture is there), a picture above 2 GiB, out of memory, a busy
- * renderer (500 ms), or from inside its draw callback. The previous picture then stays. A frame without source
- * pointers is taken (0) and keeps the buffer.
+ * renderer (500 ms), or from inside a call for it (see Threads). The previous picture then stays. A frame without
+ * source pointers is taken (0) and keeps the buffer; so is one whose draw callback throws.
  */
 OVEL_API int Ovel_ShowYuvFrame(void* pcls, void* pFrame, int iSize);
 
@@ -441,8 +441,8 @@ OVEL_API int Ovel_ShowYuvFrameRef(void* pcls, void* pFrame, int iSize, OvelFrame
  * payload changes only the leading bytes of what is stored (commands 6 and 7: missing bytes count as zero), a
  * longer one counts up to its record.
  * @return 0; -1 for an unknown handle or code, null or empty payload, a destination smaller than 2 x 2
- * pixels, a colour value out of range, from inside its draw callback, or from inside another one when this
- * renderer stays busy for 500 ms.
+ * pixels, a colour value out of range, from inside a call for it (see Threads), or from inside another draw
+ * callback when this renderer stays busy for 500 ms.
  */
 OVEL_API int Ovel_SetParam(void* pcls, int iCmd, void* pData, int iSize);
 
@@ -456,8 +456,8 @@ OVEL_API int Ovel_GetParam(void* pcls, int iCmd, void* pData, int iSize);
 /**
  * Takes overlays and labels off the screen and forgets the draw callback; drops the picture too (black, zoom
  * and destination back to the whole widget, colours back to the formula) unless #OVELCMD_SET_STOPDRAW_PARA
- * keeps it. Any thread. Does nothing for an unknown handle, from inside its draw callback, or from inside
- * another one when this renderer stays busy for 500 ms.
+ * keeps it. Any thread. Does nothing for an unknown handle, from inside a call for it (see Threads), or from
+ * inside another draw callback when this renderer stays busy for 500 ms.
  * @param pcls handle.
  */
 OVEL_API void Ovel_ClearDraw(void* pcls);

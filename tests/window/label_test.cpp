@@ -387,8 +387,8 @@ TEST_P(LabelTest, ReleasedInsideTheEventsOfALabel)
             }
             return false;
         }
-        void* handle;
-        QEvent::Type type;
+        void* handle = nullptr;
+        QEvent::Type type = QEvent::None;
     } ender;
     source.records = Labels({"one"});
     qApp->installEventFilter(&ender);
